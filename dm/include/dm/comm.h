@@ -1,0 +1,326 @@
+/// Pipes: named two-way channels between processes over TCP.
+///
+/// A process opens a manager, as a server that listens or as a client that keeps one connection
+/// alive, and asks it for pipes by name. Two pipes of one name, one at each end, are joined as
+/// soon as the ends are connected, and joined again by themselves after every lost connection.
+///
+///     // The asking end.
+///     dm::initCommunicationManagerAsClient("tool", "127.0.0.1", 3500);
+///     dm::CommunicationPipe* pipe = dm::getCommunicationPipe("tool", "assets");
+///     char data[4096];
+///     dm::uint32 size = 0;
+///     auto text = pipe->sendRequest("read hero.mesh", 0, data, sizeof data, &size, nullptr, 0);
+///     dm::deinitCommunicationManagers();
+///
+///     // The answering end, on a thread of its own.
+///     dm::initCommunicationManagerAsServer("game", 3500, 1, true);
+///     dm::CommunicationPipe* pipe = dm::getCommunicationPipe("game", "assets");
+///     auto text = pipe->receiveRequest(nullptr);   // "" while there is none
+///     if (!text.empty())
+///         pipe->respond("ok", bytes, byteCount);
+///
+/// When not: for traffic that must never wait, use notifications; for anything beyond a trusted
+/// development network, nothing here: pipes are neither authenticated nor encrypted. A server
+/// listens on the loopback address until net::setListenAddress opens it.
+///
+/// Threads: every function may be called from any thread, except that the callbacks below run on
+/// the manager's own thread, and nothing that waits (sendRequest, respond, deinit...) may be
+/// called there: the thread would wait for itself.
+#pragma once
+
+#include <dm/export.h>
+
+#include <zul/InplaceString.h>
+#include <zul/String.h>
+#include <zul/Thread.h>
+#include <zul/Types.h>
+#include <zul/Vector.h>
+
+#include <cstddef>
+
+namespace dm
+{
+
+using uint8 = zu::uint8;
+using uint32 = zu::uint32;
+
+class CommunicationPipe;
+class CommunicationPipeManager;
+
+/// A context pointer and the function it is handed to as first argument. Counts as set when either
+/// is non-null; a null function is never called, even with a context beside it.
+template <typename... Arguments>
+struct Callback
+{
+    void* context = nullptr;
+    void (*function)(void* context, Arguments... arguments) = nullptr;
+
+    bool isSet() const { return context != nullptr || function != nullptr; }
+};
+
+using PipeCallback = Callback<CommunicationPipe*>;
+using ClientConnectionCallback = Callback<CommunicationPipeManager*>;
+using PipeCreateCallback = Callback<CommunicationPipeManager*, CommunicationPipe*>;
+
+/// One named channel between two managers: requests that are answered, and notifications.
+///
+/// Threads: any, unless said otherwise. Callbacks run on the manager's thread, outside every lock
+/// of the pipe. One thread a pipe should take requests and answer them: a pipe has a single slot
+/// for the request being answered, and taking the next one gives up the answer to the last.
+/// Ownership: the manager's; a pipe lives exactly as long as its manager.
+/// Limits: texts of requests and responses at most kMaxTextBytes, data at most 4 GiB - 1 bytes.
+class DM_API CommunicationPipe
+{
+public:
+    /// The longest text a request or response carries, in bytes; a longer one is refused with a
+    /// message on stderr. Text travels with every chunk of the data, so keep it short.
+    static constexpr uint32 kMaxTextBytes = 256 * 1024;
+
+    /// The name the pipe was made with. Letter case does not distinguish names.
+    virtual const char* getName() = 0;
+
+    /// True while a connection is attached; stays true until the manager has seen a lost one.
+    virtual bool isConnected() = 0;
+
+    virtual CommunicationPipeManager* getManager() = 0;
+
+    /// The address of the other end in numbers, "" while not connected.
+    virtual zu::InplaceString<128> getConnectedIP() = 0;
+
+    /// Queues a text for the other end and returns at once.
+    ///
+    ///   text    of any length; a zero-terminated string.
+    ///   value   handed to the receiver; 0 is replaced by this manager's id.
+    ///
+    /// Returns false, and queues nothing, while the pipe is not connected, and when
+    /// the queue is full because the other end does not read (kMaxQueuedNotifyBytes in
+    /// PipeLimits.h). A connection lost later drops what was still queued.
+    virtual bool sendNotify(const char* text, uint32 value) = 0;
+
+    /// Takes the oldest notification.
+    ///
+    ///   outValue   receives its value; may be null; untouched when there is none.
+    ///
+    /// Returns its text, or "" when there is none yet. One that is still arriving holds back the
+    /// newer ones, so the order is always the sender's.
+    virtual zu::InplaceString<128> receiveNotify(uint32* outValue) = 0;
+
+    /// Asks the other end and waits for its answer.
+    ///
+    ///   text               request text; "" cannot be told from "none" by the receiver.
+    ///   value              handed to the receiver as it is.
+    ///   responseBuffer     receives the answer's data; may be null, then the data is dropped.
+    ///   responseCapacity   its size in bytes. NOT enforced unless setResponseCapacityEnforced(true)
+    ///                      was called: a larger answer is written past it.
+    ///   outResponseSize    receives the answer's full data size in bytes, which may exceed the
+    ///                      capacity; may be null; untouched when the pipe closes first.
+    ///   data, dataSize     bytes sent along, lent until return; null and 0 for none.
+    ///
+    /// Returns the answer's text; "" when the manager is deinitialised while waiting. A lost
+    /// connection does not end the wait: the request is sent again after the next attach, so
+    /// the receiver may see it twice.
+    ///
+    /// Threads: any but the manager's own. Blocks without limit.
+    virtual zu::InplaceString<128> sendRequest(const char* text, uint32 value, void* responseBuffer,
+                                               uint32 responseCapacity, uint32* outResponseSize,
+                                               const void* data, uint32 dataSize) = 0;
+
+    /// Takes the oldest request, which becomes the one that getRequestData and respond refer to.
+    ///
+    ///   outValue   receives its value; may be null; untouched when there is none.
+    ///
+    /// Returns its text, or "" when there is none. A polling caller may be handed a request whose
+    /// data is still arriving; after the request callback one complete request is at the head.
+    virtual zu::InplaceString<128> receiveRequest(uint32* outValue) = 0;
+
+    /// The data of the request taken last: null and 0 when there is none. The bytes belong to the
+    /// pipe and live until respond, the next receiveRequest or a new connection.
+    virtual void getRequestData(void** outData, uint32* outSize) = 0;
+
+    /// Answers the request taken last and waits until the answer is handed to the connection.
+    ///
+    ///   data, dataSize   bytes sent along, lent until return; null and 0 for none.
+    ///
+    /// Returns at once, sending nothing, when the request came over an earlier connection: it will
+    /// come again. While not connected it waits for a connection or for deinitialisation.
+    ///
+    /// Threads: any but the manager's own. Blocks without limit while the other end does not read.
+    virtual void respond(const char* text, const void* data, uint32 dataSize) = 0;
+
+    /// The three below replace a callback; an empty one removes it. When they return, the previous
+    /// callback is not running on another thread and will not run again, so its context may go;
+    /// the caller must hold no lock that the previous callback waits for. Allowed from callbacks.
+
+    /// Called each time a connection has been attached.
+    virtual void setConnectionCallback(PipeCallback callback) = 0;
+    /// Called once for each notification that has arrived whole.
+    virtual void setNotifyCallback(PipeCallback callback) = 0;
+    /// Called once for each request that has arrived whole. Hand the work to another thread: take
+    /// one request, answer it, then take the next.
+    virtual void setRequestCallback(PipeCallback callback) = 0;
+
+    virtual ~CommunicationPipe();
+};
+
+/// One endpoint: its pipes, and the thread that does all its socket work.
+///
+/// Made and destroyed only by the init and deinit functions below.
+/// Texts returned as pointers stay valid as long as the manager.
+class DM_API CommunicationPipeManager : public zu::Thread
+{
+public:
+    ~CommunicationPipeManager() override;
+
+    /// The thread's body; not for callers.
+    int run() override = 0;
+
+    virtual bool isClient() = 0;
+    virtual bool isServer() = 0;
+
+    /// The name this end presents to the other, at first the one it was made with.
+    virtual const char* getName() = 0;
+    virtual void setName(const char* name) = 0;
+
+    /// The other end's name, "" before the first contact. On a server the last client to open a
+    /// pipe wins.
+    virtual const char* getRemoteName() = 0;
+
+    /// A server's own id, given at init; a client's connection number, 0 until it is welcomed.
+    virtual uint32 getID() = 0;
+
+    /// Finds the pipe of that name or makes it. Never null. Never blocks on the network, but runs
+    /// the pipe-create callback on this thread when it makes one.
+    virtual CommunicationPipe* getPipe(const char* pipeName) = 0;
+
+    /// The configured address: where a client connects, where a server listens. A server made with
+    /// port 0 reports the port it was given by the system, and 0 when it could not listen.
+    virtual const char* getHost(uint32* outPort) = 0;
+
+    /// A client's new address, used at its next connection attempt. Does not drop a connection.
+    virtual void setHost(const char* host, uint32 port) = 0;
+
+    /// On a server: sends exactly the next accepted client on to this address, provided a
+    /// client-connection callback is set. On a client: the address to try first.
+    virtual void setRedirect(const char* host, uint32 port) = 0;
+
+    /// Called on the manager's thread: on a server for each accepted client, on a client each time
+    /// it is welcomed. For replacing callbacks see CommunicationPipe.
+    virtual void setClientConnectionCallback(ClientConnectionCallback callback) = 0;
+
+    /// Called for each pipe made, before getPipe returns it: on the caller's thread from getPipe,
+    /// on the manager's when the other end asked for it.
+    virtual void setPipeCreateCallback(PipeCreateCallback callback) = 0;
+
+    /// Whether the pipe exists; never makes it.
+    virtual bool pipeExists(const char* pipeName);
+};
+
+/// Makes a server manager that listens on `port` (0: any free one, see getHost) and files it under
+/// `name`. A manager already filed there is replaced but keeps running, with its port: deinitialise
+/// it first unless that is what you want. A taken port leaves a manager nobody can connect to, and
+/// a message on stderr.
+///
+///   id                     sent in place of value 0 with notifications.
+///   createPipesOnRequest   whether a client may open pipes that do not exist here yet.
+DM_API CommunicationPipeManager* initCommunicationManagerAsServer(const char* name, int port,
+                                                                  uint32 id,
+                                                                  bool createPipesOnRequest);
+
+/// Makes a client manager that starts connecting at once and never stops trying, or returns the
+/// manager already filed under `name` unchanged, whatever its kind and address.
+DM_API CommunicationPipeManager* initCommunicationManagerAsClient(const char* name,
+                                                                  const char* host, int port);
+
+/// The manager of that name, or null. Letter case does not distinguish names.
+DM_API CommunicationPipeManager* getCommunicationPipeManager(const char* name);
+
+/// The only manager, or null when there is none or more than one. After
+/// deinitCommunicationManagers() it keeps its last value, which must not be used.
+DM_API CommunicationPipeManager* getCommunicationPipeManager();
+
+DM_API bool communicationPipeManagerExists(const char* name);
+DM_API bool isCommunicationPipeManagerMapEmpty();
+
+/// The pipe of the named manager, made if absent; null when there is no such manager.
+DM_API CommunicationPipe* getCommunicationPipe(const char* managerName, const char* pipeName);
+DM_API CommunicationPipe* getCommunicationPipeChecked(const char* managerName,
+                                                      const char* pipeName);
+
+/// The pipe of the only manager, made if absent; null when there is not exactly one.
+DM_API CommunicationPipe* getCommunicationPipe(const char* pipeName);
+DM_API CommunicationPipe* getCommunicationPipeChecked(const char* pipeName);
+
+/// Whether the only manager has that pipe. Never makes it; false without exactly one manager.
+DM_API bool isResourceHotLoadPipeCreated(const char* pipeName);
+
+/// Removes the manager from the registry, wakes everybody blocked on its pipes with "", stops its
+/// thread and destroys it with its pipes, in at most a fifth of a second and as long as its own
+/// callbacks run. Unknown names are ignored. From one of the manager's own callbacks it only
+/// removes it; the next registry call of another thread destroys it.
+DM_API void deinitCommunicationManager(const char* name);
+
+/// The same for all managers, those made meanwhile by callbacks included.
+DM_API void deinitCommunicationManagers();
+
+/// How a client manager's connection stands, for tools that want to say more than "not connected".
+struct ConnectionStatus
+{
+    enum State : int
+    {
+        NoSuchManager,
+        Disconnected, ///< no connection; the next attempt comes within half a second
+        Connecting,   ///< an attempt is under way
+        Connected,    ///< the connection is up (pipes attach a moment later)
+    };
+    State state = NoSuchManager;
+    uint32 attempts = 0;        ///< connection attempts that failed since init
+    uint32 connections = 0;     ///< connections that were welcomed since init
+    uint32 protocolVersion = 0; ///< the version of the last server met, 0 before the first
+    zu::InplaceString<128> lastFailure; ///< why the last attempt or connection ended, "" if none did
+};
+
+/// A server manager is always Connected, with nothing counted.
+DM_API ConnectionStatus getConnectionStatus(const char* managerName);
+
+/// How far the oldest unanswered request of a pipe has come, for progress displays.
+struct TransferProgress
+{
+    bool active = false;      ///< whether there is a request waiting for its answer
+    uint32 sentBytes = 0;     ///< of the request's data, handed to the connection
+    uint32 sendTotal = 0;     ///< the request's data size
+    uint32 receivedBytes = 0; ///< of the answer's data, so far
+    uint32 receiveTotal = 0;  ///< the answer's data size, 0 until its first chunk
+};
+
+DM_API TransferProgress getTransferProgress(CommunicationPipe* pipe);
+
+/// Process-wide: whether answers are cut at the capacity that sendRequest was given. Off by
+/// default, for programs that rely on larger answers being stored; switch it on in every new one.
+/// Its full size is reported either way.
+DM_API void setResponseCapacityEnforced(bool enforced);
+DM_API bool isResponseCapacityEnforced();
+
+/// The version of the pipe protocol; both ends must have the same.
+inline constexpr uint32 kPipeProtocolVersion = 2;
+
+/// Writes two lower-case hexadecimal digits a byte into `out`, which becomes exactly twice `size`
+/// characters long.
+DM_API void binaryDataToString(const uint8* data, size_t size, zu::String& out);
+
+/// Reads two hexadecimal digits a byte; an odd last character is ignored. A character that is no
+/// digit counts as 255 and is not reported.
+DM_API void stringToBinaryData(const zu::String& in, zu::Vector<char>& out);
+
+} // namespace dm
+
+namespace net
+{
+
+/// Replaces every byte but letters, digits and $-_.+!*'(), by %XX.
+DM_API zu::InplaceString<256> urlEncodeString(zu::InplaceString<128> in);
+
+/// Undoes %NN escapes made of decimal digits. Letters count as their distance from '0', so %2F is
+/// '6'; a lone % at the end becomes a zero character; + stays +.
+DM_API zu::InplaceString<256> urlDecodeString(zu::InplaceString<128> in);
+
+} // namespace net
