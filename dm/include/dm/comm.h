@@ -76,6 +76,9 @@ public:
     /// message on stderr. Text travels with every chunk of the data, so keep it short.
     static constexpr uint32 kMaxTextBytes = 256 * 1024;
 
+    /// How much notification text a pipe keeps for an end that does not read, in bytes.
+    static constexpr uint32 kMaxQueuedNotifyBytes = 64 * 1024 * 1024;
+
     /// The name the pipe was made with. Letter case does not distinguish names.
     virtual const char* getName() = 0;
 
@@ -93,8 +96,8 @@ public:
     ///   value   handed to the receiver; 0 is replaced by this manager's id.
     ///
     /// Returns false, and queues nothing, while the pipe is not connected, and when
-    /// the queue is full because the other end does not read (kMaxQueuedNotifyBytes in
-    /// PipeLimits.h). A connection lost later drops what was still queued.
+    /// the queue is full because the other end does not read (kMaxQueuedNotifyBytes). A connection
+    /// lost later drops what was still queued.
     virtual bool sendNotify(const char* text, uint32 value) = 0;
 
     /// Takes the oldest notification.
@@ -193,7 +196,8 @@ public:
     virtual CommunicationPipe* getPipe(const char* pipeName) = 0;
 
     /// The configured address: where a client connects, where a server listens. A server made with
-    /// port 0 reports the port it was given by the system, and 0 when it could not listen.
+    /// port 0 reports the port that the system gave it; see getConnectionStatus for whether it
+    /// could listen at all.
     virtual const char* getHost(uint32* outPort) = 0;
 
     /// A client's new address, used at its next connection attempt. Does not drop a connection.
@@ -274,12 +278,13 @@ struct ConnectionStatus
     };
     State state = NoSuchManager;
     uint32 attempts = 0;        ///< connection attempts that failed since init
-    uint32 connections = 0;     ///< connections that were welcomed since init
+    uint32 connections = 0;     ///< connections that were welcomed, or accepted, since init
     uint32 protocolVersion = 0; ///< the version of the last server met, 0 before the first
     zu::InplaceString<128> lastFailure; ///< why the last attempt or connection ended, "" if none did
 };
 
-/// A server manager is always Connected, with nothing counted.
+/// A server manager is Connected while it listens and Disconnected when it could not, with the
+/// reason in lastFailure.
 DM_API ConnectionStatus getConnectionStatus(const char* managerName);
 
 /// How far the oldest unanswered request of a pipe has come, for progress displays.
