@@ -1,0 +1,67 @@
+/// Takes TCP connections on one port.
+///
+///     net::Listener listener(0);                   // any free port
+///     announce(listener.getPort());
+///     if (net::Socket* socket = listener.pollConnect())
+///         sockets.emplace_back(socket);
+///
+/// Listens on the loopback address unless net::setListenAddress or the environment variable
+/// ZUL_LISTEN_ADDRESS names another: connections are neither authenticated nor encrypted, so
+/// opening them to a network is a decision of whoever runs the program.
+///
+/// Threads: one at a time.
+/// Errors: a port that cannot be had leaves a listener that is not listening and a line on standard
+/// error; nothing throws. While the process has no descriptor left, connections are taken and
+/// closed at once instead of waiting in a queue that nobody can empty.
+#pragma once
+
+#include <zul/Packet.h>
+#include <zul/WaitHandle.h>
+#include <zul/export.h>
+
+#include <memory>
+
+namespace net {
+
+class Socket;
+
+/// Where listeners made from now on listen: a numeric address of this machine, "localhost", or
+/// "0.0.0.0" or "::" for all networks. "" goes back to the default. Outranks ZUL_LISTEN_ADDRESS.
+ZUL_API void setListenAddress(const char* address);
+
+class ZUL_API Listener
+{
+public:
+    /// Listens on the port at once; 0 picks a free one.
+    explicit Listener(int port);
+    ~Listener();
+
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    bool isListening() const;
+
+    /// The port in use, also when the system picked it. The one asked for when not listening.
+    u32 getPort() const { return m_port; }
+
+    /// Does what is due besides taking connections. Never waits.
+    void update();
+
+    /// Takes the next connection, or gives null. Never waits. The caller deletes the socket.
+    Socket* pollConnect();
+
+    /// How many connections were closed at once for want of descriptors.
+    u64 getRefusedCount() const { return m_refusedCount; }
+
+    zu::WaitHandle getWaitHandle() const;
+
+private:
+    void reportRefusal();
+
+    struct State;
+    std::unique_ptr<State> m_state;
+    u32 m_port;
+    u64 m_refusedCount = 0;
+};
+
+} // namespace net
