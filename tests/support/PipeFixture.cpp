@@ -1,0 +1,105 @@
+#include "support/PipeFixture.h"
+
+#include <stdexcept>
+#include <vector>
+
+namespace support {
+
+std::string someBytes(size_t count, std::uint32_t seed)
+{
+    std::string bytes(count, '\0');
+    std::uint32_t state = seed;
+    for (char& byte : bytes) {
+        state = state * 1664525u + 1013904223u;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+Answer ask(dm::CommunicationPipe* pipe, const std::string& text, const std::string& data,
+           dm::uint32 value, dm::uint32 capacity)
+{
+    std::vector<char> buffer(capacity);
+    Answer answer;
+    answer.text =
+        toString(pipe->sendRequest(text.c_str(), value, buffer.data(), capacity, &answer.size,
+                                   data.data(), static_cast<dm::uint32>(data.size())));
+    answer.data.assign(buffer.data(), std::min(answer.size, capacity));
+    return answer;
+}
+
+std::string takeRequest(dm::CommunicationPipe* pipe, dm::uint32* value)
+{
+    std::string text;
+    if (!waitUntil([&] { return !(text = toString(pipe->receiveRequest(value))).empty(); }))
+        throw std::runtime_error("no request arrived in time");
+    return text;
+}
+
+std::string takeNotify(dm::CommunicationPipe* pipe, dm::uint32* value)
+{
+    std::string text;
+    if (!waitUntil([&] { return !(text = toString(pipe->receiveNotify(value))).empty(); }))
+        throw std::runtime_error("no notification arrived in time");
+    return text;
+}
+
+std::string requestData(dm::CommunicationPipe* pipe)
+{
+    void* data = nullptr;
+    dm::uint32 size = 0;
+    pipe->getRequestData(&data, &size);
+    return {static_cast<const char*>(data), data ? size : 0};
+}
+
+Answer Responder::echo(const std::string& text, const std::string& data) { return {text, data}; }
+
+Responder::Responder(dm::CommunicationPipe* answeredPipe, Answering how)
+    : pipe(answeredPipe)
+    , answering(std::move(how))
+    , thread([this] { run(); })
+{
+    pipe->setRequestCallback({this, [](void* self, dm::CommunicationPipe*) {
+                                  auto& announced = static_cast<Responder*>(self)->announced;
+                                  ++announced;
+                                  announced.notify_one();
+                              }});
+}
+
+Responder::~Responder()
+{
+    if (!dm::isCommunicationPipeManagerMapEmpty())
+        pipe->setRequestCallback({});
+    stopping = true;
+    ++announced;
+    announced.notify_one();
+    thread.join();
+}
+
+void Responder::run()
+{
+    for (int taken = 0;; ++taken) {
+        announced.wait(taken);
+        if (stopping)
+            return;
+        const std::string text = toString(pipe->receiveRequest(nullptr));
+        if (text.empty())
+            continue; // it came over a connection that is gone, and will come again
+        const Answer answer = answering(text, requestData(pipe));
+        ++answerCount;
+        pipe->respond(answer.text.c_str(), answer.data.data(),
+                      static_cast<dm::uint32>(answer.data.size()));
+    }
+}
+
+PipeFixture::Ends PipeFixture::connectEnds(const char* pipe)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    dm::CommunicationPipeManager* client = startClient(portOf(server));
+    const Ends ends{server->getPipe(pipe), client->getPipe(pipe)};
+    waitConnected(ends.server);
+    waitConnected(ends.client);
+    return ends;
+}
+
+} // namespace support

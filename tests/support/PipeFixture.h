@@ -1,0 +1,144 @@
+/// Managers and pipes of one test, with verbs. Every manager is gone when the test ends.
+#pragma once
+
+#include "support/ScriptedPeer.h"
+#include "support/WaitUntil.h"
+
+#include <dm/comm.h>
+
+#include <functional>
+#include <future>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace support {
+
+struct Answer
+{
+    std::string text;
+    std::string data{};
+    dm::uint32 size = 0; ///< as reported to the asker; not looked at in an answer to give
+
+    bool operator==(const Answer& other) const { return text == other.text && data == other.data; }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Answer& answer)
+{
+    return out << '\'' << answer.text << "' with " << answer.data.size() << " bytes";
+}
+
+/// Deterministic bytes, zeros included, that differ from place to place.
+std::string someBytes(size_t count, std::uint32_t seed = 1);
+
+inline std::string toString(const zu::String& text) { return {text.c_str(), text.length()}; }
+
+/// Asks and waits. `capacity` bytes are ready for the answer's data.
+Answer ask(dm::CommunicationPipe* pipe, const std::string& text, const std::string& data = "",
+           dm::uint32 value = 0, dm::uint32 capacity = 0);
+
+inline std::future<Answer> askAside(dm::CommunicationPipe* pipe, std::string text,
+                                    std::string data = "", dm::uint32 capacity = 0)
+{
+    return std::async(std::launch::async, [=] { return ask(pipe, text, data, 0, capacity); });
+}
+
+/// True when the asker has its answer within the limit.
+template <typename Future>
+bool isDone(Future& future, std::chrono::milliseconds limit = kLongLimit)
+{
+    return future.wait_for(limit) == std::future_status::ready;
+}
+
+/// Polls until a request is there and takes it.
+std::string takeRequest(dm::CommunicationPipe* pipe, dm::uint32* value = nullptr);
+std::string takeNotify(dm::CommunicationPipe* pipe, dm::uint32* value = nullptr);
+std::string requestData(dm::CommunicationPipe* pipe);
+
+/// Answers every request of a pipe on a thread of its own, one after the other, as the request
+/// callback announces them. Outlive it with the pipe, or deinitialise the manager first: its
+/// blocked answers then end by themselves.
+class Responder
+{
+public:
+    using Answering = std::function<Answer(const std::string& text, const std::string& data)>;
+
+    explicit Responder(dm::CommunicationPipe* pipe, Answering answering = echo);
+    /// Stops after the answer being given. Removes the callback.
+    ~Responder();
+
+    int answered() const { return answerCount; }
+    static Answer echo(const std::string& text, const std::string& data);
+
+private:
+    void run();
+
+    dm::CommunicationPipe* pipe;
+    Answering answering;
+    std::atomic<int> announced{0};
+    std::atomic<int> answerCount{0};
+    std::atomic<bool> stopping{false};
+    std::thread thread;
+};
+
+/// One more each time a callback runs; what it is given as context outlives the pipe.
+struct CallCounter
+{
+    std::atomic<int> calls{0};
+
+    dm::PipeCallback onPipe()
+    {
+        return {this, [](void* self, dm::CommunicationPipe*) { count(self); }};
+    }
+    dm::ClientConnectionCallback onConnection()
+    {
+        return {this, [](void* self, dm::CommunicationPipeManager*) { count(self); }};
+    }
+    bool reaches(int wanted)
+    {
+        return waitUntil([&] { return calls >= wanted; });
+    }
+
+private:
+    static void count(void* self) { ++static_cast<CallCounter*>(self)->calls; }
+};
+
+class PipeFixture : public testing::Test
+{
+protected:
+    static constexpr dm::uint32 kServerId = 77;
+
+    ~PipeFixture() override { dm::deinitCommunicationManagers(); }
+
+    /// A server on a free port.
+    dm::CommunicationPipeManager* startServer(bool createPipes = true, const char* name = "server")
+    {
+        return dm::initCommunicationManagerAsServer(name, 0, kServerId, createPipes);
+    }
+    dm::CommunicationPipeManager* startClient(dm::uint32 port, const char* name = "client")
+    {
+        return dm::initCommunicationManagerAsClient(name, "127.0.0.1", static_cast<int>(port));
+    }
+    static dm::uint32 portOf(dm::CommunicationPipeManager* manager)
+    {
+        dm::uint32 port = 0;
+        manager->getHost(&port);
+        return port;
+    }
+
+    /// Both ends of one attached pipe, in this process.
+    struct Ends
+    {
+        dm::CommunicationPipe* server;
+        dm::CommunicationPipe* client;
+    };
+    Ends connectEnds(const char* pipe = "pipe");
+
+    static void waitConnected(dm::CommunicationPipe* pipe, bool connected = true)
+    {
+        ASSERT_TRUE(waitUntil([&] { return pipe->isConnected() == connected; }));
+    }
+};
+
+} // namespace support

@@ -1,0 +1,205 @@
+#include "support/ScriptedPeer.h"
+
+#include "support/WaitUntil.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+namespace support {
+
+namespace {
+
+constexpr int kLimitMs = static_cast<int>(std::chrono::milliseconds(kLongLimit).count());
+constexpr size_t kHeaderBytes = 8;
+
+sockaddr_in loopback(std::uint32_t port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+bool isReadable(int descriptor, int withinMs)
+{
+    pollfd poller{descriptor, POLLIN, 0};
+    return ::poll(&poller, 1, withinMs) > 0;
+}
+
+void require(bool holds, const char* what)
+{
+    if (!holds)
+        throw std::runtime_error(what);
+}
+
+int newSocket()
+{
+    const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    require(descriptor >= 0, "scripted peer: no socket");
+    return descriptor;
+}
+
+} // namespace
+
+ScriptedPeer ScriptedPeer::connectTo(std::uint32_t port)
+{
+    ScriptedPeer peer(newSocket());
+    const sockaddr_in address = loopback(port);
+    require(::connect(peer.descriptor, reinterpret_cast<const sockaddr*>(&address),
+                      sizeof address) == 0,
+            "scripted peer: cannot connect");
+    const int on = 1;
+    ::setsockopt(peer.descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return peer;
+}
+
+ScriptedPeer ScriptedPeer::attachTo(std::uint32_t port, const std::string& pipe)
+{
+    ScriptedPeer peer = connectTo(port);
+    peer.send(openPipe(pipe));
+    peer.expect(WireMessage::PipeOpened);
+    return peer;
+}
+
+ScriptedPeer::ScriptedPeer(ScriptedPeer&& other) noexcept { *this = std::move(other); }
+
+ScriptedPeer& ScriptedPeer::operator=(ScriptedPeer&& other) noexcept
+{
+    std::swap(descriptor, other.descriptor);
+    std::swap(unread, other.unread);
+    std::swap(received, other.received);
+    return *this;
+}
+
+void ScriptedPeer::close()
+{
+    if (descriptor >= 0)
+        ::close(std::exchange(descriptor, -1));
+}
+
+void ScriptedPeer::welcomeAndOpen(const std::string& pipe)
+{
+    send(welcome());
+    while (expect(WireMessage::OpenPipe).name != pipe)
+        ;
+    send(pipeOpened(pipe));
+}
+
+bool ScriptedPeer::sendRaw(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<size_t>(sent));
+    }
+    return true;
+}
+
+bool ScriptedPeer::sendByteByByte(std::string_view bytes)
+{
+    return std::all_of(bytes.begin(), bytes.end(), [this](const char& byte) {
+        return sendRaw({&byte, 1});
+    });
+}
+
+bool ScriptedPeer::readMore()
+{
+    require(isReadable(descriptor, kLimitMs), "scripted peer: nothing arrived in time");
+    char buffer[65536];
+    const ssize_t count = ::recv(descriptor, buffer, sizeof buffer, 0);
+    if (count > 0)
+        unread.append(buffer, static_cast<size_t>(count));
+    return count > 0;
+}
+
+bool ScriptedPeer::takeMessage(WireMessage& message)
+{
+    if (unread.size() < kHeaderBytes)
+        return false;
+    size_t payloadBytes = 0;
+    for (size_t i = 0; i < 4; ++i)
+        payloadBytes |= size_t{static_cast<unsigned char>(unread[4 + i])} << (8 * i);
+    if (unread.size() < kHeaderBytes + payloadBytes)
+        return false;
+    const auto parsed = WireMessage::parse({unread.data() + kHeaderBytes, payloadBytes});
+    require(parsed.has_value(), "scripted peer: a malformed message arrived");
+    unread.erase(0, kHeaderBytes + payloadBytes);
+    message = *parsed;
+    received.push_back(message);
+    received.back().chunk.clear(); // a record of what came, not of every byte
+    return true;
+}
+
+WireMessage ScriptedPeer::expect(WireMessage::Kind kind)
+{
+    const auto deadline = std::chrono::steady_clock::now() + kLongLimit;
+    for (WireMessage message;;) {
+        while (takeMessage(message))
+            if (message.kind == kind)
+                return message;
+        require(std::chrono::steady_clock::now() < deadline, "scripted peer: message never came");
+        require(readMore(), "scripted peer: closed while a message was expected");
+    }
+}
+
+WireMessage ScriptedPeer::expectWhole(WireMessage::Kind kind)
+{
+    WireMessage whole = expect(kind);
+    while (whole.chunk.size() < whole.total) {
+        const WireMessage next = expect(kind);
+        require(next.id == whole.id && next.text == whole.text &&
+                    next.offset == whole.chunk.size() && !next.chunk.empty(),
+                "scripted peer: chunks of two messages are mixed up");
+        whole.chunk += next.chunk;
+    }
+    return whole;
+}
+
+void ScriptedPeer::expectClosed()
+{
+    WireMessage message;
+    while (readMore())
+        while (takeMessage(message))
+            ;
+}
+
+bool ScriptedPeer::hasSeen(WireMessage::Kind kind) const
+{
+    return std::any_of(received.begin(), received.end(),
+                       [kind](const WireMessage& message) { return message.kind == kind; });
+}
+
+ScriptedServer::ScriptedServer(int backlog)
+    : descriptor(newSocket())
+{
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    auto* plain = reinterpret_cast<sockaddr*>(&address);
+    require(::bind(descriptor, plain, size) == 0 && ::listen(descriptor, backlog) == 0 &&
+                ::getsockname(descriptor, plain, &size) == 0,
+            "scripted server: cannot listen");
+    listenPort = ntohs(address.sin_port);
+}
+
+ScriptedServer::~ScriptedServer() { ::close(descriptor); }
+
+ScriptedPeer ScriptedServer::accept()
+{
+    require(hasWaitingClient(kLimitMs), "scripted server: nobody connected");
+    return ScriptedPeer(::accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC));
+}
+
+bool ScriptedServer::hasWaitingClient(int withinMs) const
+{
+    return isReadable(descriptor, withinMs);
+}
+
+} // namespace support
