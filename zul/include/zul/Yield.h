@@ -1,0 +1,45 @@
+/// How long a waiter yields the core before it sleeps in the system.
+///
+/// Waking a sleeping thread costs the waker a system call and both a detour through the scheduler.
+/// Where the awaited thing usually happens within microseconds, a waiter does better to stay
+/// runnable for a moment:
+///
+///     zu::YieldBudget budget;
+///     while (!ready())
+///         if (!budget.yield())
+///             return sleepUntilReady();
+///
+/// Threads: any; a budget belongs to one waiter.
+#pragma once
+
+#include <zul/Types.h>
+#include <zul/export.h>
+
+#include <chrono>
+
+namespace zu {
+
+inline constexpr u32 kDefaultYieldMicroseconds = 50;
+
+/// Process-wide, for waits that begin afterwards. 0 makes every waiter sleep at once.
+ZUL_API void setYieldMicroseconds(u32 microseconds);
+ZUL_API u32 getYieldMicroseconds();
+
+/// The time one wait may spend yielding. It begins with the first yield().
+class ZUL_API YieldBudget
+{
+public:
+    YieldBudget()
+        : remaining(getYieldMicroseconds())
+    {
+    }
+
+    /// Yields the core; false, without yielding, once the time is used up or yielding is off.
+    bool yield();
+
+private:
+    std::chrono::microseconds remaining;
+    std::chrono::steady_clock::time_point deadline{};
+};
+
+} // namespace zu
