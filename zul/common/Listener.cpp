@@ -1,0 +1,113 @@
+#include "zul/common/SocketState.h"
+#include "zul/common/Tcp.h"
+
+#include <zul/Listener.h>
+#include <zul/Socket.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+
+namespace net {
+
+static constexpr const char* kDefaultListenAddress = "127.0.0.1";
+
+// Never destroyed: threads that outlive main may still make listeners.
+struct ListenAddress
+{
+    std::mutex lock;
+    std::string address; // "" for not set; under lock
+};
+
+static ListenAddress& sharedListenAddress()
+{
+    static auto* shared = new ListenAddress;
+    return *shared;
+}
+
+void setListenAddress(const char* address)
+{
+    ListenAddress& shared = sharedListenAddress();
+    std::lock_guard guard(shared.lock);
+    shared.address = address ? address : "";
+}
+
+static std::string chosenListenAddress()
+{
+    ListenAddress& shared = sharedListenAddress();
+    std::lock_guard guard(shared.lock);
+    if (!shared.address.empty())
+        return shared.address;
+    const char* variable = std::getenv("ZUL_LISTEN_ADDRESS");
+    return variable && *variable ? variable : kDefaultListenAddress;
+}
+
+struct Listener::State
+{
+    ~State() { tcp::close(listening); }
+
+    tcp::Listening listening;
+    bool refusalReported = false;
+};
+
+Listener::Listener(int port)
+    : m_state(std::make_unique<State>())
+    , m_port(static_cast<u32>(port))
+{
+    std::string address = chosenListenAddress();
+    std::string error = "no port of TCP";
+    if (port >= 0 && port <= 0xFFFF) {
+        auto addresses = tcp::numericAddresses(address.c_str(), m_port);
+        error = "not a numeric address";
+        if (!addresses.empty())
+            m_state->listening = tcp::listen(addresses.front(), error);
+    }
+    if (isListening())
+        m_port = m_state->listening.port;
+    else
+        std::fprintf(stderr, "net: cannot listen on %s port %d: %s\n", address.c_str(), port,
+                     error.c_str());
+}
+
+Listener::~Listener() = default;
+
+bool Listener::isListening() const { return m_state->listening.handle != tcp::kNoHandle; }
+
+void Listener::update()
+{
+    // The system takes connections by itself; pollConnect only fetches them.
+}
+
+Socket* Listener::pollConnect()
+{
+    if (!isListening())
+        return nullptr;
+    tcp::Address peer;
+    tcp::Attempt accepted = tcp::accept(m_state->listening, peer);
+    if (accepted.outcome == tcp::Outcome::Failed)
+        reportRefusal();
+    if (accepted.outcome != tcp::Outcome::Done)
+        return nullptr;
+    auto state = std::make_unique<Socket::State>();
+    state->open(accepted.handle, peer);
+    return new Socket(std::move(state));
+}
+
+void Listener::reportRefusal()
+{
+    m_refusedCount++;
+    if (m_state->refusalReported)
+        return;
+    m_state->refusalReported = true;
+    std::fprintf(stderr, "net: port %u refuses connections: no descriptor left\n", m_port);
+}
+
+zu::WaitHandle Listener::getWaitHandle() const
+{
+    zu::WaitHandle handle;
+    handle.native = m_state->listening.handle;
+    return handle;
+}
+
+} // namespace net

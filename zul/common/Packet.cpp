@@ -1,0 +1,237 @@
+#include "zul/common/Frame.h"
+
+#include <zul/Packet.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+namespace net {
+
+// Beyond any packet that could be sent; keeps all sums of positions and sizes within 32 bits.
+static constexpr u64 kMaxWrittenBytes = 0x40000000;
+
+Packet::Packet(int id)
+    : m_id(id)
+    , m_capacity(kInlineBytes - kHeaderBytes)
+    , m_payload(m_inline + kHeaderBytes)
+{
+    static_assert(kHeaderBytes == kFrameHeaderBytes);
+    assert(id >= 0 && id <= 0xFFFF && "the frame has 16 bits for the id");
+}
+
+Packet::~Packet() = default;
+
+void Packet::reset(int id)
+{
+    assert(id >= 0 && id <= 0xFFFF && "the frame has 16 bits for the id");
+    m_id = id;
+    m_failed = false;
+    m_position = m_ownSize = m_lentSize = 0;
+    m_lent = nullptr;
+    if (m_viewing) {
+        m_viewing = false;
+        m_payload = (m_heap ? m_heap.get() : m_inline) + kHeaderBytes;
+    }
+}
+
+// Room for size bytes at the position, which moves behind them. Null when that is not allowed.
+u8* Packet::place(u32 size)
+{
+    u64 end = u64{m_position} + size;
+    bool appends = end > m_ownSize;
+    if (m_viewing || end > kMaxWrittenBytes || (appends && m_lentSize > 0)) {
+        assert(!m_viewing && "a received packet is read only");
+        m_failed = true;
+        return nullptr;
+    }
+    if (end > m_capacity)
+        grow(static_cast<u32>(end));
+    u8* bytes = m_payload + m_position;
+    m_position = static_cast<u32>(end);
+    if (appends)
+        m_ownSize = m_position;
+    return bytes;
+}
+
+void Packet::grow(u32 payloadBytes)
+{
+    // A packet that outgrows its inline room is most often filled by write, so go for the nominal
+    // size early instead of doubling all the way.
+    u32 capacity = std::max(payloadBytes, m_capacity * 4);
+    if (payloadBytes <= kNominalPayloadBytes)
+        capacity = std::min(capacity, kNominalPayloadBytes);
+    auto bytes = std::make_unique_for_overwrite<u8[]>(kHeaderBytes + capacity);
+    std::memcpy(bytes.get() + kHeaderBytes, m_payload, m_ownSize);
+    m_heap = std::move(bytes);
+    m_payload = m_heap.get() + kHeaderBytes;
+    m_capacity = capacity;
+}
+
+Packet& Packet::operator<<(int value) { return *this << static_cast<unsigned int>(value); }
+
+Packet& Packet::operator<<(unsigned int value)
+{
+    if (u8* bytes = place(4))
+        store32(bytes, value);
+    return *this;
+}
+
+Packet& Packet::operator<<(const char* text)
+{
+    std::size_t length = text ? std::strlen(text) : 0;
+    if (length > kMaxWrittenBytes) {
+        m_failed = true;
+        return *this;
+    }
+    return writeText(text, static_cast<u32>(length));
+}
+
+Packet& Packet::writeText(const char* text, u32 length)
+{
+    if (length > kMaxWrittenBytes) {
+        m_failed = true;
+        return *this;
+    }
+    if (u8* bytes = place(4 + length + 1)) {
+        store32(bytes, length);
+        if (length > 0)
+            std::memcpy(bytes + 4, text, length);
+        bytes[4 + length] = 0;
+    }
+    return *this;
+}
+
+// How much of size more bytes at the position are taken.
+u32 Packet::acceptable(u32 size) const
+{
+    u32 room = m_position < kNominalPayloadBytes ? kNominalPayloadBytes - m_position : 0;
+    return std::min(size, std::max(room, kMinimumChunkBytes));
+}
+
+u32 Packet::write(const void* data, u32 size)
+{
+    u32 taken = acceptable(size);
+    if (taken == 0)
+        return 0;
+    u8* bytes = place(taken);
+    if (!bytes)
+        return 0;
+    std::memcpy(bytes, data, taken);
+    return taken;
+}
+
+u32 Packet::lend(const void* data, u32 size)
+{
+    u32 taken = acceptable(size);
+    if (taken == 0)
+        return 0;
+    if (m_viewing || m_lentSize > 0 || m_position != m_ownSize) {
+        assert(false && "lend comes once, at the end of a packet that is being written");
+        m_failed = true;
+        return 0;
+    }
+    m_lent = static_cast<const u8*>(data);
+    m_lentSize = taken;
+    m_position += taken;
+    return taken;
+}
+
+// The next size bytes, if they are there and in one piece.
+const u8* Packet::take(u32 size)
+{
+    if (size > bytesLeft()) {
+        m_failed = true;
+        return nullptr;
+    }
+    const u8* bytes = m_payload + m_position;
+    if (m_position >= m_ownSize && m_lentSize > 0)
+        bytes = m_lent + (m_position - m_ownSize);
+    else if (size > m_ownSize - m_position) {
+        m_failed = true;
+        return nullptr;
+    }
+    m_position += size;
+    return bytes;
+}
+
+Packet& Packet::operator>>(int& value)
+{
+    unsigned int bits = 0;
+    *this >> bits;
+    value = static_cast<int>(bits);
+    return *this;
+}
+
+Packet& Packet::operator>>(unsigned int& value)
+{
+    const u8* bytes = take(4);
+    value = bytes ? load32(bytes) : 0;
+    return *this;
+}
+
+Packet& Packet::operator>>(const char*& text)
+{
+    u32 length = 0;
+    text = readText(length);
+    return *this;
+}
+
+const char* Packet::readText(u32& outLength)
+{
+    u32 length = 0;
+    *this >> length;
+    // One more byte for the zero, without the sum that could wrap.
+    const u8* bytes = length < bytesLeft() ? take(length + 1) : nullptr;
+    if (!bytes || bytes[length] != 0) {
+        m_failed = true;
+        outLength = 0;
+        return "";
+    }
+    outLength = length;
+    return reinterpret_cast<const char*>(bytes);
+}
+
+u32 Packet::read(void* data, u32 size)
+{
+    const u8* bytes = view(size);
+    if (!bytes || size == 0)
+        return 0;
+    std::memcpy(data, bytes, size);
+    return size;
+}
+
+const u8* Packet::view(u32 size) { return m_failed ? nullptr : take(size); }
+
+void Packet::setPos(u32 position)
+{
+    if (position > getSize())
+        m_failed = true;
+    else
+        m_position = position;
+}
+
+void PacketAccess::showFrame(Packet& packet, const Frame& frame)
+{
+    packet.reset(static_cast<int>(frame.id));
+    packet.m_viewing = true;
+    packet.m_payload = frame.payload;
+    packet.m_ownSize = frame.payloadBytes;
+}
+
+const u8* PacketAccess::frameBytes(const Packet& packet, u32& outBytes)
+{
+    outBytes = kFrameHeaderBytes + packet.m_ownSize;
+    u8* header = packet.m_payload - kFrameHeaderBytes;
+    if (packet.m_viewing)
+        return header; // as it arrived, so a received packet can be passed on
+    if (packet.m_failed)
+        return nullptr;
+    header[0] = kFrameMagic[0];
+    header[1] = kFrameMagic[1];
+    store16(header + 2, static_cast<u32>(packet.m_id));
+    store32(header + 4, packet.getSize());
+    return header;
+}
+
+} // namespace net
