@@ -18,6 +18,7 @@
 #include <zul/Types.h>
 #include <zul/export.h>
 
+#include <chrono>
 #include <memory>
 #include <utility>
 
@@ -35,6 +36,7 @@ public:
 
     /// Raises the event. Costs no system call while nobody sleeps on it.
     void set() const;
+    /// Takes the event down. Waiters that set() has woken but that have not run yet wait on.
     void reset() const;
 
     /// Blocks until the event is up. Yields the core for a moment before it sleeps, see Yield.h.
@@ -44,6 +46,7 @@ public:
 
 private:
     struct State;
+    bool waitUntil(std::chrono::steady_clock::time_point deadline) const;
     explicit Event(std::shared_ptr<State> shared) noexcept
         : state(std::move(shared))
     {

@@ -92,10 +92,12 @@ public:
     }
 
 private:
-    // Another InplaceString<N> never holds more than N characters outside the heap, so this
-    // allocates nothing.
+    // Text that other holds inside itself fits here too, and longer text changes hands, so nothing
+    // is allocated.
     void take(InplaceString& other) noexcept
     {
+        if (!ownsHeap())
+            useStorage(storage, N); // may have lost it to a move into a plain String
         const bool stolen = other.ownsHeap() && other.length() > N;
         moveFrom(other, N);
         if (stolen)

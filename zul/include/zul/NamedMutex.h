@@ -15,6 +15,7 @@
 /// do not see each other's.
 #pragma once
 
+#include <zul/InplaceString.h>
 #include <zul/Types.h>
 #include <zul/export.h>
 
@@ -24,7 +25,7 @@ class ZUL_API NamedMutex
 {
 public:
     /// Errors: zu::Exception when the system refuses.
-    explicit NamedMutex(const char* name);
+    explicit NamedMutex(const char* mutexName);
     ~NamedMutex();
     NamedMutex(const NamedMutex&) = delete;
     NamedMutex& operator=(const NamedMutex&) = delete;
@@ -33,6 +34,7 @@ public:
     static bool doesMutexExist(const char* name);
 
 private:
+    InplaceString<128> name;
     s64 holder;
 };
 

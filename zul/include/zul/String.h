@@ -213,7 +213,7 @@ private:
     void grow(size_t count);
     void assignGrowing(const char* text, size_t count);
     void appendGrowing(const char* text, size_t count);
-    char* replaceStorage(size_t count);
+    void adopt(char* block, size_t count) noexcept;
 
     char* characters;
     size_t used = 0;

@@ -1,0 +1,129 @@
+#include "zul/common/NamedLock.h"
+
+#include <zul/InplaceString.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// A holder keeps a shared lock on an empty file named after the mutex; whoever asks queries for a
+// lock that would conflict, without taking one. The locks belong to open descriptions, so that
+// two holders in one process count as two and the kernel drops them with the last descriptor.
+
+namespace zu {
+
+namespace {
+
+using Path = InplaceString<256>;
+
+// A fixed place rather than TMPDIR: processes with different environments must find each other.
+Path folder() { return str("/tmp/zul-%u", static_cast<unsigned>(geteuid())); }
+
+/// Makes the folder. False when somebody else owns it, who could then fake or block names.
+bool prepareFolder()
+{
+    const Path path = folder();
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+        return false;
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+           status.st_uid == geteuid() && (status.st_mode & 022) == 0;
+}
+
+u64 hashOf(std::string_view text)
+{
+    u64 hash = 14695981039346656037ull;
+    for (const char character : text)
+        hash = (hash ^ static_cast<unsigned char>(character)) * 1099511628211ull;
+    return hash;
+}
+
+bool isPlain(char character)
+{
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+           (character >= '0' && character <= '9') || character == '-' || character == '_';
+}
+
+/// Readable as far as a file name can be, and told apart by a hash of the whole name.
+Path pathOf(const char* name)
+{
+    constexpr size_t kReadableCharacters = 100;
+    InplaceString<128> readable;
+    for (const char* c = name; *c != '\0' && readable.length() < kReadableCharacters; ++c)
+        readable += isPlain(*c) ? *c : '_';
+    return str("%s/%s-%016llx", folder().c_str(), readable.c_str(), hashOf(name));
+}
+
+struct flock wholeFile(short type)
+{
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    return lock;
+}
+
+bool lockFile(int file, int command, short type)
+{
+    struct flock lock = wholeFile(type);
+    int result = 0;
+    do
+        result = fcntl(file, command, &lock);
+    while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+bool isFileAt(int file, const char* path)
+{
+    struct stat opened;
+    struct stat named;
+    return fstat(file, &opened) == 0 && stat(path, &named) == 0 && opened.st_dev == named.st_dev &&
+           opened.st_ino == named.st_ino;
+}
+
+} // namespace
+
+s64 acquireNamedLock(const char* name)
+{
+    if (!prepareFolder())
+        return kNoNamedLock;
+    const Path path = pathOf(name);
+    for (;;) {
+        const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (file < 0)
+            return kNoNamedLock;
+        const bool locked = lockFile(file, F_OFD_SETLKW, F_RDLCK);
+        if (locked && isFileAt(file, path.c_str()))
+            return file;
+        close(file);
+        if (!locked)
+            return kNoNamedLock;
+        // Its last holder removed it between open and lock: nobody would find this one.
+    }
+}
+
+void releaseNamedLock(s64 holder, const char* name)
+{
+    const int file = static_cast<int>(holder);
+    const Path path = pathOf(name);
+    // Only the last holder gets the exclusive lock, and only under it the file may go.
+    if (lockFile(file, F_OFD_SETLK, F_WRLCK) && isFileAt(file, path.c_str()))
+        unlink(path.c_str());
+    close(file);
+}
+
+bool isNamedLockHeld(const char* name)
+{
+    if (!prepareFolder())
+        return false;
+    const int file = open(pathOf(name).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+    if (file < 0)
+        return false;
+    struct flock lock = wholeFile(F_WRLCK);
+    const bool asked = fcntl(file, F_OFD_GETLK, &lock) == 0;
+    close(file);
+    return asked && lock.l_type != F_UNLCK;
+}
+
+} // namespace zu
