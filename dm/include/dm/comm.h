@@ -29,7 +29,6 @@
 #pragma once
 
 #include <dm/export.h>
-
 #include <zul/InplaceString.h>
 #include <zul/String.h>
 #include <zul/Thread.h>
@@ -38,8 +37,7 @@
 
 #include <cstddef>
 
-namespace dm
-{
+namespace dm {
 
 using uint8 = zu::uint8;
 using uint32 = zu::uint32;
@@ -113,7 +111,8 @@ public:
     ///   text               request text; "" cannot be told from "none" by the receiver.
     ///   value              handed to the receiver as it is.
     ///   responseBuffer     receives the answer's data; may be null, then the data is dropped.
-    ///   responseCapacity   its size in bytes. NOT enforced unless setResponseCapacityEnforced(true)
+    ///   responseCapacity   its size in bytes. NOT enforced unless
+    ///   setResponseCapacityEnforced(true)
     ///                      was called: a larger answer is written past it.
     ///   outResponseSize    receives the answer's full data size in bytes, which may exceed the
     ///                      capacity; may be null; untouched when the pipe closes first.
@@ -226,9 +225,8 @@ public:
 ///
 ///   id                     sent in place of value 0 with notifications.
 ///   createPipesOnRequest   whether a client may open pipes that do not exist here yet.
-DM_API CommunicationPipeManager* initCommunicationManagerAsServer(const char* name, int port,
-                                                                  uint32 id,
-                                                                  bool createPipesOnRequest);
+DM_API CommunicationPipeManager*
+initCommunicationManagerAsServer(const char* name, int port, uint32 id, bool createPipesOnRequest);
 
 /// Makes a client manager that starts connecting at once and never stops trying, or returns the
 /// manager already filed under `name` unchanged, whatever its kind and address.
@@ -280,7 +278,8 @@ struct ConnectionStatus
     uint32 attempts = 0;        ///< connection attempts that failed since init
     uint32 connections = 0;     ///< connections that were welcomed, or accepted, since init
     uint32 protocolVersion = 0; ///< the version of the last server met, 0 before the first
-    zu::InplaceString<128> lastFailure; ///< why the last attempt or connection ended, "" if none did
+    zu::InplaceString<128>
+        lastFailure; ///< why the last attempt or connection ended, "" if none did
 };
 
 /// A server manager is Connected while it listens and Disconnected when it could not, with the
@@ -318,8 +317,7 @@ DM_API void stringToBinaryData(const zu::String& in, zu::Vector<char>& out);
 
 } // namespace dm
 
-namespace net
-{
+namespace net {
 
 /// Replaces every byte but letters, digits and $-_.+!*'(), by %XX.
 DM_API zu::InplaceString<256> urlEncodeString(zu::InplaceString<128> in);

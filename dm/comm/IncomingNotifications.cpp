@@ -1,0 +1,91 @@
+#include "dm/comm/IncomingNotifications.h"
+
+#include <algorithm>
+#include <array>
+
+namespace dm {
+
+namespace {
+
+void appendChunk(zu::String& text, uint32 bytes, net::Packet& packet)
+{
+    std::array<char, 1024> piece;
+    bool ended = false;
+    while (bytes > 0) {
+        const uint32 count =
+            packet.read(piece.data(), std::min(bytes, static_cast<uint32>(piece.size() - 1)));
+        if (count == 0)
+            return;
+        piece[count] = '\0';
+        if (!ended)
+            text.append(piece.data());
+        ended =
+            ended || std::find(piece.begin(), piece.begin() + count, '\0') != piece.begin() + count;
+        bytes -= count;
+    }
+}
+
+} // namespace
+
+IncomingNotifications::Notification* IncomingNotifications::findIncomplete(uint32 id)
+{
+    // A sender never interleaves two texts of one pipe, so what is incomplete is among the newest,
+    // even when several clients share the pipe. Looking further back would let one unfinished
+    // text make every later one cost the length of the queue.
+    constexpr size_t kNewestLookedAt = 16;
+    const size_t count = std::min(queue.size(), kNewestLookedAt);
+    for (size_t back = 1; back <= count; ++back) {
+        Notification& notification = queue[queue.size() - back];
+        if (notification.id == id && !notification.isReadable())
+            return &notification;
+    }
+    return nullptr;
+}
+
+IncomingNotifications::Outcome IncomingNotifications::accept(const NotifyMessage& message,
+                                                             net::Packet& packet)
+{
+    const zu::u64 cost = zu::u64{message.chunk.bytes} + kNotifyOverheadBytes;
+    if (queuedBytes + cost > kMaxIncomingNotifyBytes)
+        return Outcome::Refused;
+
+    Notification* notification = findIncomplete(message.notifyId);
+    if (notification == nullptr) {
+        Notification begun;
+        begun.id = message.notifyId;
+        begun.value = message.value;
+        begun.expectedLength = message.chunk.totalBytes;
+        notification = &queue.append(std::move(begun));
+    }
+    appendChunk(notification->text, message.chunk.bytes, packet);
+    notification->receivedLength += message.chunk.bytes;
+    queuedBytes += cost;
+    if (notification->receivedLength != notification->expectedLength)
+        return Outcome::Stored;
+    lastCompletedId = message.notifyId;
+    return Outcome::Completed;
+}
+
+bool IncomingNotifications::takeOldest(zu::InplaceString<128>& text, uint32* outValue)
+{
+    if (queue.empty() || !queue.front().isReadable())
+        return false;
+    Notification notification = queue.takeFront();
+    if (outValue != nullptr)
+        *outValue = notification.value;
+    text = std::move(notification.text);
+    const zu::u64 cost = zu::u64{notification.receivedLength} + kNotifyOverheadBytes;
+    queuedBytes -= std::min(queuedBytes, cost);
+    if (queue.empty())
+        queuedBytes = 0;
+    return true;
+}
+
+void IncomingNotifications::dropIncomplete()
+{
+    queue.eraseIf([](const Notification& notification) { return !notification.isReadable(); });
+    if (queue.empty())
+        queuedBytes = 0;
+}
+
+} // namespace dm

@@ -1,0 +1,54 @@
+/// The notifications that have come in on one pipe. No locks, no I/O: the pipe guards it.
+#pragma once
+
+#include "dm/comm/PipeMessages.h"
+#include "dm/comm/RecordQueue.h"
+
+#include <zul/InplaceString.h>
+
+namespace dm {
+
+class IncomingNotifications
+{
+public:
+    enum class Outcome
+    {
+        Stored,
+        Completed,
+        Refused, ///< nobody takes them: over the limit, dropped
+    };
+
+    /// Takes in one Notify packet, whose chunk bytes follow in `packet`. Chunks are appended as
+    /// they come; each ends at its first zero byte, as the text it is.
+    Outcome accept(const NotifyMessage& message, net::Packet& packet);
+
+    /// Takes the oldest if it has arrived whole.
+    bool takeOldest(zu::InplaceString<128>& text, uint32* outValue);
+
+    /// A new connection begins. What is complete stays; what is not never will be, and must not
+    /// hold back what follows. The new connection counts its ids anew, so none of them may be
+    /// taken for a piece of an old one.
+    void dropIncomplete();
+
+    uint32 lastCompleted() const { return lastCompletedId; }
+
+private:
+    struct Notification
+    {
+        uint32 id = 0;
+        uint32 value = 0;
+        zu::InplaceString<128> text;
+        uint32 expectedLength = 0;
+        uint32 receivedLength = 0;
+
+        bool isReadable() const { return receivedLength >= expectedLength; }
+    };
+
+    Notification* findIncomplete(uint32 id);
+
+    RecordQueue<Notification> queue;
+    zu::u64 queuedBytes = 0;
+    uint32 lastCompletedId = 0xFFFFFFFF;
+};
+
+} // namespace dm

@@ -1,0 +1,203 @@
+#include "dm/comm/ManagerLoop.h"
+
+#include "dm/comm/NetCommunicationPipeManager.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+namespace dm {
+
+std::span<const ManagerLoop::Ready> ManagerLoop::wait(uint32 timeoutMs)
+{
+    const bool workLeft = !pending.empty() || !touched.empty() || !broken.empty();
+    const uint32 count =
+        waitSet.wait(ready.data(), static_cast<uint32>(ready.size()), workLeft ? 0 : timeoutMs);
+    return {ready.data(), count};
+}
+
+void ManagerLoop::dispatchToPipe(Connection& connection, MessageKind kind, net::Packet& packet,
+                                 uint32 packetSize)
+{
+    const auto withPipe = [&](auto message, auto deliver) {
+        if (!decode(packet, packetSize, message))
+            return;
+        NetCommunicationPipe*& last = connection.lastPipe;
+        if (last == nullptr || std::strcmp(last->getName(), message.pipeName) != 0)
+            last = manager.pipeTable().find(message.pipeName);
+        // An unknown name is dropped: pipes are made by OpenPipe alone.
+        if (last != nullptr)
+            deliver(*last, message);
+    };
+    switch (kind) {
+    case MessageKind::Request:
+        withPipe(RequestMessage(), [&](NetCommunicationPipe& pipe, const RequestMessage& message) {
+            pipe.onRequestPacket(message, packet);
+        });
+        break;
+    case MessageKind::Response:
+        withPipe(ResponseMessage(),
+                 [&](NetCommunicationPipe& pipe, const ResponseMessage& message) {
+                     pipe.onResponsePacket(message, packet);
+                 });
+        break;
+    case MessageKind::Notify:
+        withPipe(NotifyMessage(), [&](NetCommunicationPipe& pipe, const NotifyMessage& message) {
+            pipe.onNotifyPacket(message, packet);
+        });
+        break;
+    default:
+        break;
+    }
+}
+
+bool ManagerLoop::openPipe(Connection& connection, const char* pipeName, bool mayCreate)
+{
+    NetCommunicationPipe* pipe = nullptr;
+    const auto result = manager.pipeTable().open(pipeName, mayCreate, connection, pipe);
+    if (result == PipeTable::OpenResult::Refused)
+        return false;
+    // Whatever was queued while there was no connection.
+    if (result == PipeTable::OpenResult::Attached)
+        requestPump(*pipe);
+    return true;
+}
+
+void ManagerLoop::send(Connection& connection, const net::Packet& packet)
+{
+    connection.socket->sendPacket(&packet);
+    touch(connection);
+}
+
+void ManagerLoop::touch(Connection& connection)
+{
+    if (connection.touched)
+        return;
+    connection.touched = true;
+    touched.push_back(&connection);
+}
+
+void ManagerLoop::pumpPipes()
+{
+    announced.clear();
+    pumpQueue.takeAll(announced);
+    for (NetCommunicationPipe* pipe : announced)
+        schedule(*pipe);
+
+    const auto count = static_cast<std::ptrdiff_t>(std::min<size_t>(pending.size(), kPipesPerPass));
+    pumped.assign(pending.begin(), pending.begin() + count);
+    pending.erase(pending.begin(), pending.begin() + count);
+    for (NetCommunicationPipe* pipe : pumped)
+        pumpOne(*pipe);
+    flushTouched();
+    // Only now: those who wait for their message to be out are woken after the ones it is for.
+    for (NetCommunicationPipe* pipe : pumped)
+        pipe->finishPump();
+}
+
+void ManagerLoop::schedule(NetCommunicationPipe& pipe)
+{
+    if (std::exchange(pipe.pumpLink().scheduled, true))
+        return;
+    pending.push_back(&pipe);
+}
+
+void ManagerLoop::pumpOne(NetCommunicationPipe& pipe)
+{
+    pipe.pumpLink().scheduled = false;
+    Connection* connection = pipe.attachedConnection();
+    if (connection == nullptr || !connection->socket->isConnected())
+        return; // attaching queues it again
+    touch(*connection);
+    switch (pipe.pumpOutgoing(*connection->socket)) {
+    case PipePump::Result::Done:
+        break;
+    case PipePump::Result::More:
+        schedule(pipe);
+        break;
+    case PipePump::Result::Blocked:
+        if (!std::exchange(pipe.pumpLink().blocked, true))
+            connection->blockedPipes.push_back(&pipe);
+        break;
+    }
+}
+
+void ManagerLoop::flushTouched()
+{
+    const bool mayGather = !pending.empty();
+    std::erase_if(touched,
+                  [&](Connection* connection) { return flushOne(*connection, mayGather); });
+}
+
+/// False when it is better done in a later pass.
+bool ManagerLoop::flushOne(Connection& connection, bool mayGather)
+{
+    // While the pipes have more, small messages gather, and leave many in one system call.
+    if (mayGather && connection.socket->pendingSendBytes() < kGatherBytes)
+        return false;
+    connection.socket->flush();
+    connection.touched = false;
+    if (!connection.socket->isConnected()) {
+        broken.push_back(connection.key);
+        return true;
+    }
+    resumeBlockedPipes(connection);
+    watch(connection);
+    return true;
+}
+
+void ManagerLoop::resumeBlockedPipes(Connection& connection)
+{
+    if (connection.blockedPipes.empty() || connection.socket->hasSendsToDo())
+        return;
+    for (NetCommunicationPipe* pipe : connection.blockedPipes) {
+        pipe->pumpLink().blocked = false;
+        schedule(*pipe);
+    }
+    connection.blockedPipes.clear();
+}
+
+void ManagerLoop::watch(Connection& connection)
+{
+    const zu::WaitHandle handle = connection.socket->getWaitHandle();
+    if (!handle.isValid()) {
+        connection.watched = handle;
+        return;
+    }
+    const bool isNew = !connection.watched.isValid() ||
+                       connection.watched.native != handle.native ||
+                       connection.watched.serial != handle.serial;
+    if (!isNew && connection.watchedInterest == handle.interest)
+        return;
+    waitSet.change(handle, handle.interest, connection.key);
+    connection.watched = handle;
+    connection.watchedInterest = handle.interest;
+}
+
+void ManagerLoop::detachEverything(Connection& connection)
+{
+    manager.pipeTable().detachAll(connection);
+    for (NetCommunicationPipe* pipe : connection.blockedPipes)
+        pipe->pumpLink().blocked = false;
+    connection.blockedPipes.clear();
+    connection.lastPipe = nullptr;
+    connection.touched = false;
+    std::erase(touched, &connection);
+}
+
+void ManagerLoop::flushAndClose(std::span<Connection* const> connections)
+{
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kShutdownFlushMs);
+    for (Connection* connection : connections) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        const auto waitMs = std::max<std::chrono::milliseconds::rep>(left.count(), 0);
+        // All of them share one bound, so a peer that does not read cannot hold us up.
+        if (!connection->socket->drain(static_cast<uint32>(waitMs)))
+            connection->socket->close();
+    }
+}
+
+} // namespace dm

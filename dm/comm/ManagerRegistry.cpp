@@ -1,0 +1,286 @@
+#include "dm/comm/ManagerRegistry.h"
+
+#include <utility>
+
+namespace dm {
+
+namespace {
+
+// Managers this thread is inside getPipe of, innermost first: it cannot wait for itself to leave.
+struct ThreadUse
+{
+    const NetCommunicationPipeManager* manager;
+    const ThreadUse* outer;
+};
+thread_local const ThreadUse* s_threadUse = nullptr;
+
+} // namespace
+
+/// Keeps a manager from being destroyed while it is used without the registry lock.
+class ManagerRegistry::Use
+{
+public:
+    /// Under the registry lock.
+    Use(ManagerRegistry& owner, Manager& used)
+        : registry(owner)
+        , entry{&used, s_threadUse}
+    {
+        ++registry.uses[&used];
+        s_threadUse = &entry;
+    }
+
+    ~Use()
+    {
+        s_threadUse = entry.outer;
+        std::lock_guard guard(registry.registryLock);
+        const auto found = registry.uses.find(entry.manager);
+        if (--found->second == 0) {
+            registry.uses.erase(found);
+            registry.unused.notify_all();
+        }
+    }
+
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+private:
+    ManagerRegistry& registry;
+    const ThreadUse entry;
+};
+
+ManagerRegistry& ManagerRegistry::instance()
+{
+    static auto* registry = new ManagerRegistry;
+    return *registry;
+}
+
+NetCommunicationPipeManager* ManagerRegistry::init(const Manager::Options& options,
+                                                   Existing existing)
+{
+    reap();
+    std::lock_guard guard(registryLock);
+    const auto found = managers.find(options.name);
+    if (found != managers.end() && existing == Existing::Return)
+        return found->second.get();
+    auto manager = std::make_unique<Manager>(options);
+    Manager* result = manager.get();
+    if (found != managers.end()) {
+        // Its owner asked for this; it runs on until the process ends.
+        [[maybe_unused]] Manager* replaced = found->second.release();
+        found->second = std::move(manager);
+    } else {
+        managers.emplace(options.name, std::move(manager));
+    }
+    updateSole();
+    return result;
+}
+
+/// Under registryLock.
+void ManagerRegistry::updateSole()
+{
+    managerCount = managers.size();
+    soleManager = managers.size() == 1 ? managers.begin()->second.get() : nullptr;
+}
+
+NetCommunicationPipeManager* ManagerRegistry::find(const char* name)
+{
+    reap();
+    std::lock_guard guard(registryLock);
+    return findLocked(name);
+}
+
+/// Under registryLock.
+NetCommunicationPipeManager* ManagerRegistry::findLocked(const char* name)
+{
+    const auto found = managers.find(name);
+    return found != managers.end() ? found->second.get() : nullptr;
+}
+
+CommunicationPipe* ManagerRegistry::getPipe(const char* managerName, const char* pipeName)
+{
+    std::unique_lock guard(registryLock);
+    Manager* manager = findLocked(managerName);
+    if (manager == nullptr)
+        return nullptr;
+    const Use use(*this, *manager);
+    guard.unlock();
+    return manager->getPipe(pipeName);
+}
+
+ConnectionStatus ManagerRegistry::status(const char* managerName)
+{
+    std::lock_guard guard(registryLock);
+    Manager* manager = findLocked(managerName);
+    return manager != nullptr ? manager->status() : ConnectionStatus();
+}
+
+void ManagerRegistry::deinit(const char* name)
+{
+    reap();
+    std::vector<std::unique_ptr<Manager>> removed;
+    {
+        std::lock_guard guard(registryLock);
+        const auto found = managers.find(name);
+        if (found == managers.end())
+            return;
+        removed.push_back(std::move(found->second));
+        managers.erase(found);
+        updateSole();
+    }
+    destroy(std::move(removed));
+}
+
+void ManagerRegistry::deinitAll()
+{
+    // Callbacks that run meanwhile may make new managers: until none is left.
+    for (;;) {
+        reap();
+        std::vector<std::unique_ptr<Manager>> removed;
+        {
+            std::lock_guard guard(registryLock);
+            for (auto& [name, manager] : managers)
+                removed.push_back(std::move(manager));
+            managers.clear();
+            // The pointer to the only manager stays as it was, as documented.
+            managerCount = 0;
+        }
+        if (removed.empty())
+            return;
+        destroy(std::move(removed));
+    }
+}
+
+/// Without any lock. First all are stopped, then all are destroyed: callbacks of one may use
+/// another until the last thread has ended.
+void ManagerRegistry::destroy(std::vector<std::unique_ptr<Manager>> removed)
+{
+    std::erase_if(removed, [this](std::unique_ptr<Manager>& manager) {
+        manager->requestShutdown();
+        if (!manager->isOwnThread() && !isUsedByThisThread(*manager))
+            return false;
+        std::lock_guard guard(registryLock);
+        leftToReap.push_back(std::move(manager));
+        somethingToReap = true;
+        return true;
+    });
+    for (const auto& manager : removed)
+        manager->joinThread();
+    for (const auto& manager : removed)
+        awaitUnused(*manager);
+}
+
+void ManagerRegistry::awaitUnused(const Manager& manager)
+{
+    std::unique_lock guard(registryLock);
+    unused.wait(guard, [&] { return !uses.contains(&manager); });
+}
+
+bool ManagerRegistry::isUsedByThisThread(const Manager& manager)
+{
+    for (const ThreadUse* use = s_threadUse; use != nullptr; use = use->outer) {
+        if (use->manager == &manager)
+            return true;
+    }
+    return false;
+}
+
+void ManagerRegistry::reap()
+{
+    if (!somethingToReap.load())
+        return;
+    std::vector<std::unique_ptr<Manager>> ended;
+    {
+        std::lock_guard guard(registryLock);
+        for (auto& manager : leftToReap) {
+            if (!manager->isOwnThread() && !isUsedByThisThread(*manager))
+                ended.push_back(std::move(manager));
+        }
+        std::erase(leftToReap, nullptr);
+        somethingToReap = !leftToReap.empty();
+    }
+    destroy(std::move(ended));
+}
+
+// The exported functions.
+
+CommunicationPipeManager* initCommunicationManagerAsServer(const char* name, int port, uint32 id,
+                                                           bool createPipesOnRequest)
+{
+    NetCommunicationPipeManager::Options options;
+    options.name = name;
+    options.isServer = true;
+    options.port = port;
+    options.host = "127.0.0.1";
+    options.id = id;
+    options.createPipesOnRequest = createPipesOnRequest;
+    return ManagerRegistry::instance().init(options, ManagerRegistry::Existing::Replace);
+}
+
+CommunicationPipeManager* initCommunicationManagerAsClient(const char* name, const char* host,
+                                                           int port)
+{
+    NetCommunicationPipeManager::Options options;
+    options.name = name;
+    options.port = port;
+    options.host = host;
+    return ManagerRegistry::instance().init(options, ManagerRegistry::Existing::Return);
+}
+
+CommunicationPipeManager* getCommunicationPipeManager(const char* name)
+{
+    return ManagerRegistry::instance().find(name);
+}
+
+CommunicationPipeManager* getCommunicationPipeManager()
+{
+    return ManagerRegistry::instance().sole();
+}
+
+bool communicationPipeManagerExists(const char* name)
+{
+    return ManagerRegistry::instance().find(name) != nullptr;
+}
+
+bool isCommunicationPipeManagerMapEmpty() { return ManagerRegistry::instance().empty(); }
+
+CommunicationPipe* getCommunicationPipe(const char* managerName, const char* pipeName)
+{
+    return ManagerRegistry::instance().getPipe(managerName, pipeName);
+}
+
+CommunicationPipe* getCommunicationPipeChecked(const char* managerName, const char* pipeName)
+{
+    return getCommunicationPipe(managerName, pipeName);
+}
+
+CommunicationPipe* getCommunicationPipe(const char* pipeName)
+{
+    // The pointer alone would be stale after everything was deinitialised.
+    CommunicationPipeManager* manager = ManagerRegistry::instance().sole();
+    return manager != nullptr && !isCommunicationPipeManagerMapEmpty() ? manager->getPipe(pipeName)
+                                                                       : nullptr;
+}
+
+CommunicationPipe* getCommunicationPipeChecked(const char* pipeName)
+{
+    return getCommunicationPipe(pipeName);
+}
+
+bool isResourceHotLoadPipeCreated(const char* pipeName)
+{
+    if (isCommunicationPipeManagerMapEmpty())
+        return false;
+    CommunicationPipeManager* manager = ManagerRegistry::instance().sole();
+    return manager != nullptr && manager->pipeExists(pipeName);
+}
+
+ConnectionStatus getConnectionStatus(const char* managerName)
+{
+    return ManagerRegistry::instance().status(managerName);
+}
+
+void deinitCommunicationManager(const char* name) { ManagerRegistry::instance().deinit(name); }
+
+void deinitCommunicationManagers() { ManagerRegistry::instance().deinitAll(); }
+
+} // namespace dm

@@ -1,0 +1,77 @@
+/// The process-wide registry of pipe managers, behind the free functions of <dm/comm.h>.
+///
+/// Locks: registryLock guards the map. Managers are constructed under it, so two inits of one name
+/// cannot both win, but never destroyed or joined under it: a manager's own callbacks may call the
+/// registry at that very moment, and their thread is what a join waits for. So an entry is taken
+/// out under the lock and destroyed after it.
+///
+/// Never destroyed itself: managers that were left running go on beyond the end of main.
+#pragma once
+
+#include "dm/comm/NameOrder.h"
+#include "dm/comm/NetCommunicationPipeManager.h"
+#include "dm/common/LockOrder.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace dm {
+
+class ManagerRegistry
+{
+public:
+    static ManagerRegistry& instance();
+
+    /// Makes and files a manager. `replace`: a manager already filed under the name is left
+    /// running, unfiled; otherwise it is returned unchanged.
+    enum class Existing
+    {
+        Replace,
+        Return,
+    };
+    NetCommunicationPipeManager* init(const NetCommunicationPipeManager::Options& options,
+                                      Existing existing);
+
+    NetCommunicationPipeManager* find(const char* name);
+    CommunicationPipeManager* sole() const { return soleManager.load(); }
+    bool empty() const { return managerCount.load() == 0; }
+
+    /// getPipe of the named manager, which is not destroyed meanwhile; null without one.
+    CommunicationPipe* getPipe(const char* managerName, const char* pipeName);
+    ConnectionStatus status(const char* managerName);
+
+    void deinit(const char* name);
+    void deinitAll();
+
+private:
+    using Manager = NetCommunicationPipeManager;
+
+    class Use;
+
+    Manager* findLocked(const char* name);
+    void updateSole();
+    void destroy(std::vector<std::unique_ptr<Manager>> managers);
+    void awaitUnused(const Manager& manager);
+    static bool isUsedByThisThread(const Manager& manager);
+    void reap();
+
+    RecursiveOrderedMutex<LockRank::Registry> registryLock;
+
+    // Under registryLock.
+    std::map<std::string, std::unique_ptr<Manager>, NameOrder> managers;
+    // Removed by their own callbacks, whose thread cannot wait for itself: destroyed by the next
+    // call of another thread.
+    std::vector<std::unique_ptr<Manager>> leftToReap;
+    std::map<const Manager*, int> uses;
+    std::condition_variable_any unused;
+
+    std::atomic<CommunicationPipeManager*> soleManager{nullptr};
+    std::atomic<size_t> managerCount{0};
+    std::atomic<bool> somethingToReap{false};
+};
+
+} // namespace dm

@@ -1,0 +1,463 @@
+#include "dm/comm/NetCommunicationPipe.h"
+
+#include "dm/comm/NetCommunicationPipeManager.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <utility>
+
+namespace dm {
+
+namespace {
+
+std::atomic<bool> s_responseCapacityEnforced{false};
+
+// One a thread is enough: a thread waits for one message at a time, and a signal left over from
+// the last wait only makes it look once more.
+zu::Event& threadEvent()
+{
+    thread_local zu::Event event = zu::Event::create();
+    return event;
+}
+
+/// Copies a chunk of the answer to the caller's buffer. Without enforcement the capacity is not
+/// looked at: programs rely on that.
+void storeResponse(OutgoingRequest& request, const Chunk& chunk, net::Packet& packet)
+{
+    request.responseSize = chunk.totalBytes;
+    request.responseReceivedBytes += chunk.bytes;
+    if (request.responseBuffer == nullptr)
+        return;
+    uint32 wanted = chunk.bytes;
+    if (request.capacityEnforced) {
+        const uint32 room =
+            request.responseCapacity - std::min(request.responseCapacity, chunk.offset);
+        wanted = std::min(wanted, room);
+    }
+    if (wanted > 0)
+        packet.read(static_cast<uint8*>(request.responseBuffer) + chunk.offset, wanted);
+}
+
+} // namespace
+
+CommunicationPipe::~CommunicationPipe() = default;
+
+void setResponseCapacityEnforced(bool enforced) { s_responseCapacityEnforced = enforced; }
+
+bool isResponseCapacityEnforced() { return s_responseCapacityEnforced; }
+
+TransferProgress getTransferProgress(CommunicationPipe* pipe)
+{
+    auto* netPipe = dynamic_cast<NetCommunicationPipe*>(pipe);
+    return netPipe != nullptr ? netPipe->getTransferProgress() : TransferProgress();
+}
+
+struct NetCommunicationPipe::RequestArguments
+{
+    const char* text;
+    uint32 value;
+    void* responseBuffer;
+    uint32 responseCapacity;
+    bool capacityEnforced;
+    uint32* outResponseSize;
+    const void* data;
+    uint32 dataSize;
+};
+
+NetCommunicationPipe::NetCommunicationPipe(NetCommunicationPipeManager& owner, const char* pipeName)
+    : manager(owner)
+    , name(pipeName)
+    , callersGone(zu::Event::create())
+    , pump(*this)
+{
+}
+
+NetCommunicationPipe::~NetCommunicationPipe() = default;
+
+CommunicationPipeManager* NetCommunicationPipe::getManager() { return &manager; }
+
+uint32 NetCommunicationPipe::managerId() const { return manager.getID(); }
+
+zu::InplaceString<128> NetCommunicationPipe::getConnectedIP()
+{
+    std::lock_guard guard(outgoingLock);
+    return isConnected() ? peerAddress : zu::InplaceString<128>();
+}
+
+void NetCommunicationPipe::setConnectionCallback(PipeCallback callback)
+{
+    connectionCallback.set(callback);
+}
+
+void NetCommunicationPipe::setNotifyCallback(PipeCallback callback)
+{
+    notifyCallback.set(callback);
+}
+
+void NetCommunicationPipe::setRequestCallback(PipeCallback callback)
+{
+    requestCallback.set(callback);
+}
+
+void NetCommunicationPipe::requestPump() { manager.requestPump(*this); }
+
+// Notifications.
+
+bool NetCommunicationPipe::sendNotify(const char* text, uint32 value)
+{
+    OutgoingNotification notification;
+    notification.value = value;
+    notification.text = text;
+    {
+        std::unique_lock guard(outgoingLock);
+        if (closing || !isConnected())
+            return false;
+        const zu::u64 cost = outgoing.notifyCost + notification.cost();
+        if (cost > kMaxQueuedNotifyBytes && !outgoing.notifications.empty()) {
+            const bool sayFull = saidNotifyQueueFull.raise();
+            guard.unlock();
+            if (sayFull)
+                warn("pipe \"%s\": notifications are refused because the other end does not read "
+                     "and %u bytes are waiting for it",
+                     name.c_str(), kMaxQueuedNotifyBytes);
+            return false;
+        }
+        notification.id = outgoing.nextNotifyId++;
+        outgoing.notifyCost = cost;
+        outgoing.notifications.append(std::move(notification));
+    }
+    requestPump();
+    return true;
+}
+
+zu::InplaceString<128> NetCommunicationPipe::receiveNotify(uint32* outValue)
+{
+    zu::InplaceString<128> text;
+    std::lock_guard guard(incomingLock);
+    incomingNotifications.takeOldest(text, outValue);
+    return text;
+}
+
+// Asking.
+
+bool NetCommunicationPipe::isTextSendable(const char* operation, const char* text)
+{
+    assert(!manager.isOwnThread() &&
+           "sendRequest and respond wait for the manager's thread and must not run on it");
+    if (strnlen(text, kMaxTextBytes + size_t{1}) <= kMaxTextBytes)
+        return true;
+    warn("pipe \"%s\": %s with a text of more than %u bytes is not sent; send it as data",
+         name.c_str(), operation, kMaxTextBytes);
+    return false;
+}
+
+zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint32 value,
+                                                         void* responseBuffer,
+                                                         uint32 responseCapacity,
+                                                         uint32* outResponseSize, const void* data,
+                                                         uint32 dataSize)
+{
+    return ask({text, value, responseBuffer, responseCapacity, isResponseCapacityEnforced(),
+                outResponseSize, data, dataSize});
+}
+
+zu::InplaceString<128> NetCommunicationPipe::sendRequestBounded(const char* text, uint32 value,
+                                                                void* responseBuffer,
+                                                                uint32 responseCapacity,
+                                                                uint32* outResponseSize,
+                                                                const void* data, uint32 dataSize)
+{
+    return ask(
+        {text, value, responseBuffer, responseCapacity, true, outResponseSize, data, dataSize});
+}
+
+zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& arguments)
+{
+    zu::InplaceString<128> result;
+    if (!isTextSendable("a request", arguments.text))
+        return result;
+
+    zu::Event event = threadEvent();
+    uint32 id = 0;
+    {
+        // The id is taken in the same step as the place in the queue: the receiver drops an id
+        // that comes after a higher one.
+        std::lock_guard guard(outgoingLock);
+        if (closing)
+            return result;
+        id = outgoing.nextRequestId++;
+        OutgoingRequest request;
+        request.id = id;
+        request.value = arguments.value;
+        request.text = arguments.text;
+        request.sending.data = arguments.data;
+        request.sending.dataSize = arguments.dataSize;
+        request.responseBuffer = arguments.responseBuffer;
+        request.responseCapacity = arguments.responseCapacity;
+        request.capacityEnforced = arguments.capacityEnforced;
+        request.event = event;
+        outgoing.requests.append(std::move(request));
+    }
+    requestPump();
+
+    do
+        event.wait();
+    while (!finishAsking(id, arguments.outResponseSize, result));
+    return result;
+}
+
+/// True when the caller may return; its record is then gone.
+bool NetCommunicationPipe::finishAsking(uint32 id, uint32* outResponseSize,
+                                        zu::InplaceString<128>& result)
+{
+    bool nextMayGo = false;
+    {
+        std::lock_guard guard(outgoingLock);
+        OutgoingRequest* request = outgoing.findRequest(id);
+        if (request->sending.inFlight || !(request->responseReceived || closing))
+            return false;
+        if (request->responseReceived) {
+            result = std::move(request->responseText);
+            if (outResponseSize != nullptr)
+                *outResponseSize = request->responseSize;
+        }
+        nextMayGo = outgoing.requests.size() > kMessagesPerPass;
+        outgoing.requests.erase(static_cast<size_t>(request - &outgoing.requests.front()));
+        callerLeft();
+    }
+    if (nextMayGo)
+        requestPump();
+    return true;
+}
+
+TransferProgress NetCommunicationPipe::getTransferProgress()
+{
+    TransferProgress progress;
+    std::lock_guard guard(outgoingLock);
+    if (outgoing.requests.empty())
+        return progress;
+    const OutgoingRequest& oldest = outgoing.requests.front();
+    progress.active = true;
+    progress.sentBytes = oldest.sending.sentBytes;
+    progress.sendTotal = oldest.sending.dataSize;
+    progress.receivedBytes = oldest.responseReceivedBytes;
+    progress.receiveTotal = oldest.responseSize;
+    return progress;
+}
+
+// Answering.
+
+zu::InplaceString<128> NetCommunicationPipe::receiveRequest(uint32* outValue)
+{
+    zu::InplaceString<128> text;
+    std::lock_guard guard(incomingLock);
+    incomingRequests.discardAbortToken();
+    if (!incomingRequests.takeOldest())
+        return text;
+    const IncomingRequest& request = incomingRequests.current();
+    if (outValue != nullptr)
+        *outValue = request.value;
+    text = request.text;
+    return text;
+}
+
+void NetCommunicationPipe::getRequestData(void** outData, uint32* outSize)
+{
+    std::lock_guard guard(incomingLock);
+    incomingRequests.discardAbortToken();
+    *outData = nullptr;
+    *outSize = 0;
+    IncomingRequest& request = incomingRequests.current();
+    if (request.text.empty())
+        return;
+    *outData = request.data.data();
+    *outSize = request.dataSize;
+}
+
+/// False when the current request came over an earlier connection, which swallows the answer.
+bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered)
+{
+    std::lock_guard guard(incomingLock);
+    if (incomingRequests.isAborted()) {
+        incomingRequests.discardAbortToken();
+        return false;
+    }
+    answered = incomingRequests.takeCurrent();
+    return true;
+}
+
+void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize)
+{
+    const bool sendable = isTextSendable("a response", text);
+    // Kept until the end: an answer may well be made of the request's own data.
+    IncomingRequest answered;
+    if (!takeCurrentRequest(answered))
+        return;
+
+    zu::Event event = threadEvent();
+    zu::u64 serial = 0;
+    {
+        std::lock_guard guard(outgoingLock);
+        if (closing)
+            return;
+        serial = outgoing.nextResponseSerial++;
+        OutgoingResponse response;
+        response.serial = serial;
+        response.requestId = answered.id;
+        // Without its text, but the one who asks must not wait for ever.
+        response.text = sendable ? text : "";
+        response.sending.data = data;
+        response.sending.dataSize = dataSize;
+        response.event = event;
+        outgoing.responses.append(std::move(response));
+    }
+    requestPump();
+
+    do
+        event.wait();
+    while (!finishResponding(serial));
+}
+
+/// True when the caller may return; its record is then gone.
+bool NetCommunicationPipe::finishResponding(zu::u64 serial)
+{
+    bool nextMayGo = false;
+    {
+        std::lock_guard guard(outgoingLock);
+        OutgoingResponse* response = outgoing.findResponse(serial);
+        if (response->sending.inFlight || !(response->sending.sent || closing))
+            return false;
+        nextMayGo = outgoing.responses.size() > kMessagesPerPass;
+        outgoing.responses.erase(static_cast<size_t>(response - &outgoing.responses.front()));
+        callerLeft();
+    }
+    if (nextMayGo)
+        requestPump();
+    return true;
+}
+
+// For the manager.
+
+void NetCommunicationPipe::attach(Connection& newConnection)
+{
+    reset();
+    {
+        std::lock_guard guard(incomingLock);
+        incomingBudget = newConnection.incomingBudget;
+    }
+    const zu::InplaceString<128> address = newConnection.socket->getConnectedIP();
+    std::lock_guard guard(outgoingLock);
+    peerAddress = address;
+    connection = &newConnection;
+    attached.store(true, std::memory_order_release);
+}
+
+void NetCommunicationPipe::reset()
+{
+    {
+        std::lock_guard guard(incomingLock);
+        incomingRequests.reset();
+        incomingNotifications.dropIncomplete();
+    }
+    pump.restart();
+    std::lock_guard guard(outgoingLock);
+    outgoing.restart();
+}
+
+void NetCommunicationPipe::announceConnection() { connectionCallback.call(this); }
+
+void NetCommunicationPipe::detach()
+{
+    std::lock_guard guard(outgoingLock);
+    connection = nullptr;
+    attached.store(false, std::memory_order_release);
+}
+
+void NetCommunicationPipe::onRequestPacket(const RequestMessage& message, net::Packet& packet)
+{
+    IncomingRequests::Outcome outcome;
+    bool sayRefused = false;
+    {
+        std::lock_guard guard(incomingLock);
+        outcome = incomingRequests.accept(message, packet, incomingBudget);
+        sayRefused = outcome == IncomingRequests::Outcome::Refused && saidRequestRefused.raise();
+    }
+    if (sayRefused)
+        warn("pipe \"%s\": a request with %u bytes of data is dropped: more than %llu bytes or %u "
+             "requests of this connection are waiting to be answered",
+             name.c_str(), message.chunk.totalBytes,
+             static_cast<unsigned long long>(kIncomingDataLimit), kMaxIncomingRequests);
+    if (outcome == IncomingRequests::Outcome::Completed)
+        requestCallback.call(this);
+}
+
+void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net::Packet& packet)
+{
+    const Chunk& chunk = message.chunk;
+    zu::Event event;
+    {
+        std::lock_guard guard(outgoingLock);
+        OutgoingRequest* request = outgoing.findRequest(message.requestId);
+        if (request == nullptr || request->responseReceived)
+            return;
+        request->responseText = message.text;
+        if (chunk.bytes > 0)
+            storeResponse(*request, chunk, packet);
+        if (!chunk.reachesEnd())
+            return;
+        request->responseReceived = true;
+        event = request->event;
+    }
+    event.set();
+}
+
+void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
+{
+    IncomingNotifications::Outcome outcome;
+    bool sayRefused = false;
+    {
+        std::lock_guard guard(incomingLock);
+        outcome = incomingNotifications.accept(message, packet);
+        sayRefused =
+            outcome == IncomingNotifications::Outcome::Refused && saidNotifyRefused.raise();
+    }
+    if (sayRefused)
+        warn("pipe \"%s\": notifications are dropped because nobody takes them with receiveNotify "
+             "and %llu bytes are waiting",
+             name.c_str(), static_cast<unsigned long long>(kMaxIncomingNotifyBytes));
+    if (outcome == IncomingNotifications::Outcome::Completed)
+        notifyCallback.call(this);
+}
+
+// End of life.
+
+/// Under outgoingLock, after a caller's record was removed.
+void NetCommunicationPipe::callerLeft()
+{
+    if (closing && !outgoing.hasWaiters())
+        callersGone.set();
+}
+
+void NetCommunicationPipe::close()
+{
+    std::lock_guard guard(outgoingLock);
+    closing = true;
+    outgoing.notifications.clear();
+    outgoing.notifyCost = 0;
+    for (size_t index = 0; index < outgoing.requests.size(); ++index)
+        outgoing.requests[index].event.set();
+    for (size_t index = 0; index < outgoing.responses.size(); ++index)
+        outgoing.responses[index].event.set();
+    if (!outgoing.hasWaiters())
+        callersGone.set();
+}
+
+void NetCommunicationPipe::awaitCallersGone()
+{
+    callersGone.wait();
+    // The last one signalled under the lock: let it out before the lock goes.
+    std::lock_guard guard(outgoingLock);
+}
+
+} // namespace dm

@@ -1,0 +1,140 @@
+/// A pipe over a socket that its manager attaches and detaches.
+///
+/// Application threads queue outgoing messages and take incoming ones; the manager's thread moves
+/// them. The pipe itself is locks, waiting and callbacks; what it guards are cores without either
+/// (IncomingRequests.h, IncomingNotifications.h, OutgoingMessages.h), and PipePump.h sends.
+///
+/// Locks: incomingLock guards what has come in and the request being answered; outgoingLock guards
+/// what goes out. Both are leaves and never held together. No callback, send or wait happens under
+/// either. A record's data is read by the pump without the lock, see Sending::inFlight.
+///
+/// End of life: close() makes every blocked caller return and every later call return at once;
+/// awaitCallersGone() then waits for the blocked ones to have left; then the pipe may go.
+#pragma once
+
+#include "dm/comm/CallbackSlot.h"
+#include "dm/comm/Connection.h"
+#include "dm/comm/IncomingNotifications.h"
+#include "dm/comm/IncomingRequests.h"
+#include "dm/comm/OutgoingMessages.h"
+#include "dm/comm/PipePump.h"
+#include "dm/comm/PumpQueue.h"
+#include "dm/common/Diagnostics.h"
+#include "dm/common/LockOrder.h"
+
+#include <zul/Event.h>
+#include <zul/Socket.h>
+
+#include <atomic>
+#include <memory>
+
+namespace dm {
+
+class NetCommunicationPipeManager;
+
+class NetCommunicationPipe final : public CommunicationPipe
+{
+public:
+    NetCommunicationPipe(NetCommunicationPipeManager& manager, const char* name);
+    ~NetCommunicationPipe() override;
+
+    const char* getName() override { return name.c_str(); }
+    bool isConnected() override { return attached.load(std::memory_order_acquire); }
+    CommunicationPipeManager* getManager() override;
+    zu::InplaceString<128> getConnectedIP() override;
+    bool sendNotify(const char* text, uint32 value) override;
+    zu::InplaceString<128> receiveNotify(uint32* outValue) override;
+    zu::InplaceString<128> sendRequest(const char* text, uint32 value, void* responseBuffer,
+                                       uint32 responseCapacity, uint32* outResponseSize,
+                                       const void* data, uint32 dataSize) override;
+    zu::InplaceString<128> receiveRequest(uint32* outValue) override;
+    void getRequestData(void** outData, uint32* outSize) override;
+    void respond(const char* text, const void* data, uint32 dataSize) override;
+    void setConnectionCallback(PipeCallback callback) override;
+    void setNotifyCallback(PipeCallback callback) override;
+    void setRequestCallback(PipeCallback callback) override;
+
+    /// sendRequest that never writes past the capacity, whatever the process-wide setting: for the
+    /// library's own callers.
+    zu::InplaceString<128> sendRequestBounded(const char* text, uint32 value, void* responseBuffer,
+                                              uint32 responseCapacity, uint32* outResponseSize,
+                                              const void* data, uint32 dataSize);
+
+    TransferProgress getTransferProgress();
+
+    // For the manager. Its thread only, except close and awaitCallersGone.
+
+    /// A connection begins for this pipe: resets it and makes it connected.
+    void attach(Connection& newConnection);
+    /// The second half of attaching, to be called without any lock.
+    void announceConnection();
+    /// The connection is gone. Nothing is reset until the next attach.
+    void detach();
+    /// Null while not attached.
+    Connection* attachedConnection() const { return connection; }
+
+    void onRequestPacket(const RequestMessage& message, net::Packet& packet);
+    void onResponsePacket(const ResponseMessage& message, net::Packet& packet);
+    void onNotifyPacket(const NotifyMessage& message, net::Packet& packet);
+
+    /// Sends what is queued, as much as this pass allows.
+    PipePump::Result pumpOutgoing(net::Socket& target) { return pump.send(target); }
+    /// After the pass has flushed its connections: wakes those whose messages are out.
+    void finishPump() { pump.finish(); }
+
+    PumpLink& pumpLink() { return link; }
+    uint32 managerId() const;
+
+    void close();
+    void awaitCallersGone();
+
+private:
+    friend class PipePump;
+
+    struct RequestArguments;
+
+    void reset();
+    bool isTextSendable(const char* operation, const char* text);
+    zu::InplaceString<128> ask(const RequestArguments& arguments);
+    bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
+    bool takeCurrentRequest(IncomingRequest& answered);
+    bool finishResponding(zu::u64 serial);
+    void callerLeft();
+    void requestPump();
+
+    // Never change after construction.
+    NetCommunicationPipeManager& manager;
+    const zu::InplaceString<128> name;
+
+    // Under incomingLock.
+    LeafMutex incomingLock;
+    IncomingRequests incomingRequests;
+    IncomingNotifications incomingNotifications;
+    std::shared_ptr<IncomingDataBudget> incomingBudget;
+    OnceFlag saidRequestRefused;
+    OnceFlag saidNotifyRefused;
+
+    // Under outgoingLock.
+    LeafMutex outgoingLock;
+    OutgoingMessages outgoing;
+    zu::InplaceString<128> peerAddress;
+    bool closing = false;
+    OnceFlag saidNotifyQueueFull;
+
+    // Written by the manager's thread under outgoingLock; used by that thread only.
+    Connection* connection = nullptr;
+    // The same for everybody else to look at.
+    std::atomic<bool> attached{false};
+
+    // Set once the pipe is closing and its last blocked caller has left.
+    zu::Event callersGone;
+
+    CallbackSlot<CommunicationPipe*> connectionCallback;
+    CallbackSlot<CommunicationPipe*> notifyCallback;
+    CallbackSlot<CommunicationPipe*> requestCallback;
+
+    PumpLink link;
+    PipePump pump; // manager thread only
+};
+
+} // namespace dm

@@ -1,0 +1,154 @@
+#include "dm/comm/NetCommunicationPipeManager.h"
+
+#include "dm/comm/ClientLoop.h"
+#include "dm/comm/ServerLoop.h"
+#include "dm/common/Diagnostics.h"
+
+#include <cstring>
+
+namespace dm {
+
+CommunicationPipeManager::~CommunicationPipeManager() = default;
+
+bool CommunicationPipeManager::pipeExists(const char*) { return false; }
+
+NetCommunicationPipeManager::NetCommunicationPipeManager(const Options& options)
+    : server(options.isServer)
+    , createPipesOnRequest(options.createPipesOnRequest)
+    , name(options.name)
+    , remoteName("")
+    , addresses(options.host, static_cast<uint32>(options.port))
+    , id(options.id)
+    , pipes(*this)
+{
+    clientConnectionCallback.set(options.clientConnectionCallback);
+    pipes.setCreateCallback(options.pipeCreateCallback);
+    if (server) {
+        auto serverLoop = std::make_unique<ServerLoop>(*this, options.port);
+        const bool listening = serverLoop->isListening();
+        connectionStatus.state =
+            listening ? ConnectionStatus::Connected : ConnectionStatus::Disconnected;
+        if (listening)
+            addresses.setConfigured(options.host, serverLoop->port());
+        else
+            connectionStatus.lastFailure = "the port could not be listened on";
+        loop = std::move(serverLoop);
+    } else {
+        connectionStatus.state = ConnectionStatus::Disconnected;
+        loop = std::make_unique<ClientLoop>(*this);
+    }
+    startThread();
+}
+
+NetCommunicationPipeManager::~NetCommunicationPipeManager()
+{
+    requestShutdown();
+    joinThread();
+    // The thread may have made a pipe after the flag was set.
+    closePipes();
+    for (NetCommunicationPipe* pipe : pipes.all())
+        pipe->awaitCallersGone();
+    loop->shutDown();
+}
+
+void NetCommunicationPipeManager::requestShutdown()
+{
+    stopRequested.store(true);
+    closePipes();
+    loop->wake();
+}
+
+void NetCommunicationPipeManager::closePipes()
+{
+    for (NetCommunicationPipe* pipe : pipes.all())
+        pipe->close();
+}
+
+int NetCommunicationPipeManager::run()
+{
+    constexpr int kThreadId = 9;
+    zu::registerThread(kThreadId);
+    zu::setThreadName(zu::currentThreadId(), "ZMK - Communication Pipe");
+    threadId.store(std::this_thread::get_id());
+    while (!stopRequested.load())
+        loop->pass();
+    return 0;
+}
+
+CommunicationPipe* NetCommunicationPipeManager::getPipe(const char* pipeName)
+{
+    if (strnlen(pipeName, kMaxNameBytes + size_t{1}) > kMaxNameBytes)
+        warn("a pipe name of more than %u bytes will be refused by every other end", kMaxNameBytes);
+    bool made = false;
+    NetCommunicationPipe& pipe = pipes.getPipe(pipeName, made);
+    if (made)
+        loop->wake(); // a client asks the server for it at once
+    return &pipe;
+}
+
+const char* NetCommunicationPipeManager::getHost(uint32* outPort)
+{
+    const Address configured = addresses.read().configured;
+    if (outPort != nullptr)
+        *outPort = configured.port;
+    return hosts.keep(configured.host.c_str());
+}
+
+void NetCommunicationPipeManager::setHost(const char* newHost, uint32 port)
+{
+    addresses.setConfigured(newHost, port);
+    loop->wake();
+}
+
+void NetCommunicationPipeManager::setRedirect(const char* newHost, uint32 port)
+{
+    addresses.setRedirect(newHost, port);
+}
+
+void NetCommunicationPipeManager::setClientConnectionCallback(ClientConnectionCallback callback)
+{
+    clientConnectionCallback.set(callback);
+}
+
+void NetCommunicationPipeManager::setPipeCreateCallback(PipeCreateCallback callback)
+{
+    pipes.setCreateCallback(callback);
+}
+
+bool NetCommunicationPipeManager::callClientConnectionCallback()
+{
+    const bool isSet = clientConnectionCallback.isSet();
+    clientConnectionCallback.call(this);
+    return isSet;
+}
+
+ConnectionStatus NetCommunicationPipeManager::status()
+{
+    std::lock_guard guard(statusLock);
+    return connectionStatus;
+}
+
+void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion)
+{
+    std::lock_guard guard(statusLock);
+    connectionStatus.state = ConnectionStatus::Connected;
+    connectionStatus.protocolVersion = protocolVersion;
+    ++connectionStatus.connections;
+}
+
+void NetCommunicationPipeManager::connectionFailed(const char* reason)
+{
+    std::lock_guard guard(statusLock);
+    connectionStatus.state = ConnectionStatus::Disconnected;
+    connectionStatus.lastFailure = reason;
+    ++connectionStatus.attempts;
+}
+
+void NetCommunicationPipeManager::connectionLost(const char* reason)
+{
+    std::lock_guard guard(statusLock);
+    connectionStatus.state = ConnectionStatus::Disconnected;
+    connectionStatus.lastFailure = reason;
+}
+
+} // namespace dm

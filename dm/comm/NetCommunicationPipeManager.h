@@ -1,0 +1,102 @@
+/// A pipe manager over TCP: its pipes, its address, and the thread that runs a ServerLoop or a
+/// ClientLoop.
+///
+/// Life of the thread: started by the last statement of the constructor; woken by requestShutdown,
+/// which sets the flag and the wait set; joined by the destructor's first. Between the two nothing
+/// it does can block, except a callback of the program's.
+#pragma once
+
+#include "dm/comm/CallbackSlot.h"
+#include "dm/comm/ManagerAddress.h"
+#include "dm/comm/ManagerLoop.h"
+#include "dm/comm/PipeTable.h"
+#include "dm/comm/PublishedText.h"
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+namespace dm {
+
+class NetCommunicationPipeManager final : public CommunicationPipeManager
+{
+public:
+    struct Options
+    {
+        const char* name = "";
+        bool isServer = false;
+        int port = 0;
+        const char* host = "";
+        uint32 id = 0;
+        bool createPipesOnRequest = true;
+        // In force before the thread starts, so no client is ever accepted without them.
+        ClientConnectionCallback clientConnectionCallback;
+        PipeCreateCallback pipeCreateCallback;
+    };
+
+    explicit NetCommunicationPipeManager(const Options& options);
+    ~NetCommunicationPipeManager() override;
+
+    int run() override;
+    bool isClient() override { return !server; }
+    bool isServer() override { return server; }
+    const char* getName() override { return name.get(); }
+    void setName(const char* newName) override { name.set(newName); }
+    const char* getRemoteName() override { return remoteName.get(); }
+    uint32 getID() override { return id.load(std::memory_order_relaxed); }
+    CommunicationPipe* getPipe(const char* pipeName) override;
+    const char* getHost(uint32* outPort) override;
+    void setHost(const char* host, uint32 port) override;
+    void setRedirect(const char* host, uint32 port) override;
+    void setClientConnectionCallback(ClientConnectionCallback callback) override;
+    void setPipeCreateCallback(PipeCreateCallback callback) override;
+    bool pipeExists(const char* pipeName) override { return pipes.exists(pipeName); }
+
+    /// Asks the thread to end and makes everybody blocked on a pipe return. Does not wait.
+    void requestShutdown();
+
+    bool isOwnThread() const { return threadId.load() == std::this_thread::get_id(); }
+    ConnectionStatus status();
+
+    // For pipes and loops.
+
+    void requestPump(NetCommunicationPipe& pipe) { loop->requestPump(pipe); }
+    PipeTable& pipeTable() { return pipes; }
+    ManagerAddress& address() { return addresses; }
+    bool createsPipesOnRequest() const { return createPipesOnRequest; }
+    void setId(uint32 newId) { id.store(newId, std::memory_order_relaxed); }
+    void setRemoteName(const char* newName) { remoteName.set(newName); }
+    /// True when a callback is set.
+    bool callClientConnectionCallback();
+
+    void connectionMade(uint32 protocolVersion);
+    void connectionFailed(const char* reason);
+    void connectionLost(const char* reason);
+
+private:
+    void closePipes();
+
+    // Never change after construction.
+    const bool server;
+    const bool createPipesOnRequest;
+
+    PublishedText name;
+    PublishedText remoteName;
+    KeptTexts hosts; // that getHost handed out
+    ManagerAddress addresses;
+    std::atomic<uint32> id;
+    std::atomic<bool> stopRequested{false};
+    std::atomic<std::thread::id> threadId;
+
+    CallbackSlot<CommunicationPipeManager*> clientConnectionCallback;
+
+    LeafMutex statusLock;
+    ConnectionStatus connectionStatus; // under statusLock
+
+    // The loop's connections use the pipes, and the pipes' callers the loop until they are closed:
+    // the destructor takes care of the order.
+    PipeTable pipes;
+    std::unique_ptr<ManagerLoop> loop;
+};
+
+} // namespace dm

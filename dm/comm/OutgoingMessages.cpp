@@ -1,0 +1,20 @@
+#include "dm/comm/OutgoingMessages.h"
+
+namespace dm {
+
+void OutgoingMessages::restart()
+{
+    for (size_t index = 0; index < requests.size(); ++index) {
+        // One that is answered already only waits for its caller to wake up.
+        if (!requests[index].responseReceived)
+            requests[index].sending.restart();
+    }
+    for (size_t index = 0; index < responses.size(); ++index) {
+        if (!responses[index].sending.sent)
+            responses[index].sending.restart();
+    }
+    notifications.clear();
+    notifyCost = 0;
+}
+
+} // namespace dm

@@ -1,0 +1,58 @@
+/// Every limit of the pipes, once. What a peer sends is checked against these before it sizes,
+/// indexes or names anything.
+#pragma once
+
+#include <dm/comm.h>
+
+#include <chrono>
+
+namespace dm {
+
+/// Names of pipes and managers; a longer one in a received message drops the message.
+inline constexpr uint32 kMaxNameBytes = 1024;
+
+/// How many entries of each outgoing queue one pass looks at. A request keeps its place until it
+/// is answered, so the ninth unanswered one waits.
+inline constexpr uint32 kMessagesPerPass = 8;
+
+/// How many pipes one pass pumps; the rest come first in the next.
+inline constexpr uint32 kPipesPerPass = 256;
+
+/// How much payload one pipe may hand to its connection in one pass, so that a bulk transfer
+/// leaves the others their turn.
+inline constexpr uint32 kPumpBytesPerPass = 1024 * 1024;
+
+/// A connection with more than this unsent takes no further messages until it has drained: its
+/// peer reads slower than we write, and the rest is cheaper kept in the callers' buffers.
+inline constexpr uint32 kSendHighWaterBytes = 256 * 1024;
+
+/// Small messages gather in the connection's buffer up to here while more are waiting.
+inline constexpr uint32 kGatherBytes = 32 * 1024;
+
+/// Data of requests that one connection may have us keep at a time, claimed or arrived.
+inline constexpr zu::u64 kIncomingDataLimit = 1024ull * 1024 * 1024;
+
+/// Requests of one pipe that nobody has taken. An honest sender has at most kMessagesPerPass
+/// unanswered ones.
+inline constexpr uint32 kMaxIncomingRequests = 1024;
+
+/// Notification text of one pipe that nobody has taken, with kNotifyOverheadBytes for each; newer
+/// ones are dropped and counted.
+inline constexpr zu::u64 kMaxIncomingNotifyBytes = 256ull * 1024 * 1024;
+inline constexpr uint32 kNotifyOverheadBytes = 256;
+
+/// Pipes of one manager that other ends may have made.
+inline constexpr uint32 kMaxPipes = 65536;
+
+/// Seconds of application age between two attempts to connect, and between two requests to open a
+/// pipe that the other end has not opened yet.
+inline constexpr double kReconnectSeconds = 0.5;
+inline constexpr double kOpenPipeSeconds = 0.2;
+
+/// The longest a manager's thread sleeps without looking around.
+inline constexpr uint32 kLongestWaitMs = 100;
+
+/// How long a manager being destroyed goes on sending what callers believe sent.
+inline constexpr uint32 kShutdownFlushMs = 100;
+
+} // namespace dm

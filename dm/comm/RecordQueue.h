@@ -1,0 +1,96 @@
+/// A queue of message records: appended at the end, mostly taken from the front.
+#pragma once
+
+#include <zul/Vector.h>
+
+#include <cstddef>
+#include <utility>
+
+namespace dm {
+
+/// Taking the front only moves a mark; the gap is closed when it is half of the storage, so a long
+/// queue costs the same a record as a short one. Keeps its storage.
+template <typename Record>
+class RecordQueue
+{
+public:
+    static constexpr size_t kInitialRoom = 16;
+
+    RecordQueue() { records.reserve(kInitialRoom); }
+
+    bool empty() const { return size() == 0; }
+    size_t size() const { return records.size() - head; }
+
+    Record& operator[](size_t index) { return records[head + index]; }
+    const Record& operator[](size_t index) const { return records[head + index]; }
+    Record& front() { return records[head]; }
+
+    Record& append(Record record)
+    {
+        if (records.size() == records.capacity() && head >= records.size() / 2)
+            closeGap();
+        records.push_back(std::move(record));
+        return records[records.size() - 1];
+    }
+
+    Record takeFront()
+    {
+        Record record = std::move(records[head]);
+        erase(0);
+        return record;
+    }
+
+    void erase(size_t index)
+    {
+        if (index != 0) {
+            records.erase(head + index);
+            return;
+        }
+        records[head] = Record{};
+        ++head;
+        if (head == records.size())
+            clear();
+    }
+
+    void clear()
+    {
+        records.clear();
+        head = 0;
+    }
+
+    /// The first record that `matches`, or null. Not to be kept across a change of the queue.
+    template <typename Predicate>
+    Record* find(Predicate matches)
+    {
+        for (size_t index = head; index < records.size(); ++index) {
+            if (matches(records[index]))
+                return &records[index];
+        }
+        return nullptr;
+    }
+
+    /// Removes every record that `matches`.
+    template <typename Predicate>
+    void eraseIf(Predicate matches)
+    {
+        for (size_t index = size(); index-- > 0;) {
+            if (matches((*this)[index]))
+                erase(index);
+        }
+    }
+
+private:
+    void closeGap()
+    {
+        const size_t count = size();
+        for (size_t index = 0; index < count; ++index)
+            records[index] = std::move(records[head + index]);
+        records.resize(count);
+        head = 0;
+    }
+
+    zu::Vector<Record> records;
+    size_t head = 0; // records before it are taken
+};
+
+} // namespace dm

@@ -1,0 +1,41 @@
+/// The thread of a server manager: accepts clients and serves their connections.
+#pragma once
+
+#include "dm/comm/ManagerLoop.h"
+
+#include <zul/Listener.h>
+
+#include <memory>
+#include <unordered_map>
+
+namespace dm {
+
+class ServerLoop final : public ManagerLoop
+{
+public:
+    ServerLoop(NetCommunicationPipeManager& owner, int port);
+
+    void pass() override;
+    void shutDown() override;
+
+    bool isListening() const { return listener.isListening(); }
+    uint32 port() const { return listener.getPort(); }
+
+private:
+    static constexpr zu::u64 kListenerKey = 0;
+
+    bool acceptOne();
+    void serve(Connection& connection, const Ready& readiness);
+    void dispatch(Connection& connection, net::Packet& packet, uint32 packetSize);
+    void onOpenPipe(Connection& connection, const OpenPipeMessage& message);
+    void drop(Connection& connection);
+    void dropBroken();
+
+    net::Listener listener;
+    std::unordered_map<zu::u64, std::unique_ptr<Connection>> connections;
+    zu::u64 nextKey = kListenerKey + 1;
+    uint32 nextConnectionId = 0;
+    uint32 addressVersion = 0; // as the pass under way found it
+};
+
+} // namespace dm

@@ -1,0 +1,95 @@
+/// The one lock order of the library, and mutexes that assert it in debug builds.
+///
+/// A thread takes locks in ascending rank only; a recursive lock it already holds it may take
+/// again at any time. Leaves call nothing and are never held two at once. ARCHITECTURE.md says what
+/// each guards and what it may be held across.
+#pragma once
+
+#include <cassert>
+#include <mutex>
+#include <type_traits>
+
+namespace dm {
+
+enum class LockRank : int
+{
+    JobRun = 1,   ///< JobManager: serialises batches, and the batch itself
+    ListBuffer,   ///< remote files: the shared directory-list buffer
+    Monitor,      ///< debug monitor: its connections
+    Registry,     ///< the map of pipe managers
+    PipeCreation, ///< process-wide: held while a pipe-create callback runs on a caller's thread
+    PipeTable,    ///< one manager's map of pipes
+    Hub,          ///< a hub's list of members
+    Leaf,         ///< a pipe's queues, a manager's address, a callback slot
+};
+
+namespace detail {
+
+/// Which ranks this thread holds, as a count each.
+inline thread_local int s_heldRanks[static_cast<int>(LockRank::Leaf) + 1] = {};
+
+inline bool holdsAbove(int rank)
+{
+    for (int above = rank + 1; above <= static_cast<int>(LockRank::Leaf); ++above) {
+        if (s_heldRanks[above] > 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace detail
+
+/// A mutex with its place in the order. Constant-initialised when its base is.
+template <LockRank Rank, typename Base = std::mutex>
+class OrderedMutex
+{
+public:
+    void lock()
+    {
+        check();
+        mutex.lock();
+        enter();
+    }
+
+    bool try_lock()
+    {
+        if (!mutex.try_lock())
+            return false;
+        enter();
+        return true;
+    }
+
+    void unlock()
+    {
+        leave();
+        mutex.unlock();
+    }
+
+private:
+#ifndef NDEBUG
+    static constexpr int kRank = static_cast<int>(Rank);
+    static constexpr bool kIsRecursive = !std::is_same_v<Base, std::mutex>;
+
+    void check()
+    {
+        assert(!detail::holdsAbove(kRank) && "a lock was taken against the lock order");
+        assert((kIsRecursive || detail::s_heldRanks[kRank] == 0) &&
+               "two locks of one rank were taken at once");
+    }
+    void enter() { ++detail::s_heldRanks[kRank]; }
+    void leave() { --detail::s_heldRanks[kRank]; }
+#else
+    void check() {}
+    void enter() {}
+    void leave() {}
+#endif
+
+    Base mutex;
+};
+
+template <LockRank Rank>
+using RecursiveOrderedMutex = OrderedMutex<Rank, std::recursive_mutex>;
+
+using LeafMutex = OrderedMutex<LockRank::Leaf>;
+
+} // namespace dm
