@@ -1,0 +1,95 @@
+#include <zul/Interrupt.h>
+#include <zul/Process.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+#include <thread>
+
+namespace
+{
+
+zu::ProcessCommand shell(const std::string& line)
+{
+    zu::ProcessCommand command;
+    command.line = line;
+    return command;
+}
+
+std::string outputOf(const zu::ProcessResult& result)
+{
+    return std::string(result.output.begin(), result.output.end());
+}
+
+TEST(Process, PassesInputThroughAndGathersOutput)
+{
+    std::string bytes(3 * 1024 * 1024, 'x');
+    bytes[5] = '\0'; // more than any pipe holds, in both directions at once
+    zu::ProcessCommand command = shell("cat");
+    command.input = bytes.data();
+    command.inputBytes = bytes.size();
+    const zu::ProcessResult result = zu::runProcess(command);
+    EXPECT_TRUE(result.succeeded());
+    EXPECT_EQ(outputOf(result), bytes);
+}
+
+TEST(Process, ReportsHowTheCommandEnded)
+{
+    EXPECT_EQ(zu::runProcess(shell("exit 7")).exitCode, 7);
+    const zu::ProcessResult killed = zu::runProcess(shell("kill -9 $$"));
+    EXPECT_EQ(killed.end, zu::ProcessResult::Killed);
+    EXPECT_EQ(killed.exitCode, 9);
+    EXPECT_EQ(zu::runProcess(shell("exec no-such-command-here 2>/dev/null")).exitCode, 127);
+}
+
+TEST(Process, HandsForeignTextOverWithoutItsMeaningAnything)
+{
+    const std::string text = "$(exit 3); `false` \" ' \n | rm";
+    zu::ProcessCommand command = shell("printf %s \"$TEXT\"");
+    command.variables = {{"TEXT", text}};
+    EXPECT_EQ(outputOf(zu::runProcess(command)), text);
+}
+
+TEST(Process, SurvivesACommandThatDoesNotReadItsInput)
+{
+    const std::string bytes(1024 * 1024, 'x');
+    zu::ProcessCommand command = shell("exec 0<&-; echo done");
+    command.input = bytes.data();
+    command.inputBytes = bytes.size();
+    EXPECT_EQ(outputOf(zu::runProcess(command)), "done\n");
+}
+
+TEST(Process, KillsACommandThatWritesTooMuch)
+{
+    zu::ProcessCommand command = shell("yes");
+    command.maxOutputBytes = 100 * 1000;
+    EXPECT_EQ(zu::runProcess(command).end, zu::ProcessResult::TooVerbose);
+}
+
+TEST(Process, IsKilledWithAllItStartedWhenStopped)
+{
+    zu::PollableEvent stop;
+    std::thread stopper([&] { stop.set(); });
+    // The background job holds the output open: waiting for it would take a quarter of an hour.
+    const zu::ProcessResult result =
+        zu::runProcess(shell("sleep 900 & sleep 900"), stop.getWaitHandle());
+    stopper.join();
+    EXPECT_EQ(result.end, zu::ProcessResult::Stopped);
+}
+
+TEST(Interrupt, WakesAWaiterByNotifyAndStaysRaisedAfterASignal)
+{
+    constexpr zu::u32 kLongMs = 60 * 1000;
+    zu::Interrupt& interrupt = zu::Interrupt::get();
+    interrupt.notify(); // kept for the wait that follows
+    EXPECT_FALSE(interrupt.waitFor(kLongMs));
+
+    std::raise(SIGTERM);
+    EXPECT_TRUE(interrupt.waitFor(kLongMs));
+    const zu::WaitHandle handle = interrupt.getWaitHandle();
+    EXPECT_EQ(zu::waitAny(&handle, 1, kLongMs), 0);
+    EXPECT_EQ(zu::waitAny(&handle, 1, kLongMs), 0);
+}
+
+} // namespace

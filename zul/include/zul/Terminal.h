@@ -1,0 +1,26 @@
+/// Whether a person is watching, and how wide the window is.
+///
+/// For programs that show progress or escape foreign text only on a screen.
+///
+/// Threads: any.
+#pragma once
+
+#include <zul/Types.h>
+#include <zul/export.h>
+
+namespace zu {
+
+enum class StandardStream
+{
+    Input,
+    Output,
+    Error
+};
+
+/// Whether the stream is a terminal, rather than a file, a pipe or closed.
+ZUL_API bool isTerminal(StandardStream stream);
+
+/// The terminal's width in columns; 80 when the stream is none or does not tell.
+ZUL_API u32 terminalWidth(StandardStream stream);
+
+} // namespace zu
