@@ -4,12 +4,14 @@
 ///     parse(file.getData(), file.getSize());
 ///
 /// Threads: reading it, any.
-/// Ownership: owns the bytes. The file itself is closed again when the constructor returns.
-/// Errors: FileException_FileOpenFailed when the file cannot be opened, FileException when it does
-/// not fit into memory or ends before the size it was opened with.
+/// Ownership: owns the bytes, whose memory is taken as they are read. The file itself is closed
+/// again when the constructor returns. Errors: FileException_FileOpenFailed when the file cannot be
+/// opened, FileException when it does not fit into memory or ends before the size it was opened
+/// with.
 #pragma once
 
 #include <zul/File.h>
+#include <zul/Memory.h>
 #include <zul/Types.h>
 #include <zul/export.h>
 
@@ -21,19 +23,16 @@ public:
     /// Reads from the installed file system, or from the one given.
     explicit BufferedMemoryFile(const char* path);
     BufferedMemoryFile(const char* path, FileSystem& fileSystem);
-    ~BufferedMemoryFile();
 
     BufferedMemoryFile(const BufferedMemoryFile&) = delete;
     BufferedMemoryFile& operator=(const BufferedMemoryFile&) = delete;
 
-    const void* getData() const { return data; } ///< never null, also when the file is empty
-    u64 getSize() const { return size; }
+    /// Valid while this object lives; null when the file is empty.
+    const void* getData() const { return bytes.data(); }
+    u64 getSize() const { return bytes.size(); }
 
 private:
-    void readFrom(FileSystem& fileSystem, FileHandle* handle, const char* path);
-
-    u8* data = nullptr;
-    u64 size = 0;
+    ZeroedBuffer bytes;
 };
 
 } // namespace zu

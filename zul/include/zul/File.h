@@ -15,6 +15,7 @@
 #pragma once
 
 #include <zul/Exception.h>
+#include <zul/InplaceString.h>
 #include <zul/Types.h>
 #include <zul/export.h>
 
@@ -52,8 +53,8 @@ protected:
 class ZUL_API FileException : public Exception
 {
 public:
-    FileException() = default;
-    explicit FileException(const char* text) { setError("%s", text); }
+    using Exception::Exception;
+    ~FileException() override;
 };
 
 /// The file could not be opened: missing, not allowed, or not a file.
@@ -61,6 +62,7 @@ class ZUL_API FileException_FileOpenFailed : public FileException
 {
 public:
     using FileException::FileException;
+    ~FileException_FileOpenFailed() override;
 };
 
 class ZUL_API File : public BaseFile
@@ -138,19 +140,22 @@ public:
     static const char* stripPath(const char* path);
 
 private:
-    void open(const char* path);
-    void requireOpen(const char* operation) const;
-    u64 readBuffered(u8* data, u64 size);
+    void open();
+    void requireOpen() const;
+    [[noreturn]] void fail(const char* what) const;
+    u64 readBuffered(void* data, u64 size);
+    u64 readAhead(void* data, u64 size);
     u64 readDirectly(void* data, u64 size);
-    void writeDirectly(const void* data, u64 size);
-    void appendToBuffer(const void* data, u64 size);
+    void writeDirectly(const void* data, u64 size, u64 to);
+    void appendToBuffer(const void* data, u32 size);
     void writeBuffer();
     void moveHandleTo(u64 target);
-    bool hasUnwritten() const { return unwritten && bufferedBytes != 0; }
+    u64 bufferEnd() const { return bufferPosition + bufferedBytes; }
 
     FileSystem& fileSystem;
     FileHandle* handle = nullptr;
-    Mode mode;
+    const InplaceString<256> path;
+    const Mode mode;
     u64 position = 0;       // the caller's
     u64 handlePosition = 0; // the handle's
 

@@ -148,7 +148,8 @@ public:
     ///
     /// Order: as asked for, one read at a time for the whole file system, so a callback that takes
     /// long delays the next. closeFile fails the handle's reads that have not begun (their callback
-    /// gets 0 bytes, on the closing thread) and waits for the one that has.
+    /// gets 0 bytes, on the closing thread) and waits for the one that has, with its callback,
+    /// unless a callback is what closes. After a callback with 0 bytes ask for no further read.
     virtual void readFileAsync(FileHandle* handle, void* buffer, u64 count,
                                const ReadCallback& completed);
 
@@ -162,6 +163,7 @@ public:
     /// When the content was last written. All 0 when not known.
     virtual File::Time getFileTime(FileHandle* handle) = 0;
 
+    /// A time that is all 0 stays as it is.
     virtual void setFileTime(FileHandle* handle, const File::Time& lastAccess,
                              const File::Time& lastWrite) = 0;
 

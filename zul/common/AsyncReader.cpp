@@ -1,0 +1,84 @@
+#include "zul/common/AsyncReader.h"
+
+#include <cassert>
+#include <utility>
+
+namespace zu {
+
+AsyncReader::~AsyncReader()
+{
+    {
+        std::lock_guard guard(lock);
+        assert(waiting.empty() && "close all files before the file system");
+        waiting.clear();
+        stopping = true;
+    }
+    wakeUp.notify_one();
+    joinThread();
+}
+
+void AsyncReader::add(FileHandle* handle, void* buffer, u64 count,
+                      const FileSystem::ReadCallback& completed)
+{
+    std::lock_guard guard(lock);
+    if (!started)
+        startThread();
+    started = true;
+    waiting.push_back({handle, buffer, count, completed});
+    wakeUp.notify_one();
+}
+
+void AsyncReader::finish(FileHandle* handle)
+{
+    std::deque<Read> failed;
+    {
+        std::unique_lock guard(lock);
+        takeReadsOf(handle, failed);
+        if (readingThread != std::this_thread::get_id()) {
+            readDone.wait(guard, [&] { return current != handle || handle == nullptr; });
+            takeReadsOf(handle, failed);
+        }
+    }
+    for (const Read& read : failed) {
+        if (read.completed)
+            read.completed(read.handle, 0);
+    }
+}
+
+// Under the lock.
+void AsyncReader::takeReadsOf(FileHandle* handle, std::deque<Read>& outTaken)
+{
+    std::deque<Read> kept;
+    for (Read& read : waiting)
+        (read.handle == handle ? outTaken : kept).push_back(std::move(read));
+    waiting.swap(kept);
+}
+
+int AsyncReader::run()
+{
+    setThreadName(currentThreadId(), "zul - File reads");
+    std::unique_lock guard(lock);
+    readingThread = std::this_thread::get_id();
+    for (;;) {
+        wakeUp.wait(guard, [this] { return stopping || !waiting.empty(); });
+        if (waiting.empty())
+            return 0;
+        Read read = std::move(waiting.front());
+        waiting.pop_front();
+        current = read.handle;
+        guard.unlock();
+        perform(read);
+        guard.lock();
+        current = nullptr;
+        readDone.notify_all();
+    }
+}
+
+void AsyncReader::perform(const Read& read)
+{
+    u64 count = fileSystem.readFile(read.handle, read.buffer, read.count);
+    if (read.completed)
+        read.completed(read.handle, count);
+}
+
+} // namespace zu

@@ -1,0 +1,332 @@
+#include "zul/common/NativeFileTree.h"
+
+#include "zul/posix/FileSupport.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace zu {
+
+using posix::closeDescriptor;
+using posix::openDescriptor;
+using posix::toSystemPath;
+
+namespace {
+
+constexpr size_t kCopyBytes = 256 * 1024;
+
+enum class Existing
+{
+    Replace,
+    Keep
+};
+
+enum class Times
+{
+    New,
+    AsSource
+};
+
+bool mayNotWrite(const std::string& path, const struct stat& status)
+{
+    if (!S_ISREG(status.st_mode))
+        return false;
+    return posix::isWriteProtected(status) ||
+           ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0;
+}
+
+// Whether what goes by this name, a link itself, must not go away.
+bool isProtected(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0 && mayNotWrite(path, status);
+}
+
+bool isDirectory(const std::string& path)
+{
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isTaken(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+// The folder of a path, with its separator; "" for the working directory.
+std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
+
+bool renameUnlessTaken(const std::string& from, const std::string& to)
+{
+#ifdef RENAME_NOREPLACE
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+#endif
+    // A second name fails when there is a file already, in one step; folders cannot have one.
+    if (::link(from.c_str(), to.c_str()) == 0)
+        return ::unlink(from.c_str()) == 0;
+    if (errno == EEXIST || errno == EXDEV)
+        return false;
+    return !isTaken(to) && ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool renameAs(const std::string& from, const std::string& to, Existing existing)
+{
+    if (existing == Existing::Keep)
+        return renameUnlessTaken(from, to);
+    return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool writeWhole(int descriptor, const char* data, size_t size)
+{
+    while (size != 0) {
+        ssize_t written = ::write(descriptor, data, size);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+bool copyBytes(int from, int to)
+{
+    std::unique_ptr<char[]> buffer(new char[kCopyBytes]);
+    for (;;) {
+        ssize_t count = ::read(from, buffer.get(), kCopyBytes);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return count == 0;
+        if (!writeWhole(to, buffer.get(), static_cast<size_t>(count)))
+            return false;
+    }
+}
+
+// A new file beside another one, so on the same disk, that goes away unless it takes its place.
+class TemporaryFile
+{
+public:
+    explicit TemporaryFile(const std::string& target)
+    {
+        static std::atomic<unsigned> s_serial{0};
+        do {
+            char name[64];
+            std::snprintf(name, sizeof name, ".zul-copy-%ld-%u", static_cast<long>(::getpid()),
+                          s_serial.fetch_add(1, std::memory_order_relaxed));
+            path = folderOf(target) + name;
+            descriptor = openDescriptor(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
+        } while (descriptor < 0 && errno == EEXIST); // left by a process killed in the middle
+        exists = descriptor >= 0;
+    }
+
+    ~TemporaryFile()
+    {
+        if (descriptor >= 0)
+            closeDescriptor(descriptor);
+        if (exists)
+            ::unlink(path.c_str());
+    }
+
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    bool isOpen() const { return descriptor >= 0; }
+    int getDescriptor() const { return descriptor; }
+
+    bool take(const std::string& target, Existing existing)
+    {
+        bool complete = closeDescriptor(descriptor);
+        descriptor = -1;
+        if (!complete || !renameAs(path, target, existing))
+            return false;
+        exists = false;
+        return true;
+    }
+
+private:
+    std::string path;
+    int descriptor = -1;
+    bool exists = false;
+};
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int owned)
+        : number(owned)
+    {
+    }
+    ~Descriptor()
+    {
+        if (number >= 0)
+            closeDescriptor(number);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    const int number;
+};
+
+bool copyRegularFile(const std::string& from, const std::string& to, Existing existing, Times times)
+{
+    Descriptor source(openDescriptor(from, O_RDONLY));
+    struct stat status;
+    if (source.number < 0 || ::fstat(source.number, &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    TemporaryFile copy(to);
+    if (!copy.isOpen() || !copyBytes(source.number, copy.getDescriptor()))
+        return false;
+    // Disks without permissions or times refuse these, and the copy is none the worse.
+    [[maybe_unused]] int ignored = ::fchmod(copy.getDescriptor(), status.st_mode & 0777);
+    timespec sourceTimes[2] = {status.st_atim, status.st_mtim};
+    if (times == Times::AsSource)
+        ignored = ::futimens(copy.getDescriptor(), sourceTimes);
+    return copy.take(to, existing);
+}
+
+bool moveToOtherDisk(const std::string& from, const std::string& to, Existing existing)
+{
+    // Once the copy is in its place there is no way back, so ask first whether from can go.
+    std::string folder = folderOf(from);
+    const char* folderName = folder.empty() ? "." : folder.c_str();
+    if (::faccessat(AT_FDCWD, folderName, W_OK, AT_EACCESS) != 0)
+        return false;
+    return copyRegularFile(from, to, existing, Times::AsSource) && ::unlink(from.c_str()) == 0;
+}
+
+bool isSame(const struct stat& first, const struct stat& second)
+{
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// Whether the path leads through the folder: "/", "/a" and "/a/b" for "/a/b", and the working
+// directory for a relative path.
+bool leadsThrough(const std::string& path, const struct stat& folder)
+{
+    struct stat status;
+    const char* root = path.starts_with('/') ? "/" : ".";
+    if (::stat(root, &status) == 0 && isSame(status, folder))
+        return true;
+    size_t end = 0;
+    while (end != std::string::npos) {
+        end = path.find('/', end + 1);
+        std::string above = path.substr(0, end);
+        if (::stat(above.c_str(), &status) == 0 && isSame(status, folder))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool getNativeFileInfo(const char* path, NativeFileInfo& outInfo)
+{
+    struct stat status;
+    if (::stat(toSystemPath(path).c_str(), &status) != 0)
+        return false;
+    outInfo = posix::infoFromStatus(status);
+    return true;
+}
+
+bool isNativeFileReadOnly(const char* path)
+{
+    std::string name = toSystemPath(path);
+    struct stat status;
+    return ::stat(name.c_str(), &status) == 0 && mayNotWrite(name, status);
+}
+
+bool deleteNativeFile(const char* path)
+{
+    std::string name = toSystemPath(path);
+    return !isProtected(name) && ::unlink(name.c_str()) == 0;
+}
+
+bool createNativeDirectory(const char* path)
+{
+    return ::mkdir(toSystemPath(path).c_str(), 0777) == 0;
+}
+
+bool deleteNativeDirectory(const char* path) { return ::rmdir(toSystemPath(path).c_str()) == 0; }
+
+bool moveNativeFile(const char* from, const char* to, bool replace)
+{
+    std::string source = toSystemPath(from);
+    std::string target = toSystemPath(to);
+    Existing existing = replace ? Existing::Replace : Existing::Keep;
+    if (source == target)
+        return replace && isTaken(source);
+    if (isProtected(target) || isDirectory(target))
+        return false;
+    if (renameAs(source, target, existing))
+        return true;
+    return errno == EXDEV && moveToOtherDisk(source, target, existing);
+}
+
+bool copyNativeFile(const char* from, const char* to)
+{
+    std::string target = toSystemPath(to);
+    if (isProtected(target) || isDirectory(target))
+        return false;
+    return copyRegularFile(toSystemPath(from), target, Existing::Replace, Times::New);
+}
+
+bool getNativeDiskSpace(const char* path, u64& outFreeBytes, u64& outTotalBytes)
+{
+    struct statvfs status;
+    if (::statvfs(toSystemPath(path).c_str(), &status) != 0)
+        return false;
+    outFreeBytes = static_cast<u64>(status.f_bavail) * status.f_frsize;
+    outTotalBytes = static_cast<u64>(status.f_blocks) * status.f_frsize;
+    return true;
+}
+
+bool listNativeDirectory(const char* path, std::vector<std::string>& outNames)
+{
+    std::string name = toSystemPath(path);
+    std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(name.empty() ? "." : name.c_str()),
+                                               &::closedir);
+    if (!folder)
+        return false;
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(folder.get());
+        if (entry == nullptr)
+            return errno == 0;
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            outNames.emplace_back(entry->d_name);
+    }
+}
+
+bool getNativeEntryInfo(const std::string& directory, const std::string& name,
+                        NativeFileInfo& outInfo)
+{
+    std::string folder = toSystemPath(directory.c_str());
+    std::string path =
+        folder.empty() || folder.ends_with('/') ? folder + name : folder + '/' + name;
+    struct stat entry;
+    struct stat target;
+    if (::lstat(path.c_str(), &entry) != 0)
+        return false;
+    outInfo = posix::infoFromStatus(entry);
+    if (!S_ISLNK(entry.st_mode) || ::stat(path.c_str(), &target) != 0)
+        return true;
+    if (S_ISDIR(target.st_mode) && leadsThrough(folder, target))
+        return false;
+    outInfo = posix::infoFromStatus(target);
+    return true;
+}
+
+} // namespace zu
