@@ -60,19 +60,21 @@ Responder::Responder(dm::CommunicationPipe* answeredPipe, Answering how)
     , thread([this] { run(); })
 {
     pipe->setRequestCallback({this, [](void* self, dm::CommunicationPipe*) {
-                                  auto& announced = static_cast<Responder*>(self)->announced;
-                                  ++announced;
-                                  announced.notify_one();
+                                  static_cast<Responder*>(self)->announce();
                               }});
+}
+
+void Responder::announce()
+{
+    ++announced;
+    announced.notify_one();
 }
 
 Responder::~Responder()
 {
-    if (!dm::isCommunicationPipeManagerMapEmpty())
-        pipe->setRequestCallback({});
+    pipe->setRequestCallback({});
     stopping = true;
-    ++announced;
-    announced.notify_one();
+    announce();
     thread.join();
 }
 

@@ -6,6 +6,7 @@
 
 #include <dm/comm.h>
 
+#include <atomic>
 #include <functional>
 #include <future>
 #include <gtest/gtest.h>
@@ -57,8 +58,7 @@ std::string takeNotify(dm::CommunicationPipe* pipe, dm::uint32* value = nullptr)
 std::string requestData(dm::CommunicationPipe* pipe);
 
 /// Answers every request of a pipe on a thread of its own, one after the other, as the request
-/// callback announces them. Outlive it with the pipe, or deinitialise the manager first: its
-/// blocked answers then end by themselves.
+/// callback announces them. Destroy it before its manager.
 class Responder
 {
 public:
@@ -72,6 +72,7 @@ public:
     static Answer echo(const std::string& text, const std::string& data);
 
 private:
+    void announce();
     void run();
 
     dm::CommunicationPipe* pipe;

@@ -78,6 +78,8 @@ ScriptedPeer& ScriptedPeer::operator=(ScriptedPeer&& other) noexcept
     return *this;
 }
 
+void ScriptedPeer::finish() { ::shutdown(descriptor, SHUT_WR); }
+
 void ScriptedPeer::close()
 {
     if (descriptor >= 0)
@@ -176,6 +178,8 @@ bool ScriptedPeer::hasSeen(WireMessage::Kind kind) const
     return std::any_of(received.begin(), received.end(),
                        [kind](const WireMessage& message) { return message.kind == kind; });
 }
+
+std::uint32_t unusedPort() { return ScriptedServer().port(); }
 
 ScriptedServer::ScriptedServer(int backlog)
     : descriptor(newSocket())

@@ -43,6 +43,9 @@ public:
     bool hasSeen(WireMessage::Kind kind) const;
     const std::vector<WireMessage>& seen() const { return received; }
 
+    /// Sends nothing more, but can still receive.
+    void finish();
+    /// Drops the connection, whatever is still on its way.
     void close();
 
 private:
@@ -53,6 +56,9 @@ private:
     std::string unread;
     std::vector<WireMessage> received;
 };
+
+/// A port that nobody listens on (and that nobody is given for a while).
+std::uint32_t unusedPort();
 
 /// Accepts clients on a free loopback port.
 class ScriptedServer

@@ -1,0 +1,158 @@
+#include "support/PipeFixture.h"
+
+using namespace support;
+
+namespace {
+
+class Registry : public PipeFixture
+{
+};
+
+} // namespace
+
+TEST_F(Registry, SoleManagerIsFoundWithoutItsName)
+{
+    EXPECT_TRUE(dm::isCommunicationPipeManagerMapEmpty());
+    EXPECT_EQ(dm::getCommunicationPipe("pipe"), nullptr);
+    dm::CommunicationPipeManager* server = startServer();
+    EXPECT_EQ(dm::getCommunicationPipeManager(), server);
+    EXPECT_FALSE(dm::isResourceHotLoadPipeCreated("pipe"));
+    EXPECT_EQ(dm::getCommunicationPipe("pipe"), server->getPipe("PIPE"));
+    EXPECT_TRUE(dm::isResourceHotLoadPipeCreated("Pipe"));
+
+    dm::CommunicationPipeManager* client = startClient(portOf(server));
+    EXPECT_EQ(dm::getCommunicationPipeManager(), nullptr);
+    EXPECT_EQ(dm::getCommunicationPipe("pipe"), nullptr);
+    EXPECT_EQ(dm::getCommunicationPipeChecked("pipe"), nullptr);
+    EXPECT_FALSE(dm::isResourceHotLoadPipeCreated("pipe"));
+
+    dm::deinitCommunicationManager("SERVER");
+    EXPECT_EQ(dm::getCommunicationPipeManager(), client);
+    dm::deinitCommunicationManager("nobody");
+    EXPECT_TRUE(dm::communicationPipeManagerExists("client"));
+}
+
+TEST_F(Registry, NamesIgnoreLetterCase)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    EXPECT_EQ(dm::getCommunicationPipeManager("Server"), server);
+    EXPECT_EQ(dm::getCommunicationPipe("SERVER", "pipe"), server->getPipe("pipe"));
+    EXPECT_EQ(dm::getCommunicationPipeChecked("client", "pipe"), nullptr);
+    EXPECT_EQ(dm::getCommunicationPipe("client", "pipe"), nullptr);
+}
+
+TEST_F(Registry, ClientUnderATakenNameIsTheManagerThatIsThere)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    EXPECT_EQ(startClient(1, "Server"), server);
+    dm::CommunicationPipeManager* client = startClient(portOf(server));
+    EXPECT_EQ(startClient(1, "client"), client);
+    EXPECT_EQ(portOf(client), portOf(server));
+}
+
+TEST_F(Registry, ReplacedServerGoesOnServing)
+{
+    dm::CommunicationPipeManager* first = startServer();
+    Responder responder(first->getPipe("pipe"));
+    dm::CommunicationPipeManager* second = startServer();
+    ASSERT_NE(first, second);
+    EXPECT_EQ(dm::getCommunicationPipeManager(), second);
+    dm::CommunicationPipe* pipe = startClient(portOf(first))->getPipe("pipe");
+    EXPECT_EQ(ask(pipe, "still there?").text, "still there?");
+}
+
+TEST_F(Registry, DeinitOfAllForgetsEveryName)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    dm::deinitCommunicationManagers();
+    EXPECT_TRUE(dm::isCommunicationPipeManagerMapEmpty());
+    EXPECT_FALSE(dm::communicationPipeManagerExists("server"));
+    EXPECT_FALSE(dm::isResourceHotLoadPipeCreated("pipe"));
+    EXPECT_EQ(dm::getCommunicationPipeManager(), server) << "kept, for comparing only";
+}
+
+TEST_F(Registry, TakenPortLeavesAServerNobodyReaches)
+{
+    dm::CommunicationPipeManager* first = startServer();
+    const auto port = static_cast<int>(portOf(first));
+    ASSERT_NE(dm::initCommunicationManagerAsServer("second", port, 2, true), nullptr);
+    const dm::ConnectionStatus status = dm::getConnectionStatus("second");
+    EXPECT_EQ(status.state, dm::ConnectionStatus::Disconnected);
+    EXPECT_NE(toString(status.lastFailure), "");
+    EXPECT_EQ(dm::getConnectionStatus("server").state, dm::ConnectionStatus::Connected);
+    EXPECT_EQ(dm::getConnectionStatus("nobody").state, dm::ConnectionStatus::NoSuchManager);
+}
+
+TEST_F(Registry, GetPipeCreatesOnceAndTellsOnTheCallersThread)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    std::vector<std::thread::id> creators;
+    server->setPipeCreateCallback(
+        {&creators,
+         [](void* context, dm::CommunicationPipeManager* manager, dm::CommunicationPipe* pipe) {
+             static_cast<std::vector<std::thread::id>*>(context)->push_back(
+                 std::this_thread::get_id());
+             EXPECT_EQ(manager->getPipe(pipe->getName()), pipe) << "usable in the callback";
+         }});
+    EXPECT_FALSE(server->pipeExists("pipe"));
+    dm::CommunicationPipe* pipe = server->getPipe("pipe");
+    EXPECT_EQ(server->getPipe("PIPE"), pipe);
+    EXPECT_EQ(creators, std::vector{std::this_thread::get_id()});
+    server->setPipeCreateCallback({});
+}
+
+TEST_F(Registry, TwoManagersMayMirrorEachOthersPipes)
+{
+    struct Mirror
+    {
+        dm::CommunicationPipeManager* other;
+        static void onCreate(void* self, dm::CommunicationPipeManager*, dm::CommunicationPipe* pipe)
+        {
+            static_cast<Mirror*>(self)->other->getPipe(pipe->getName());
+        }
+    };
+    dm::CommunicationPipeManager* left = startServer(true, "left");
+    dm::CommunicationPipeManager* right = startServer(true, "right");
+    Mirror toRight{right}, toLeft{left};
+    left->setPipeCreateCallback({&toRight, Mirror::onCreate});
+    right->setPipeCreateCallback({&toLeft, Mirror::onCreate});
+    auto create = [](dm::CommunicationPipeManager* manager) {
+        for (int i = 0; i < 200; ++i)
+            manager->getPipe(std::to_string(i).c_str());
+    };
+    std::thread aside(create, right);
+    create(left);
+    aside.join();
+    EXPECT_TRUE(left->pipeExists("199") && right->pipeExists("199"));
+    left->setPipeCreateCallback({});
+    right->setPipeCreateCallback({});
+}
+
+TEST_F(Registry, CallbackMayUseTheRegistryWhileManagersAreDestroyed)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    CallCounter welcomed;
+    server->setClientConnectionCallback(
+        {&welcomed, [](void* context, dm::CommunicationPipeManager*) {
+             ++static_cast<CallCounter*>(context)->calls;
+             for (int i = 0; i < 3; ++i)
+                 dm::initCommunicationManagerAsServer(("late" + std::to_string(i)).c_str(), 0, 1,
+                                                      true);
+         }});
+    ScriptedPeer peer = ScriptedPeer::connectTo(portOf(server));
+    ASSERT_TRUE(waitUntil([&] { return welcomed.calls > 0; }));
+    dm::deinitCommunicationManagers();
+    EXPECT_TRUE(dm::isCommunicationPipeManagerMapEmpty());
+}
+
+TEST_F(Registry, CallbackMayDeinitialiseItsOwnManager)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    server->setClientConnectionCallback({nullptr, [](void*, dm::CommunicationPipeManager* self) {
+                                             dm::deinitCommunicationManager(self->getName());
+                                         }});
+    ScriptedPeer peer = ScriptedPeer::connectTo(portOf(server));
+    EXPECT_TRUE(waitUntil([] { return !dm::communicationPipeManagerExists("server"); }));
+    dm::deinitCommunicationManagers();
+    peer.expectClosed();
+}
