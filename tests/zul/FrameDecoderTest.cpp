@@ -1,0 +1,129 @@
+#include "zul/common/FrameDecoder.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+using net::Frame;
+using net::FrameDecoder;
+using net::u32;
+using net::u8;
+using Status = net::FrameDecoder::Status;
+
+static std::string frame(u32 id, const std::string& payload)
+{
+    u8 header[net::kFrameHeaderBytes] = {net::kFrameMagic[0], net::kFrameMagic[1]};
+    net::store16(header + 2, id);
+    net::store32(header + 4, static_cast<u32>(payload.size()));
+    return std::string(reinterpret_cast<char*>(header), sizeof header) + payload;
+}
+
+// Feeds as many of the bytes as fit, at most limit. Returns how many.
+static std::size_t feed(FrameDecoder& decoder, std::string_view bytes, std::size_t limit = ~0u)
+{
+    std::size_t fed = 0;
+    while (fed < std::min(bytes.size(), limit)) {
+        auto space = decoder.space();
+        std::size_t count = std::min({space.size(), bytes.size() - fed, limit - fed});
+        if (count == 0)
+            break;
+        std::memcpy(space.data(), bytes.data() + fed, count);
+        decoder.commit(static_cast<u32>(count));
+        fed += count;
+    }
+    return fed;
+}
+
+static std::string take(FrameDecoder& decoder)
+{
+    Frame found;
+    if (decoder.next(found) != Status::Complete)
+        return "none";
+    return std::to_string(found.id) + ":" +
+           std::string(reinterpret_cast<char*>(found.payload), found.payloadBytes);
+}
+
+TEST(FrameDecoder, FindsFramesWhereverTheStreamIsSplit)
+{
+    std::string stream = frame(1, "") + frame(65535, "hello") + frame(3, std::string(50, 'x'));
+    for (std::size_t split = 0; split <= stream.size(); split++) {
+        FrameDecoder decoder;
+        std::string found;
+        for (auto part : {stream.substr(0, split), stream.substr(split)}) {
+            feed(decoder, part);
+            for (std::string next = take(decoder); next != "none"; next = take(decoder))
+                found += next + ";";
+        }
+        EXPECT_EQ(found, "1:;65535:hello;3:" + std::string(50, 'x') + ";") << "split at " << split;
+    }
+}
+
+TEST(FrameDecoder, RefusesForeignBytesAsSoonAsTheyShow)
+{
+    std::string tooLong = frame(1, "");
+    net::store32(reinterpret_cast<u8*>(tooLong.data()) + 4, net::kMaxPayloadBytes + 1);
+    for (std::string bytes :
+         {std::string("G"), std::string("\x16"), std::string("\xD5\x03"), tooLong}) {
+        FrameDecoder decoder;
+        feed(decoder, frame(1, "before") + bytes.substr(0, bytes.size() - 1));
+        EXPECT_EQ(take(decoder), "1:before");
+        EXPECT_EQ(decoder.status(), Status::Incomplete);
+        feed(decoder, bytes.substr(bytes.size() - 1));
+        EXPECT_EQ(decoder.status(), Status::Malformed);
+        EXPECT_EQ(take(decoder), "none");
+    }
+}
+
+TEST(FrameDecoder, CommitsMemoryAsBytesArriveNotAsAnnounced)
+{
+    std::string large = frame(1, std::string(net::kMaxPayloadBytes, 'l'));
+    FrameDecoder decoder;
+    feed(decoder, large.substr(0, 100));
+    EXPECT_LE(decoder.capacity(), 16u * 1024);
+    feed(decoder, large.substr(100));
+    EXPECT_LE(decoder.capacity(), 2 * large.size());
+    EXPECT_EQ(take(decoder).size(), 2u + net::kMaxPayloadBytes);
+    EXPECT_EQ(take(decoder), "none");
+    decoder.trim();
+    EXPECT_EQ(decoder.capacity(), 0u);
+}
+
+TEST(FrameDecoder, KeepsTheLastFrameWhileTheStreamGoesOn)
+{
+    FrameDecoder decoder;
+    feed(decoder, frame(1, std::string(9000, 'k')));
+    Frame kept;
+    ASSERT_EQ(decoder.next(kept), Status::Complete);
+    // Fills, moves and replaces the block several times, then gives it up.
+    feed(decoder, frame(2, std::string(300000, 'f')));
+    EXPECT_EQ(kept.payload[0], 'k');
+    decoder.clear();
+    feed(decoder, frame(3, std::string(40000, 'g')));
+    decoder.trim();
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(kept.payload), kept.payloadBytes),
+              std::string(9000, 'k'));
+    EXPECT_EQ(take(decoder).substr(0, 4), "3:gg");
+}
+
+TEST(FrameDecoder, DeliversARandomStreamUnchanged)
+{
+    std::mt19937 random(20240611);
+    FrameDecoder decoder;
+    std::string stream, expected, found;
+    for (int index = 0; index < 300; index++) {
+        auto size = random() % 4 ? random() % 200 : random() % 100000;
+        std::string payload(size, static_cast<char>('a' + index % 26));
+        stream += frame(static_cast<u32>(index), payload);
+        expected += std::to_string(index) + ":" + payload;
+    }
+    for (std::size_t fed = 0; fed < stream.size() || decoder.status() == Status::Complete;) {
+        fed += feed(decoder, std::string_view(stream).substr(fed), random() % 300000);
+        for (auto polls = random() % 8; polls > 0; polls--) {
+            if (std::string next = take(decoder); next != "none")
+                found += next;
+        }
+    }
+    EXPECT_EQ(found == expected, true);
+    EXPECT_LE(decoder.capacity(), 256u * 1024);
+}

@@ -1,0 +1,192 @@
+#include "zul/common/Frame.h"
+
+#include <zul/Packet.h>
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+#include <string>
+
+using net::Frame;
+using net::Packet;
+using net::PacketAccess;
+using net::u32;
+using net::u8;
+
+static std::string frameOf(const Packet& packet)
+{
+    u32 ownBytes = 0;
+    u32 lentBytes = 0;
+    const u8* own = PacketAccess::frameBytes(packet, ownBytes);
+    const u8* lent = PacketAccess::lentBytes(packet, lentBytes);
+    std::string result(reinterpret_cast<const char*>(own), ownBytes);
+    return result.append(reinterpret_cast<const char*>(lent), lentBytes);
+}
+
+// A packet as it is read on the other side; the payload is on the heap, exactly as long as it is,
+// so that a sanitizer sees every byte read beyond it.
+struct Received
+{
+    explicit Received(const std::string& payload)
+        : frame(new u8[net::kFrameHeaderBytes + payload.size()])
+    {
+        payload.copy(reinterpret_cast<char*>(frame.get()) + net::kFrameHeaderBytes, payload.size());
+        PacketAccess::showFrame(
+            packet, {7, frame.get() + net::kFrameHeaderBytes, static_cast<u32>(payload.size())});
+    }
+
+    std::unique_ptr<u8[]> frame;
+    Packet packet{0};
+};
+
+static std::map<std::string, std::string> readDocumentedFrames()
+{
+    auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+    std::ifstream file(root / "docs" / "protocol" / "packet.md");
+    std::map<std::string, std::string> frames;
+    std::string* frame = nullptr;
+    for (std::string line, previous; std::getline(file, line); previous = line) {
+        if (previous == "```hex")
+            frame = &frames[line];
+        else if (line == "```")
+            frame = nullptr;
+        else if (frame) {
+            std::istringstream bytes(line.substr(0, line.find('#')));
+            for (unsigned value; bytes >> std::hex >> value;)
+                frame->push_back(static_cast<char>(value));
+        }
+    }
+    return frames;
+}
+
+TEST(Packet, IsWrittenAndReadAsDocumented)
+{
+    auto documented = readDocumentedFrames();
+    ASSERT_EQ(documented.size(), 4u);
+    EXPECT_EQ(frameOf(Packet(1)), documented["Empty"]);
+
+    Packet integers(205);
+    integers << 1 << -2 << 4000000000u;
+    EXPECT_EQ(frameOf(integers), documented["Integers"]);
+    Received readIntegers(documented["Integers"].substr(net::kFrameHeaderBytes));
+    int one = 0, minusTwo = 0;
+    unsigned big = 0;
+    readIntegers.packet >> one >> minusTwo >> big;
+    EXPECT_TRUE(readIntegers.packet.good() && one == 1 && minusTwo == -2 && big == 4000000000u);
+
+    Packet texts(513);
+    texts << "pipe" << static_cast<const char*>(nullptr);
+    EXPECT_EQ(frameOf(texts), documented["Texts"]);
+    Received readTexts(documented["Texts"].substr(net::kFrameHeaderBytes));
+    const char *pipe = nullptr, *empty = nullptr;
+    readTexts.packet >> pipe >> empty;
+    EXPECT_TRUE(readTexts.packet.good());
+    EXPECT_STREQ(pipe, "pipe");
+    EXPECT_STREQ(empty, "");
+
+    Packet bytes(65535), lending(65535);
+    bytes << 7 << 3u;
+    lending << 7 << 3u;
+    EXPECT_EQ(bytes.write("\xAA\xBB\xCC", 3), 3u);
+    EXPECT_EQ(lending.lend("\xAA\xBB\xCC", 3), 3u);
+    EXPECT_EQ(frameOf(bytes), documented["Bytes"]);
+    EXPECT_EQ(frameOf(lending), documented["Bytes"]);
+}
+
+TEST(Packet, ReadingPastTheEndFailsStickily)
+{
+    Received received(std::string("\1\0\0\0\2\0\0", 7));
+    unsigned first = 9, second = 9, third = 9;
+    received.packet >> first >> second;
+    EXPECT_EQ(first, 1u);
+    EXPECT_EQ(second, 0u);
+    EXPECT_FALSE(received.packet.good());
+
+    received.packet.setPos(0);
+    const char* text = nullptr;
+    char byte = 'x';
+    received.packet >> third >> text;
+    EXPECT_EQ(third, 0u);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(received.packet.read(&byte, 1), 0u);
+    EXPECT_EQ(byte, 'x');
+    EXPECT_EQ(received.packet.bytesLeft(), 0u);
+}
+
+TEST(Packet, RefusesTextsThatAreNotInThePayload)
+{
+    const std::string malformed[] = {
+        std::string("\4\0\0\0abcd", 8),       // no terminator
+        std::string("\3\0\0\0abcd", 8),       // another byte in its place
+        std::string("\xff\xff\xff\xff\0", 5), // a length that wraps
+        std::string("\xfe\xff\xff\xff"
+                    "abc\0",
+                    8),             // far too long
+        std::string("\0\0\0\0", 4), // empty, and no terminator either
+    };
+    for (const std::string& payload : malformed) {
+        Received received(payload);
+        u32 length = 9;
+        EXPECT_STREQ(received.packet.readText(length), "");
+        EXPECT_EQ(length, 0u);
+        EXPECT_FALSE(received.packet.good());
+    }
+}
+
+TEST(Packet, TakesDataUpToTheNominalSizeAndAlwaysSome)
+{
+    std::string data(3 * net::kNominalPayloadBytes, 'd');
+    auto size = static_cast<u32>(data.size());
+    Packet packet(1);
+    packet << "a text";
+    EXPECT_EQ(packet.write(data.data(), 0), 0u);
+    u32 first = packet.write(data.data(), size);
+    EXPECT_EQ(packet.getSize(), net::kNominalPayloadBytes);
+    EXPECT_LT(first, net::kNominalPayloadBytes);
+    EXPECT_EQ(packet.write(data.data(), size), net::kMinimumChunkBytes);
+    EXPECT_EQ(packet.lend(data.data(), 5), 5u);
+
+    Packet crowded(1); // texts always fit
+    crowded << data.c_str();
+    EXPECT_EQ(crowded.getSize(), size + 5);
+    EXPECT_GE(crowded.lend(data.data(), size), net::kMinimumChunkBytes);
+    EXPECT_TRUE(crowded.good());
+}
+
+TEST(Packet, PatchingAFieldKeepsWhatFollows)
+{
+    std::string data(2000, 'p'); // outgrows the inline room
+    for (bool lends : {false, true}) {
+        Packet packet(1);
+        packet << "name";
+        u32 patched = packet.getPos();
+        packet << 0u;
+        u32 taken = lends ? packet.lend(data.data(), 2000) : packet.write(data.data(), 2000);
+        u32 end = packet.getPos();
+        packet.setPos(patched);
+        packet << taken;
+        packet.setPos(end);
+        EXPECT_EQ(packet.getPos(), packet.getSize());
+
+        packet.setPos(0);
+        const char* name = nullptr;
+        unsigned size = 0;
+        packet >> name >> size;
+        ASSERT_EQ(size, 2000u);
+        const u8* bytes = packet.view(size);
+        ASSERT_NE(bytes, nullptr);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes), size), data);
+        EXPECT_TRUE(packet.good());
+    }
+}
+
+TEST(Packet, NothingGoesBehindLentBytes)
+{
+    Packet packet(1);
+    packet.lend("abc", 3);
+    packet << 5;
+    EXPECT_FALSE(packet.good());
+    EXPECT_EQ(packet.getSize(), 3u);
+}

@@ -1,0 +1,367 @@
+#include "support/WaitUntil.h"
+#include "zul/common/Tcp.h"
+
+#include <zul/Listener.h>
+#include <zul/Socket.h>
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+using net::Listener;
+using net::Packet;
+using net::Socket;
+using net::u32;
+using net::u8;
+using support::waitUntil;
+
+// A listener with a client and the socket accepted for it.
+class SocketTest : public ::testing::Test
+{
+protected:
+    bool connectPair()
+    {
+        client.connect("localhost", listener.getPort());
+        return waitUntil([&] {
+            client.update();
+            accept();
+            return client.isConnected() && server;
+        });
+    }
+
+    void accept()
+    {
+        if (!server)
+            server.reset(listener.pollConnect());
+    }
+
+    // A far end that speaks bytes.
+    net::tcp::Handle connectRaw()
+    {
+        auto address = net::tcp::numericAddresses("127.0.0.1", listener.getPort()).front();
+        net::tcp::Attempt attempt = net::tcp::startConnect(address);
+        waitUntil([&] {
+            attempt = net::tcp::continueConnect(attempt.handle);
+            accept();
+            return attempt.outcome != net::tcp::Outcome::WouldBlock && server;
+        });
+        return attempt.handle;
+    }
+
+    static void sendRaw(net::tcp::Handle raw, const std::string& bytes)
+    {
+        net::tcp::Piece piece{reinterpret_cast<const u8*>(bytes.data()),
+                              static_cast<u32>(bytes.size())};
+        EXPECT_EQ(net::tcp::send(raw, {&piece, 1}).bytes, bytes.size());
+    }
+
+    static bool sendText(Socket& socket, const std::string& text)
+    {
+        Packet packet(1);
+        packet.writeText(text.data(), static_cast<u32>(text.size()));
+        return socket.sendPacket(&packet);
+    }
+
+    // Waits for the next packet's text; "closed" when there will be none.
+    static std::string receiveText(Socket& socket)
+    {
+        Packet* packet = nullptr;
+        waitUntil([&] {
+            socket.update();
+            packet = socket.pollPacket(nullptr);
+            return packet || !socket.isConnected();
+        });
+        u32 length = 0;
+        const char* text = packet ? packet->readText(length) : nullptr;
+        return packet ? std::string(text, length) : "closed";
+    }
+
+    static bool waitClosed(Socket& socket)
+    {
+        return waitUntil([&] {
+            socket.update();
+            while (socket.pollPacket(nullptr)) {
+            }
+            return !socket.isConnected() && !socket.isPending();
+        });
+    }
+
+    // Sends until the system takes no more and a real backlog is there.
+    static void stall(Socket& socket)
+    {
+        std::string text(60000, 's');
+        while (socket.pendingSendBytes() < 1000000)
+            ASSERT_TRUE(sendText(socket, text));
+    }
+
+    Listener listener{0};
+    Socket client;
+    std::unique_ptr<Socket> server;
+};
+
+TEST_F(SocketTest, ConnectsAndTellsWhoIsThere)
+{
+    EXPECT_FALSE(sendText(client, "too early"));
+    ASSERT_TRUE(connectPair());
+    EXPECT_STREQ(client.getConnectedIP().c_str(), "127.0.0.1");
+    EXPECT_EQ(client.getConnectedPort(), listener.getPort());
+    EXPECT_EQ(server->getConnectedPort(), client.getLocalPort());
+    EXPECT_STREQ(server->getLocalIP().c_str(), "127.0.0.1");
+    ASSERT_TRUE(sendText(client, "hello"));
+    EXPECT_EQ(client.pendingSendBytes(), 0u);
+    EXPECT_EQ(receiveText(*server), "hello");
+}
+
+TEST_F(SocketTest, KeepsTheOrderCorkedLentOrStalled)
+{
+    ASSERT_TRUE(connectPair());
+    std::mt19937 random(7);
+    std::vector<std::string> texts;
+    for (int index = 0; index < 2000; index++)
+        texts.emplace_back(random() % 10 ? random() % 300 : random() % 65000,
+                           static_cast<char>('a' + index % 26));
+    for (const std::string& text : texts) {
+        client.setCorked(random() % 2);
+        auto size = static_cast<u32>(text.size());
+        Packet packet(1);
+        packet << size;
+        if (random() % 2)
+            ASSERT_EQ(packet.lend(text.data(), size), size);
+        else
+            ASSERT_EQ(packet.write(text.data(), size), size);
+        ASSERT_TRUE(client.sendPacket(&packet));
+    }
+    EXPECT_GT(client.pendingSendBytes(), 0u); // nobody has read yet
+    std::size_t received = 0;
+    ASSERT_TRUE(waitUntil([&] {
+        client.update();
+        server->update();
+        while (Packet* packet = server->pollPacket(nullptr)) {
+            unsigned size = 0;
+            *packet >> size;
+            const u8* bytes = packet->view(size);
+            bool same =
+                bytes && texts[received].compare(0, std::string::npos,
+                                                 reinterpret_cast<const char*>(bytes), size) == 0;
+            EXPECT_TRUE(same) << "packet " << received;
+            received++;
+        }
+        return received == texts.size();
+    }));
+    EXPECT_EQ(client.pendingSendBytes(), 0u);
+}
+
+TEST_F(SocketTest, CorkedPacketsLeaveTogether)
+{
+    ASSERT_TRUE(connectPair());
+    client.setCorked(true);
+    for (int index = 0; index < 10; index++)
+        sendText(client, "small");
+    EXPECT_EQ(client.pendingSendBytes(), 10u * 18);
+    client.update(false, false); // nothing ready, but nothing stalled either
+    EXPECT_EQ(client.pendingSendBytes(), 0u);
+    EXPECT_EQ(receiveText(*server), "small");
+    sendText(client, "held");
+    client.setCorked(false);
+    EXPECT_FALSE(client.hasSendsToDo());
+}
+
+TEST_F(SocketTest, WhatArrivedWithTheEndOfStreamIsStillDelivered)
+{
+    ASSERT_TRUE(connectPair());
+    sendText(client, "first");
+    sendText(client, "last");
+    client.close();
+    EXPECT_STREQ(client.closeReason(), "closed by this end");
+    EXPECT_EQ(receiveText(*server), "first");
+    server->update();
+    EXPECT_TRUE(server->isConnected());
+    EXPECT_EQ(receiveText(*server), "last");
+    EXPECT_EQ(receiveText(*server), "closed");
+    EXPECT_STREQ(server->closeReason(), "closed by the peer");
+}
+
+TEST_F(SocketTest, AFailedSendDoesNotLoseWhatThePeerSentBefore)
+{
+    ASSERT_TRUE(connectPair());
+    sendText(*server, "unread: makes the close a reset");
+    zu::WaitHandle arrived = client.getWaitHandle();
+    ASSERT_EQ(zu::waitAny(&arrived, 1, 40000), 0);
+    sendText(client, "farewell");
+    client.close();
+    waitUntil([&] { return !sendText(*server, "into the void"); });
+    EXPECT_TRUE(server->isConnected());
+    EXPECT_EQ(receiveText(*server), "farewell");
+    EXPECT_EQ(receiveText(*server), "closed");
+}
+
+TEST_F(SocketTest, ThePacketPolledLastOutlivesUpdatesAndClose)
+{
+    ASSERT_TRUE(connectPair());
+    sendText(client, "keep me");
+    const char* text = nullptr;
+    ASSERT_TRUE(waitUntil([&] {
+        server->update();
+        Packet* packet = server->pollPacket(nullptr);
+        return packet && (*packet >> text).good();
+    }));
+    std::string bulk(60000, 'b');
+    for (int index = 0; index < 20; index++) {
+        sendText(client, bulk);
+        client.update();
+        server->update();
+    }
+    server->close();
+    EXPECT_STREQ(text, "keep me");
+}
+
+TEST_F(SocketTest, ReadsABoundedAmountPerUpdate)
+{
+    ASSERT_TRUE(connectPair());
+    stall(client);
+    for (int updates = 0; updates < 50; updates++)
+        server->update();
+    u32 received = 0;
+    while (server->pollPacket(nullptr))
+        received += 60000;
+    EXPECT_GT(received, 0u);
+    EXPECT_LE(received, net::kMaxReceiveBytesPerUpdate);
+}
+
+TEST_F(SocketTest, ForeignGreetingsAreTurnedAwayAtOnce)
+{
+    std::string tooLong("\xD5\x7A\1\0\1\0\x10\0", 8);
+    for (std::string greeting :
+         {std::string("GET / HTTP/1.1\r\n"), std::string("\x16\x03"), tooLong}) {
+        net::tcp::Handle raw = connectRaw();
+        sendRaw(raw, greeting);
+        EXPECT_TRUE(waitUntil([&] {
+            server->update(); // without any poll
+            return !server->isConnected();
+        }));
+        EXPECT_STREQ(server->closeReason(), "the peer sent something that is not a packet");
+        net::tcp::close(raw);
+        server.reset();
+    }
+}
+
+TEST_F(SocketTest, ReadsAStreamThatComesByteByByte)
+{
+    net::tcp::Handle raw = connectRaw();
+    Packet* packet = nullptr;
+    u32 size = 0;
+    for (char byte : std::string("\xD5\x7A\x05\0\4\0\0\0\x2A\0\0\0", 12)) {
+        EXPECT_EQ(packet, nullptr);
+        sendRaw(raw, std::string(1, byte));
+        zu::WaitHandle handle = server->getWaitHandle();
+        ASSERT_EQ(zu::waitAny(&handle, 1, 40000), 0);
+        server->update(true, false);
+        packet = server->pollPacket(&size);
+    }
+    ASSERT_NE(packet, nullptr);
+    int value = 0;
+    *packet >> value;
+    EXPECT_TRUE(packet->getID() == 5 && value == 42 && size == packet->getPos());
+    net::tcp::close(raw);
+}
+
+TEST_F(SocketTest, RefusesWhatIsTooLargeToSend)
+{
+    ASSERT_TRUE(connectPair());
+    std::string text(net::kMaxPayloadBytes - 5, 'l');
+    EXPECT_TRUE(sendText(client, text));
+    EXPECT_FALSE(sendText(client, text + "x"));
+    bool taken = true;
+    for (int index = 0; taken && index < 200; index++)
+        taken = sendText(client, text);
+    EXPECT_FALSE(taken);
+    EXPECT_LE(client.pendingSendBytes(), net::kMaxPendingSendBytes);
+    EXPECT_TRUE(client.isConnected());
+}
+
+TEST_F(SocketTest, WaitsForWritingOnlyWhileThereIsABacklog)
+{
+    ASSERT_TRUE(connectPair());
+    EXPECT_EQ(client.getWaitHandle().interest, zu::Interest::Read);
+    stall(client);
+    zu::WaitHandle handle = client.getWaitHandle();
+    EXPECT_EQ(handle.interest, zu::Interest::ReadWrite);
+    EXPECT_EQ(zu::waitAny(&handle, 1, 10), -1); // the peer does not read: no spinning
+    EXPECT_FALSE(client.drain(10));
+    std::thread reader([&] { waitClosed(*server); });
+    EXPECT_TRUE(client.drain(40000));
+    EXPECT_EQ(client.getWaitHandle().interest, zu::Interest::Read);
+    client.close();
+    reader.join();
+}
+
+TEST_F(SocketTest, TheDestructorHandsOverWhatIsLeft)
+{
+    auto leaving = std::make_unique<Socket>();
+    leaving->connect("127.0.0.1", listener.getPort());
+    ASSERT_TRUE(waitUntil([&] {
+        leaving->update();
+        accept();
+        return leaving->isConnected() && server;
+    }));
+    leaving->setCorked(true);
+    for (int index = 0; index < 100; index++)
+        sendText(*leaving, std::string(500, 'q'));
+    EXPECT_TRUE(leaving->hasSendsToDo());
+    sendText(*server, "unread");
+    leaving.reset();
+    for (int index = 0; index < 100; index++)
+        EXPECT_EQ(receiveText(*server).size(), 500u);
+    EXPECT_EQ(receiveText(*server), "closed");
+}
+
+TEST_F(SocketTest, TheDestructorDoesNotWaitLongForAStalledPeer)
+{
+    {
+        Socket stalled;
+        stalled.connect("127.0.0.1", listener.getPort());
+        ASSERT_TRUE(waitUntil([&] {
+            stalled.update();
+            accept();
+            return stalled.isConnected();
+        }));
+        stall(stalled);
+    }
+    SUCCEED() << "it ended";
+}
+
+TEST_F(SocketTest, ConnectsAgainAfterFailureAndClose)
+{
+    u32 closedPort = Listener(0).getPort();
+    client.connect("127.0.0.1", closedPort);
+    EXPECT_TRUE(waitClosed(client));
+    EXPECT_STRNE(client.closeReason(), "");
+    EXPECT_FALSE(client.getWaitHandle().isValid());
+    ASSERT_TRUE(connectPair());
+    u32 serial = client.getWaitHandle().serial;
+    sendText(*server, "of the first connection");
+    server.reset();
+    ASSERT_TRUE(connectPair());
+    EXPECT_NE(client.getWaitHandle().serial, serial);
+    EXPECT_STREQ(client.closeReason(), "");
+    sendText(*server, "of the second");
+    EXPECT_EQ(receiveText(client), "of the second");
+}
+
+TEST_F(SocketTest, AttemptsThatLeadNowhereEnd)
+{
+    EXPECT_FALSE(client.connect("", 80));
+    EXPECT_FALSE(client.connect("127.0.0.1", 0));
+    EXPECT_FALSE(client.connect("127.0.0.1", 65536));
+    // A name that does not exist, and an address that answers nobody.
+    for (const char* host : {"no-such-host.invalid", "192.0.2.1"}) {
+        auto start = std::chrono::steady_clock::now();
+        client.connect(host, 9);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+        EXPECT_TRUE(waitClosed(client)) << host;
+        EXPECT_STRNE(client.closeReason(), "") << host;
+    }
+}
