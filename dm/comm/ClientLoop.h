@@ -20,6 +20,7 @@ public:
 
     void pass() override;
     void shutDown() override;
+    bool hasSendsToDo() const override;
 
 private:
     enum class Target

@@ -35,6 +35,8 @@ struct Connection
     zu::WaitHandle watched;
     zu::Interest watchedInterest = zu::Interest::None;
 
+    bool hasSendsToDo() const { return !blockedPipes.empty() || socket->hasSendsToDo(); }
+
     bool touched = false; // is in the list of those to flush and to watch anew
 };
 

@@ -40,6 +40,9 @@ public:
     /// closes everything.
     virtual void shutDown() = 0;
 
+    /// Whether anything queued on a connected pipe has not been handed to the system yet.
+    virtual bool hasSendsToDo() const = 0;
+
     /// The pipe has something to send. Any thread.
     void requestPump(NetCommunicationPipe& pipe)
     {
@@ -58,6 +61,8 @@ protected:
     /// Handles Request, Response and Notify; the other kinds are the derived loop's.
     void dispatchToPipe(Connection& connection, MessageKind kind, net::Packet& packet,
                         uint32 packetSize);
+
+    bool isPumpIdle() const { return pending.empty() && touched.empty() && pumpQueue.empty(); }
 
     /// The other end names a pipe: attaches it, or makes and attaches it. False when refused.
     bool openPipe(Connection& connection, const char* pipeName, bool mayCreate);

@@ -114,6 +114,17 @@ ConnectionStatus ManagerRegistry::status(const char* managerName)
     return manager != nullptr ? manager->status() : ConnectionStatus();
 }
 
+bool ManagerRegistry::flush(const char* managerName, uint32 timeoutMs)
+{
+    std::unique_lock guard(registryLock);
+    Manager* manager = findLocked(managerName);
+    if (manager == nullptr)
+        return false;
+    const Use use(*this, *manager);
+    guard.unlock();
+    return manager->flush(timeoutMs);
+}
+
 void ManagerRegistry::deinit(const char* name)
 {
     reap();
@@ -277,6 +288,11 @@ bool isResourceHotLoadPipeCreated(const char* pipeName)
 ConnectionStatus getConnectionStatus(const char* managerName)
 {
     return ManagerRegistry::instance().status(managerName);
+}
+
+bool flushCommunicationManager(const char* name, uint32 timeoutMs)
+{
+    return ManagerRegistry::instance().flush(name, timeoutMs);
 }
 
 void deinitCommunicationManager(const char* name) { ManagerRegistry::instance().deinit(name); }

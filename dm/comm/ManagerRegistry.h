@@ -43,6 +43,7 @@ public:
     /// getPipe of the named manager, which is not destroyed meanwhile; null without one.
     CommunicationPipe* getPipe(const char* managerName, const char* pipeName);
     ConnectionStatus status(const char* managerName);
+    bool flush(const char* managerName, uint32 timeoutMs);
 
     void deinit(const char* name);
     void deinitAll();

@@ -4,6 +4,7 @@
 #include "dm/comm/ServerLoop.h"
 #include "dm/common/Diagnostics.h"
 
+#include <chrono>
 #include <cstring>
 
 namespace dm {
@@ -56,6 +57,8 @@ void NetCommunicationPipeManager::requestShutdown()
     stopRequested.store(true);
     closePipes();
     loop->wake();
+    std::lock_guard guard(flushLock);
+    flushSettled.notify_all();
 }
 
 void NetCommunicationPipeManager::closePipes()
@@ -70,9 +73,33 @@ int NetCommunicationPipeManager::run()
     zu::registerThread(kThreadId);
     zu::setThreadName(zu::currentThreadId(), "ZMK - Communication Pipe");
     threadId.store(std::this_thread::get_id());
-    while (!stopRequested.load())
+    while (!stopRequested.load()) {
         loop->pass();
+        if (flushWanted.load())
+            settleFlushes();
+    }
     return 0;
+}
+
+bool NetCommunicationPipeManager::flush(uint32 timeoutMs)
+{
+    std::unique_lock guard(flushLock);
+    const zu::u64 ticket = ++flushTickets;
+    flushWanted = true;
+    loop->wake();
+    flushSettled.wait_for(guard, std::chrono::milliseconds(timeoutMs),
+                          [&] { return flushTicketsSettled >= ticket || stopRequested.load(); });
+    return flushTicketsSettled >= ticket;
+}
+
+void NetCommunicationPipeManager::settleFlushes()
+{
+    std::lock_guard guard(flushLock);
+    if (loop->hasSendsToDo())
+        return;
+    flushTicketsSettled = flushTickets;
+    flushWanted = false;
+    flushSettled.notify_all();
 }
 
 CommunicationPipe* NetCommunicationPipeManager::getPipe(const char* pipeName)

@@ -13,6 +13,7 @@
 #include "dm/comm/PublishedText.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <thread>
 
@@ -58,6 +59,9 @@ public:
     bool isOwnThread() const { return threadId.load() == std::this_thread::get_id(); }
     ConnectionStatus status();
 
+    /// Waits until nothing is left to send; false after the time-out and when shutting down.
+    bool flush(uint32 timeoutMs);
+
     // For pipes and loops.
 
     void requestPump(NetCommunicationPipe& pipe) { loop->requestPump(pipe); }
@@ -75,6 +79,7 @@ public:
 
 private:
     void closePipes();
+    void settleFlushes();
 
     // Never change after construction.
     const bool server;
@@ -89,6 +94,14 @@ private:
     std::atomic<std::thread::id> threadId;
 
     CallbackSlot<CommunicationPipeManager*> clientConnectionCallback;
+
+    // flush() draws a ticket; the thread settles all tickets drawn before a pass that found nothing
+    // to send.
+    LeafMutex flushLock;
+    std::condition_variable_any flushSettled;
+    zu::u64 flushTickets = 0;        // under flushLock
+    zu::u64 flushTicketsSettled = 0; // under flushLock
+    std::atomic<bool> flushWanted{false};
 
     LeafMutex statusLock;
     ConnectionStatus connectionStatus; // under statusLock

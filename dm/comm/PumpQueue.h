@@ -29,6 +29,9 @@ public:
     /// the pipe, so a change is either seen by that look or queues the pipe again.
     bool add(NetCommunicationPipe& pipe);
 
+    /// Whether anything was added since the last takeAll(). Manager thread only.
+    bool empty() const { return newest.load() == nullptr; }
+
     /// Appends all queued pipes to `pipes`, the first added first. Manager thread only.
     void takeAll(std::vector<NetCommunicationPipe*>& pipes);
 

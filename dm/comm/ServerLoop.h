@@ -17,6 +17,7 @@ public:
 
     void pass() override;
     void shutDown() override;
+    bool hasSendsToDo() const override;
 
     bool isListening() const { return listener.isListening(); }
     uint32 port() const { return listener.getPort(); }

@@ -255,6 +255,12 @@ DM_API CommunicationPipe* getCommunicationPipeChecked(const char* pipeName);
 /// Whether the only manager has that pipe. Never makes it; false without exactly one manager.
 DM_API bool isResourceHotLoadPipeCreated(const char* pipeName);
 
+/// Waits until everything queued on the manager's connected pipes has been handed to the system, for
+/// `timeoutMs` at most. For programs that send and exit: sendNotify and respond return before.
+///
+/// Returns whether nothing is left; false after the time-out, and without such a manager.
+DM_API bool flushCommunicationManager(const char* name, uint32 timeoutMs);
+
 /// Removes the manager from the registry, wakes everybody blocked on its pipes with "", stops its
 /// thread and destroys it with its pipes, in at most a fifth of a second and as long as its own
 /// callbacks run. Unknown names are ignored. From one of the manager's own callbacks it only
