@@ -172,6 +172,9 @@ public:
     bool startsWithNoCase(const char* prefix) const;
 
 protected:
+    struct OwnStorage
+    {
+    };
     /// For a derived class that brings `count` + 1 bytes of storage. It writes the first
     /// terminator itself: its storage does not exist yet while this runs.
     String(char* storage, size_t count) noexcept
