@@ -183,6 +183,8 @@ void ClientLoop::sendOpenPipes()
     }
 }
 
+bool ClientLoop::hasSendsToDo() const { return !isPumpIdle() || connection.hasSendsToDo(); }
+
 void ClientLoop::shutDown()
 {
     Connection* const open[] = {&connection};

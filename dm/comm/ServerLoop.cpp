@@ -2,6 +2,8 @@
 
 #include "dm/comm/NetCommunicationPipeManager.h"
 
+#include <algorithm>
+
 namespace dm {
 
 ServerLoop::ServerLoop(NetCommunicationPipeManager& owner, int port)
@@ -118,6 +120,12 @@ void ServerLoop::drop(Connection& connection)
     manager.address().forgetRedirect(addressVersion);
     detachEverything(connection);
     connections.erase(connection.key);
+}
+
+bool ServerLoop::hasSendsToDo() const
+{
+    const auto isBusy = [](const auto& entry) { return entry.second->hasSendsToDo(); };
+    return !isPumpIdle() || std::any_of(connections.begin(), connections.end(), isBusy);
 }
 
 void ServerLoop::shutDown()
