@@ -1,0 +1,24 @@
+#include "bench/contenders/Contenders.h"
+
+namespace bench {
+
+std::vector<std::string> Setup::toArguments() const
+{
+    return {"--answer-bytes", std::to_string(answerBytes),
+            "--yield-us",     std::to_string(yieldMicroseconds),
+            "--pipes",        std::to_string(pipes)};
+}
+
+Serve findServer(const std::string& name)
+{
+    for (const RequestContender& contender :
+         {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(), zeroMqRouter()})
+        if (contender.name == name)
+            return contender.serve;
+    for (const NotifyContender& contender : {dmNotifications(), zeroMqPush()})
+        if (contender.name == name)
+            return contender.serve;
+    return nullptr;
+}
+
+} // namespace bench

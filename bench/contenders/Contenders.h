@@ -1,0 +1,102 @@
+/// The programs that are compared: each a server, run as a process of its own, and its client.
+#pragma once
+
+#include "bench/support/Platform.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// The size of every request, and of an answer or notification where a row says 64 B.
+inline constexpr size_t kSmallBytes = 64;
+
+/// What both ends of a contender must agree on.
+struct Setup
+{
+    size_t answerBytes = kSmallBytes;
+    unsigned yieldMicroseconds = 50;
+    unsigned pipes = 1;
+
+    std::vector<std::string> toArguments() const;
+};
+
+/// One thread's asking end.
+class Client
+{
+public:
+    virtual ~Client() = default;
+    /// Sends a request of kSmallBytes and waits for the answer, copied into `answer`. Returns its
+    /// size.
+    virtual size_t ask(std::span<char> answer) = 0;
+};
+
+/// What the clients of one process share: a manager, a context, or nothing.
+class Connection
+{
+public:
+    virtual ~Connection() = default;
+    virtual std::unique_ptr<Client> makeClient(unsigned index) = 0;
+};
+
+/// One thread's end that sends kSmallBytes one-way.
+class Notifier
+{
+public:
+    virtual ~Notifier() = default;
+    virtual void notify() = 0;
+    /// Waits until everything sent has been taken out by the receiving program.
+    virtual void finish() = 0;
+};
+
+/// Never returns: announces its port and serves.
+using Serve = void (*)(const Setup& setup);
+
+struct RequestContender
+{
+    std::string name;
+    Serve serve = nullptr;
+    std::unique_ptr<Connection> (*connect)(uint16_t port, const Setup& setup) = nullptr;
+};
+
+struct NotifyContender
+{
+    std::string name;
+    Serve serve = nullptr;
+    std::unique_ptr<Notifier> (*connect)(uint16_t port, const Setup& setup) = nullptr;
+};
+
+/// Ours, through the exported interface only.
+RequestContender dmRequests();
+NotifyContender dmNotifications();
+
+/// The shape of ours on bare sockets: caller -> I/O thread -> TCP -> I/O thread -> answering thread
+/// and back. Its hops yield before they block, or block at once with a yield time of 0.
+RequestContender hopLimit();
+
+/// Blocking send and receive on one socket, without any further thread.
+RequestContender rawTcp();
+
+/// libzmq over tcp: REQ/REP, DEALER/ROUTER and PUSH/PULL.
+RequestContender zeroMqRequests();
+RequestContender zeroMqRouter();
+NotifyContender zeroMqPush();
+
+/// The server of that name; null when there is none. For the process that serves.
+Serve findServer(const std::string& name);
+
+template <typename AnyContender>
+ServerProcess startServer(const AnyContender& contender, const Setup& setup)
+{
+    std::vector<std::string> arguments{"--serve", contender.name};
+    for (std::string& argument : setup.toArguments())
+        arguments.push_back(std::move(argument));
+    return ServerProcess(arguments);
+}
+
+} // namespace bench

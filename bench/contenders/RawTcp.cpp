@@ -1,0 +1,79 @@
+#include "bench/contenders/Contenders.h"
+
+#include <stdexcept>
+#include <thread>
+
+namespace bench {
+namespace {
+
+class TcpClient : public Client
+{
+public:
+    TcpClient(uint16_t port, const Setup& setup)
+        : stream(TcpStream::connect(port))
+        , answerBytes(setup.answerBytes)
+    {
+    }
+
+    size_t ask(std::span<char> answer) override
+    {
+        const char request[kSmallBytes] = {};
+        if (!stream.sendAll(request, sizeof request) ||
+            !stream.receiveAll(answer.data(), answerBytes))
+            throw std::runtime_error("connection lost");
+        return answerBytes;
+    }
+
+private:
+    TcpStream stream;
+    size_t answerBytes;
+};
+
+class TcpConnection : public Connection
+{
+public:
+    TcpConnection(uint16_t serverPort, const Setup& agreed)
+        : port(serverPort)
+        , setup(agreed)
+    {
+    }
+
+    std::unique_ptr<Client> makeClient(unsigned) override
+    {
+        return std::make_unique<TcpClient>(port, setup);
+    }
+
+private:
+    uint16_t port;
+    Setup setup;
+};
+
+void answerForever(TcpStream stream, const std::vector<char>& answer)
+{
+    char request[kSmallBytes];
+    while (stream.receiveAll(request, sizeof request) &&
+           stream.sendAll(answer.data(), answer.size())) {
+    }
+}
+
+void serveTcp(const Setup& setup)
+{
+    const std::vector<char> answer(setup.answerBytes, 'a');
+    TcpListener listener;
+    announcePort(listener.port());
+    for (;;)
+        std::thread([&answer, stream = listener.accept()]() mutable {
+            answerForever(std::move(stream), answer);
+        }).detach();
+}
+
+} // namespace
+
+RequestContender rawTcp()
+{
+    return {"tcp", serveTcp, [](uint16_t port, const Setup& setup) {
+                return std::unique_ptr<Connection>(new TcpConnection(port, setup));
+            }};
+}
+
+} // namespace bench

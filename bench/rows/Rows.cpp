@@ -1,0 +1,12 @@
+#include "bench/rows/Rows.h"
+
+namespace bench {
+
+std::vector<Row> allRows()
+{
+    return {roundTripRow(),      blockingRoundTripRow(), manyThreadsRow(),
+            mediumResponseRow(), largeResponseRow(),     notificationRow(),
+            idleServerRow(),     idleConnectionsRow(),   systemCallsRow()};
+}
+
+} // namespace bench

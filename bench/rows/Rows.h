@@ -1,0 +1,18 @@
+/// One function a row, each in a file of its own.
+#pragma once
+
+#include "bench/Row.h"
+
+namespace bench {
+
+Row roundTripRow();
+Row blockingRoundTripRow();
+Row manyThreadsRow();
+Row mediumResponseRow();
+Row largeResponseRow();
+Row notificationRow();
+Row idleServerRow();
+Row idleConnectionsRow();
+Row systemCallsRow();
+
+} // namespace bench
