@@ -45,12 +45,16 @@ IncomingNotifications::Notification* IncomingNotifications::findIncomplete(uint3
 IncomingNotifications::Outcome IncomingNotifications::accept(const NotifyMessage& message,
                                                              net::Packet& packet)
 {
-    const zu::u64 cost = zu::u64{message.chunk.bytes} + kNotifyOverheadBytes;
-    if (queuedBytes + cost > kMaxIncomingNotifyBytes)
-        return Outcome::Refused;
-
+    if (discardedId == message.notifyId)
+        return Outcome::Stored; // the rest of one that was refused
     Notification* notification = findIncomplete(message.notifyId);
-    if (notification == nullptr) {
+    const bool isNew = notification == nullptr;
+    const zu::u64 cost = message.chunk.bytes + (isNew ? zu::u64{kNotifyOverheadBytes} : 0);
+    if (queuedBytes + cost > kMaxIncomingNotifyBytes) {
+        discard(message.notifyId);
+        return Outcome::Refused;
+    }
+    if (isNew) {
         Notification begun;
         begun.id = message.notifyId;
         begun.value = message.value;
@@ -66,26 +70,40 @@ IncomingNotifications::Outcome IncomingNotifications::accept(const NotifyMessage
     return Outcome::Completed;
 }
 
+/// One that is cut off would never complete, and hold back all that follow.
+void IncomingNotifications::discard(uint32 id)
+{
+    discardedId = id;
+    eraseIncomplete([id](const Notification& notification) { return notification.id == id; });
+}
+
+template <typename Predicate>
+void IncomingNotifications::eraseIncomplete(Predicate matches)
+{
+    queue.eraseIf([&](const Notification& notification) {
+        const bool erased = !notification.isReadable() && matches(notification);
+        if (erased)
+            queuedBytes -= notification.cost();
+        return erased;
+    });
+}
+
 bool IncomingNotifications::takeOldest(zu::InplaceString<128>& text, uint32* outValue)
 {
     if (queue.empty() || !queue.front().isReadable())
         return false;
     Notification notification = queue.takeFront();
+    queuedBytes -= notification.cost();
     if (outValue != nullptr)
         *outValue = notification.value;
     text = std::move(notification.text);
-    const zu::u64 cost = zu::u64{notification.receivedLength} + kNotifyOverheadBytes;
-    queuedBytes -= std::min(queuedBytes, cost);
-    if (queue.empty())
-        queuedBytes = 0;
     return true;
 }
 
 void IncomingNotifications::dropIncomplete()
 {
-    queue.eraseIf([](const Notification& notification) { return !notification.isReadable(); });
-    if (queue.empty())
-        queuedBytes = 0;
+    discardedId.reset();
+    eraseIncomplete([](const Notification&) { return true; });
 }
 
 } // namespace dm

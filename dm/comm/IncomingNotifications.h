@@ -6,6 +6,8 @@
 
 #include <zul/InplaceString.h>
 
+#include <optional>
+
 namespace dm {
 
 class IncomingNotifications
@@ -42,12 +44,17 @@ private:
         uint32 receivedLength = 0;
 
         bool isReadable() const { return receivedLength >= expectedLength; }
+        zu::u64 cost() const { return zu::u64{receivedLength} + kNotifyOverheadBytes; }
     };
 
     Notification* findIncomplete(uint32 id);
+    void discard(uint32 id);
+    template <typename Predicate>
+    void eraseIncomplete(Predicate matches);
 
     RecordQueue<Notification> queue;
-    zu::u64 queuedBytes = 0;
+    zu::u64 queuedBytes = 0;           // sum of the queue's cost()
+    std::optional<uint32> discardedId; // refused, and more of it may come
     uint32 lastCompletedId = 0xFFFFFFFF;
 };
 
