@@ -1,0 +1,72 @@
+// A folder for one test, with the local file system on it.
+#pragma once
+
+#include <zul/LocalFileSystem.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+class FileFixture : public testing::Test
+{
+protected:
+    FileFixture()
+    {
+        std::random_device random;
+        folder = std::filesystem::temp_directory_path() / ("zul-files-" + std::to_string(random()));
+        std::filesystem::create_directories(folder);
+    }
+    ~FileFixture() override { std::filesystem::remove_all(folder); }
+
+    std::string at(const std::string& name) const { return (folder / name).string(); }
+
+    std::string make(const std::string& name, const std::string& content = "")
+    {
+        std::filesystem::create_directories((folder / name).parent_path());
+        std::ofstream(folder / name, std::ios::binary) << content;
+        return at(name);
+    }
+
+    std::string makeReadOnly(const std::string& name, const std::string& content)
+    {
+        std::string path = make(name, content);
+        using std::filesystem::perms;
+        std::filesystem::permissions(path, perms::owner_read | perms::group_read);
+        return path;
+    }
+
+    std::string contentOf(const std::string& name) const
+    {
+        std::ifstream file(folder / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    // Names in the folder, hidden ones included.
+    std::vector<std::string> names() const
+    {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            found.push_back(entry.path().filename().string());
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    // Paths relative to the folder.
+    std::vector<std::string> relative(const zu::FileSystem::PathList& paths) const
+    {
+        std::vector<std::string> found;
+        for (const auto& path : paths)
+            found.push_back(std::filesystem::path(path.c_str()).lexically_relative(folder));
+        return found;
+    }
+
+    std::filesystem::path folder;
+    zu::LocalFileSystem files;
+};

@@ -1,0 +1,426 @@
+#include "FileFixture.h"
+
+#include <zul/FileUtils.h>
+
+#include <cstdlib>
+#include <latch>
+#include <stdexcept>
+#include <thread>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using zu::BaseFile;
+using zu::File;
+using zu::FileHandle;
+using zu::FileSystem;
+using zu::FindFileHandle;
+using zu::u64;
+using Names = std::vector<std::string>;
+
+class LocalFileSystem : public FileFixture
+{
+protected:
+    Names find(const std::string& pattern)
+    {
+        Names found;
+        for (FindFileHandle* entry = files.findFirstFile(at(pattern).c_str()); entry != nullptr;
+             entry = files.findNextFile(entry))
+            found.push_back(files.findGetFileName(entry));
+        return found;
+    }
+    FileHandle* open(const std::string& name, BaseFile::Mode mode)
+    {
+        return files.openFile(at(name).c_str(), mode);
+    }
+    bool move(const char* from, const char* to, bool replace)
+    {
+        return files.moveFile(at(from).c_str(), at(to).c_str(), replace);
+    }
+    bool copy(const char* from, const char* to)
+    {
+        return files.copyFile(at(from).c_str(), at(to).c_str());
+    }
+};
+
+TEST_F(LocalFileSystem, ModesKeepOrDropTheContent)
+{
+    make("kept", "0123");
+    EXPECT_EQ(open("missing", BaseFile::Read), nullptr);
+    for (auto mode : {BaseFile::ReadWrite, BaseFile::Append, BaseFile::Write}) {
+        FileHandle* handle = open("kept", mode);
+        ASSERT_NE(handle, nullptr);
+        EXPECT_EQ(files.getCurrentPosition(handle), 0u);
+        EXPECT_EQ(files.getFileSize(handle), mode == BaseFile::Write ? 0u : 4u);
+        EXPECT_TRUE(files.closeFile(handle));
+    }
+    FileHandle* reading = open("kept", BaseFile::Read);
+    char byte = 'x';
+    EXPECT_EQ(files.writeFile(reading, &byte, 1), 0u);
+    EXPECT_TRUE(files.closeFile(reading));
+}
+
+TEST_F(LocalFileSystem, OpensNothingButRegularFilesAndNeverWaits)
+{
+    EXPECT_EQ(files.openFile(folder.c_str(), BaseFile::Read), nullptr);
+    EXPECT_EQ(files.openFile("/dev/zero", BaseFile::Read), nullptr);
+    ASSERT_EQ(std::system(("mkfifo " + at("pipe")).c_str()), 0);
+    EXPECT_EQ(open("pipe", BaseFile::Read), nullptr);
+    EXPECT_EQ(open("pipe", BaseFile::Write), nullptr);
+    EXPECT_FALSE(files.fileExists(at("pipe").c_str()));
+}
+
+TEST_F(LocalFileSystem, TransfersAndSeeksAtAnyPosition)
+{
+    make("file", "0123456789");
+    FileHandle* handle = open("file", BaseFile::ReadWrite);
+    EXPECT_EQ(files.seekFile(handle, 3, BaseFile::SeekFromEnd), 7u);
+    EXPECT_EQ(files.seekFile(handle, -2, BaseFile::SeekFromCurrent), 5u);
+    char bytes[8] = {};
+    EXPECT_EQ(files.readFile(handle, bytes, sizeof bytes), 5u);
+    EXPECT_STREQ(bytes, "56789");
+    EXPECT_EQ(files.readFile(handle, bytes, 1), 0u);
+
+    u64 beforeStart = files.seekFile(handle, 20, BaseFile::SeekFromEnd);
+    EXPECT_EQ(beforeStart, static_cast<u64>(-10));
+    EXPECT_EQ(files.readFile(handle, bytes, 1), 0u);
+    EXPECT_EQ(files.writeFile(handle, bytes, 1), 0u);
+
+    files.seekFile(handle, 12, BaseFile::SeekFromStart);
+    EXPECT_EQ(files.writeFile(handle, bytes, 1), 1u);
+    EXPECT_TRUE(files.flushFileBuffers(handle));
+    files.closeFile(handle);
+    EXPECT_EQ(contentOf("file"), std::string("0123456789\0\0", 12) + "5");
+}
+
+TEST_F(LocalFileSystem, ReadOnlyFilesAreProtectedFromEverything)
+{
+    makeReadOnly("locked", "precious");
+    make("other", "other");
+    EXPECT_TRUE(files.isFileReadOnly(at("locked").c_str()));
+    EXPECT_FALSE(files.isFileReadOnly(at("other").c_str()));
+    EXPECT_EQ(open("locked", BaseFile::Write), nullptr);
+    EXPECT_EQ(open("locked", BaseFile::ReadWrite), nullptr);
+    EXPECT_FALSE(files.deleteFile(at("locked").c_str()));
+    EXPECT_FALSE(move("other", "locked", true));
+    EXPECT_FALSE(copy("other", "locked"));
+    EXPECT_EQ(contentOf("locked"), "precious");
+    EXPECT_EQ(contentOf("other"), "other");
+}
+
+TEST_F(LocalFileSystem, MovesFilesAndFoldersAndReplacesOnlyWhenTold)
+{
+    make("a", "A");
+    make("b", "B");
+    make("folder/c", "C");
+    EXPECT_FALSE(move("a", "b", false));
+    EXPECT_EQ(contentOf("b"), "B");
+    EXPECT_TRUE(move("a", "b", true));
+    EXPECT_EQ(contentOf("b"), "A");
+    EXPECT_TRUE(move("b", "new", false));
+    EXPECT_FALSE(move("new", "folder", true));
+    EXPECT_FALSE(move("missing", "new", true));
+    EXPECT_TRUE(move("folder", "renamed", false));
+    EXPECT_EQ(contentOf("renamed/c"), "C");
+    EXPECT_THAT(names(), ElementsAre("new", "renamed"));
+}
+
+TEST_F(LocalFileSystem, MovesAcrossDisksWithTimeAndContent)
+{
+    std::filesystem::path elsewhere = "/dev/shm";
+    std::error_code error;
+    if (!std::filesystem::is_directory(elsewhere, error))
+        GTEST_SKIP() << "no second disk";
+    elsewhere /= folder.filename();
+    make("file", std::string(700000, 'm'));
+    auto time = std::filesystem::last_write_time(at("file")) - std::chrono::hours(5);
+    std::filesystem::last_write_time(at("file"), time);
+    ASSERT_TRUE(files.moveFile(at("file").c_str(), elsewhere.c_str(), false));
+    EXPECT_EQ(std::filesystem::last_write_time(elsewhere), time);
+    make("file", "in the way");
+    EXPECT_FALSE(files.moveFile(elsewhere.c_str(), at("file").c_str(), false));
+    EXPECT_TRUE(files.moveFile(elsewhere.c_str(), at("file").c_str(), true));
+    EXPECT_FALSE(std::filesystem::exists(elsewhere));
+    EXPECT_EQ(contentOf("file"), std::string(700000, 'm'));
+    EXPECT_THAT(names(), ElementsAre("file"));
+}
+
+TEST_F(LocalFileSystem, FailedCopyLeavesTheTargetAndNothingElse)
+{
+    make("target", "old");
+    make("sub/file");
+    EXPECT_FALSE(copy("missing", "target"));
+    EXPECT_FALSE(copy("sub", "target"));
+    EXPECT_FALSE(copy("target", "sub"));
+    EXPECT_FALSE(copy("target", "no/such/folder"));
+    // A file that opens and then cannot be read: the copy fails in the middle.
+    EXPECT_FALSE(files.copyFile("/proc/self/mem", at("target").c_str()));
+    EXPECT_EQ(contentOf("target"), "old");
+    EXPECT_THAT(names(), ElementsAre("sub", "target"));
+}
+
+TEST_F(LocalFileSystem, CopiesReplaceInOneStepForEveryoneWatching)
+{
+    make("a", std::string(600000, 'a'));
+    make("b", std::string(600000, 'b'));
+    ASSERT_TRUE(copy("a", "target"));
+    std::atomic<int> running{2};
+    auto copyRepeatedly = [&](const char* from) {
+        for (int round = 0; round < 20; ++round)
+            EXPECT_TRUE(copy(from, "target"));
+        --running;
+    };
+    std::thread first(copyRepeatedly, "a");
+    std::thread second(copyRepeatedly, "b");
+    while (running != 0) {
+        std::string seen = contentOf("target");
+        ASSERT_EQ(seen, std::string(600000, seen.empty() ? '?' : seen[0]));
+    }
+    first.join();
+    second.join();
+    EXPECT_THAT(names(), ElementsAre("a", "b", "target"));
+}
+
+TEST_F(LocalFileSystem, FoldersAreMadeOnceAndDeletedEmpty)
+{
+    std::string path = at("new");
+    EXPECT_TRUE(files.createDirectory(path.c_str()));
+    EXPECT_TRUE(files.createDirectory(path.c_str()));
+    EXPECT_TRUE(files.directoryExists(path.c_str()));
+    EXPECT_FALSE(files.fileExists(path.c_str()));
+    EXPECT_FALSE(files.createDirectory(at("a/b").c_str()));
+    EXPECT_FALSE(files.createDirectory(make("file").c_str()));
+    make("new/inside");
+    EXPECT_FALSE(files.deleteFile(path.c_str()));
+    EXPECT_FALSE(files.deleteDirectory(path.c_str()));
+    EXPECT_TRUE(files.deleteFile((path + "\\inside").c_str())); // both separators
+    EXPECT_TRUE(files.deleteDirectory(path.c_str()));
+}
+
+TEST_F(LocalFileSystem, TimesCountFrom1601)
+{
+    constexpr u64 kStartOf2024 = (1'704'067'200ull + 11'644'473'600ull) * 10'000'000ull;
+    make("file", "12345");
+    FileHandle* handle = open("file", BaseFile::ReadWrite);
+    files.setFileTime(handle, File::Time(), File::Time::fromTicks(kStartOf2024 + 7));
+    EXPECT_EQ(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
+    files.setFileTime(handle, File::Time::fromTicks(kStartOf2024), File::Time());
+    EXPECT_EQ(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
+    files.closeFile(handle);
+
+    u64 size = 1;
+    u64 time = 2;
+    EXPECT_FALSE(files.getFileAttributes(folder.c_str(), size, time));
+    EXPECT_EQ(size + time, 3u);
+    EXPECT_TRUE(files.getFileAttributes(at("file").c_str(), size, time));
+    EXPECT_EQ(size, 5u);
+    EXPECT_EQ(time, kStartOf2024 + 7);
+}
+
+TEST_F(LocalFileSystem, FindsNamesInOrderWithoutRegardToCase)
+{
+    for (const char* name : {"b.TXT", "A.txt", "c.txt", "_d.txt", "noextension", "sub/e.txt"})
+        make(name, name);
+    EXPECT_THAT(find("*.txt"), ElementsAre("_d.txt", "A.txt", "b.TXT", "c.txt"));
+    EXPECT_THAT(find("a.TXT"), ElementsAre("A.txt"));
+    EXPECT_EQ(find("*.*").size(), 6u);
+    EXPECT_THAT(find("*.map"), IsEmpty());
+    EXPECT_THAT(find("nowhere/*"), IsEmpty());
+
+    FindFileHandle* entry = files.findFirstFile(at("s*").c_str());
+    ASSERT_NE(entry, nullptr);
+    EXPECT_TRUE(files.findIsDirectory(entry));
+    EXPECT_EQ(files.findGetFileSize(entry), 0u);
+    files.findClose(entry);
+    files.findClose(nullptr);
+}
+
+TEST_F(LocalFileSystem, SearchSkipsEntriesThatWentAwayMeanwhile)
+{
+    for (const char* name : {"1", "2", "3"})
+        make(name);
+    FindFileHandle* entry = files.findFirstFile(at("*").c_str());
+    files.deleteFile(at("2").c_str());
+    entry = files.findNextFile(entry);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_STREQ(files.findGetFileName(entry), "3");
+    EXPECT_EQ(files.findNextFile(entry), nullptr);
+}
+
+TEST_F(LocalFileSystem, WalksEndDespiteLinksThatLeadBack)
+{
+    make("a/one.txt");
+    make("b/two.txt");
+    std::filesystem::create_directory_symlink("../b", folder / "a/to_b");
+    std::filesystem::create_directory_symlink("../a", folder / "b/to_a");
+    std::filesystem::create_directory_symlink("..", folder / "b/up");
+    std::filesystem::create_symlink("nowhere", folder / "dangling.txt");
+    FileSystem::PathList found;
+    files.listFiles(found, folder.c_str(), "*.txt", true);
+    EXPECT_THAT(relative(found), ElementsAre("dangling.txt", "a/one.txt", "a/to_b/two.txt",
+                                             "b/two.txt", "b/to_a/one.txt"));
+    files.findSubfolders(found, folder.c_str(), false);
+    EXPECT_THAT(relative(found), ElementsAre("a", "b"));
+    files.findSubfolders(found, folder.c_str(), true);
+    EXPECT_THAT(relative(found), ElementsAre("a", "b", "a/to_b", "b/to_a"));
+}
+
+// Counts what stays open, and shows which way a listing takes.
+class CountingFileSystem : public zu::LocalFileSystem
+{
+public:
+    FindFileHandle* findFirstFile(const char* pattern) override
+    {
+        FindFileHandle* handle = zu::LocalFileSystem::findFirstFile(pattern);
+        openSearches += handle != nullptr;
+        return handle;
+    }
+    void findClose(FindFileHandle* handle) override
+    {
+        openSearches -= handle != nullptr;
+        zu::LocalFileSystem::findClose(handle);
+    }
+
+    int openSearches = 0;
+    int listings = 0;
+
+private:
+    void findFilesInternal(PathList& out, const char* path, const char* filter, FileFilter& accept,
+                           bool recursive) override
+    {
+        ++listings;
+        findFiles(out, path, filter, accept, recursive); // must not come back here
+    }
+};
+
+using FileSystemBase = LocalFileSystem;
+
+TEST_F(FileSystemBase, ListsWhatTheFilterAcceptsAndClosesEverySearch)
+{
+    make("in/x.map");
+    make("in/y.map");
+    make("in/deep/z.map");
+    CountingFileSystem counting;
+    FileSystem::PathList found;
+    FileSystem::FileFilter notY = [&](const char* name, const char* path) {
+        EXPECT_STREQ(File::stripPath(path), name);
+        return std::string(name) != "y.map";
+    };
+    counting.listFiles(found, at("in").c_str(), nullptr, notY, true);
+    EXPECT_THAT(relative(found), ElementsAre("in/x.map", "in/deep/z.map"));
+    EXPECT_EQ(counting.listings, 1);
+
+    FileSystem::FileFilter throwing = [](const char*, const char*) -> bool {
+        throw std::runtime_error("enough");
+    };
+    EXPECT_THROW(counting.listFiles(found, at("in").c_str(), "*", throwing, true),
+                 std::runtime_error);
+    EXPECT_EQ(counting.openSearches, 0);
+}
+
+TEST_F(FileSystemBase, InstalledOneIsLocalUntilSet)
+{
+    EXPECT_EQ(&FileSystem::get(), &zu::LocalFileSystem::getInstance());
+    FileSystem::set(&files);
+    EXPECT_EQ(&FileSystem::get(), &files);
+    EXPECT_TRUE(zu::FileUtils::fileExists(make("file").c_str()));
+    FileSystem::set(nullptr);
+    EXPECT_EQ(&FileSystem::get(), &zu::LocalFileSystem::getInstance());
+}
+
+// Reads only when the gate is open.
+class GatedFileSystem : public zu::LocalFileSystem
+{
+public:
+    u64 readFile(FileHandle* handle, void* buffer, u64 count) override
+    {
+        begun.count_down();
+        gate.wait();
+        return zu::LocalFileSystem::readFile(handle, buffer, count);
+    }
+
+    std::latch begun{1};
+    std::latch gate{1};
+};
+
+TEST_F(FileSystemBase, AsynchronousReadsCompleteInOrderUntilOneClosesTheFile)
+{
+    make("file", "abcdef");
+    GatedFileSystem gated;
+    FileHandle* handle = gated.openFile(at("file").c_str(), BaseFile::Read);
+    char bytes[4][3] = {};
+    std::vector<u64> counts;
+    std::latch closed(1);
+    FileSystem::ReadCallback note = [&](FileHandle*, u64 count) { counts.push_back(count); };
+    gated.readFileAsync(handle, bytes[0], 2, note);
+    gated.readFileAsync(handle, bytes[1], 2, FileSystem::ReadCallback());
+    gated.readFileAsync(handle, bytes[2], 3, [&](FileHandle* done, u64 count) {
+        gated.closeFile(done); // which fails the last read
+        counts.push_back(count);
+        closed.count_down();
+    });
+    gated.readFileAsync(handle, bytes[3], 1, note);
+    gated.gate.count_down();
+    closed.wait();
+    EXPECT_THAT(counts, ElementsAre(2u, 0u, 2u));
+    EXPECT_EQ(std::string(bytes[0]) + bytes[1] + bytes[2], "abcdef");
+}
+
+TEST_F(FileSystemBase, ClosingAwaitsTheReadThatHasBegunAndWhatItAsksFor)
+{
+    make("file", "abcdef");
+    GatedFileSystem gated;
+    FileHandle* handle = gated.openFile(at("file").c_str(), BaseFile::Read);
+    char bytes[2];
+    std::atomic<int> completed{0};
+    std::atomic<bool> open{true};
+    gated.readFileAsync(handle, bytes, 2, [&](FileHandle* again, u64) {
+        ++completed;
+        gated.readFileAsync(again, bytes, 2, [&](FileHandle*, u64) {
+            EXPECT_TRUE(open);
+            ++completed;
+        });
+    });
+    gated.begun.wait();
+    std::thread closing([&] {
+        gated.closeFile(handle);
+        open = false;
+    });
+    gated.gate.count_down();
+    closing.join();
+    EXPECT_EQ(completed, 2);
+}
+
+TEST(FileUtils, WildcardsMatchNamesWithoutRegardToCase)
+{
+    struct
+    {
+        const char* pattern;
+        const char* name;
+        bool matches;
+    } const cases[] = {
+        {"*", "", true},
+        {"*", ".hidden", true},
+        {"*.*", "noextension", true},
+        {"", "", true},
+        {"", "a", false},
+        {"a?c", "AbC", true},
+        {"a?c", "ac", false},
+        {"*.txt", "x.TXT", true},
+        {"*.txt", "x.txt.bak", false},
+        {"a*b*c", "axbxbc", true},
+        {"a*b*c", "axbxb", false},
+        {"**a", "aaa", true},
+        {"?*", "", false},
+        {"*a*", "bab", true},
+        {"a.*", "ab", false},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(zu::FileUtils::matchesWildcard(row.pattern, row.name), row.matches)
+            << row.pattern << " and " << row.name;
+    // Would take longer than anyone waits if every star were tried with every length.
+    std::string pattern;
+    for (int star = 0; star < 40; ++star)
+        pattern += "*a";
+    EXPECT_FALSE(
+        zu::FileUtils::matchesWildcard((pattern + "b").c_str(), std::string(5000, 'a').c_str()));
+}
