@@ -1,7 +1,7 @@
 /// One TCP connection of a manager, and what its thread keeps beside it.
 #pragma once
 
-#include "dm/comm/IncomingDataBudget.h"
+#include "dm/comm/IncomingBudget.h"
 
 #include <zul/Socket.h>
 
@@ -23,7 +23,7 @@ struct Connection
 
     const zu::u64 key; // what the wait set calls it
     std::unique_ptr<net::Socket> socket;
-    std::shared_ptr<IncomingDataBudget> incomingBudget = std::make_shared<IncomingDataBudget>();
+    std::shared_ptr<IncomingBudget> incomingBudget = std::make_shared<IncomingBudget>();
 
     // Pipes that have more to send than the connection took. They go on when it has drained.
     std::vector<NetCommunicationPipe*> blockedPipes;

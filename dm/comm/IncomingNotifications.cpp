@@ -42,15 +42,16 @@ IncomingNotifications::Notification* IncomingNotifications::findIncomplete(uint3
     return nullptr;
 }
 
-IncomingNotifications::Outcome IncomingNotifications::accept(const NotifyMessage& message,
-                                                             net::Packet& packet)
+IncomingNotifications::Outcome
+IncomingNotifications::accept(const NotifyMessage& message, net::Packet& packet,
+                              const std::shared_ptr<IncomingBudget>& budget)
 {
     if (discardedId == message.notifyId)
         return Outcome::Stored; // the rest of one that was refused
     Notification* notification = findIncomplete(message.notifyId);
     const bool isNew = notification == nullptr;
-    const zu::u64 cost = message.chunk.bytes + (isNew ? zu::u64{kNotifyOverheadBytes} : 0);
-    if (queuedBytes + cost > kMaxIncomingNotifyBytes) {
+    const zu::u64 cost = message.chunk.bytes + (isNew ? zu::u64{kRecordBytes} : 0);
+    if (!reserve(cost, budget)) {
         discard(message.notifyId);
         return Outcome::Refused;
     }
@@ -68,6 +69,19 @@ IncomingNotifications::Outcome IncomingNotifications::accept(const NotifyMessage
         return Outcome::Stored;
     lastCompletedId = message.notifyId;
     return Outcome::Completed;
+}
+
+bool IncomingNotifications::reserve(zu::u64 cost, const std::shared_ptr<IncomingBudget>& budget)
+{
+    // In steps, and kept while the queue is short: the budget is shared, and a notification is
+    // small.
+    constexpr zu::u64 kStepBytes = 64 * 1024;
+    const zu::u64 wanted = queuedBytes + cost;
+    if (wanted > kMaxIncomingNotifyBytes)
+        return false;
+    if (wanted <= reservation.size())
+        return true;
+    return reservation.tryAdd(budget, std::max(wanted - reservation.size(), kStepBytes));
 }
 
 /// One that is cut off would never complete, and hold back all that follow.
@@ -97,13 +111,25 @@ bool IncomingNotifications::takeOldest(zu::InplaceString<128>& text, uint32* out
     if (outValue != nullptr)
         *outValue = notification.value;
     text = std::move(notification.text);
+    if (queue.empty())
+        giveBack();
     return true;
 }
 
-void IncomingNotifications::dropIncomplete()
+/// What a long queue had reserved.
+void IncomingNotifications::giveBack()
+{
+    constexpr zu::u64 kKeptBytes = 1024 * 1024;
+    if (reservation.size() > kKeptBytes)
+        reservation.release();
+}
+
+void IncomingNotifications::beginConnection()
 {
     discardedId.reset();
     eraseIncomplete([](const Notification&) { return true; });
+    // What is left counts against nobody: the pipe's own limit bounds it.
+    reservation.release();
 }
 
 } // namespace dm

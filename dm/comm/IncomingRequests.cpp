@@ -22,9 +22,9 @@ bool fits(const IncomingRequest& request, const Chunk& chunk)
 
 } // namespace
 
-IncomingRequests::Outcome
-IncomingRequests::accept(const RequestMessage& message, net::Packet& packet,
-                         const std::shared_ptr<IncomingDataBudget>& budget)
+IncomingRequests::Outcome IncomingRequests::accept(const RequestMessage& message,
+                                                   net::Packet& packet,
+                                                   const std::shared_ptr<IncomingBudget>& budget)
 {
     if (takenEarlyId == message.requestId)
         return acceptTakenEarly(message, packet);
@@ -63,7 +63,7 @@ IncomingRequests::Outcome IncomingRequests::acceptTakenEarly(const RequestMessag
 }
 
 IncomingRequest* IncomingRequests::findOrCreate(const RequestMessage& message,
-                                                const std::shared_ptr<IncomingDataBudget>& budget,
+                                                const std::shared_ptr<IncomingBudget>& budget,
                                                 Outcome& failure)
 {
     IncomingRequest* found =
@@ -76,14 +76,11 @@ IncomingRequest* IncomingRequests::findOrCreate(const RequestMessage& message,
     request.value = message.value;
     request.text = message.text;
     request.dataSize = message.chunk.totalBytes;
-    if (queue.size() >= kMaxIncomingRequests) {
-        failure = Outcome::Refused;
+    failure = Outcome::Refused;
+    const zu::u64 cost = zu::u64{request.dataSize} + request.text.length() + kRecordBytes;
+    if (queue.size() >= kMaxIncomingRequests || !request.reservation.tryAdd(budget, cost))
         return nullptr;
-    }
     if (request.dataSize > 0) {
-        failure = Outcome::Refused;
-        if (!request.reservation.tryTake(budget, request.dataSize))
-            return nullptr;
         request.data = zu::ZeroedBuffer::tryAllocate(request.dataSize);
         if (request.data.data() == nullptr)
             return nullptr;

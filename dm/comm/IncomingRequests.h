@@ -2,7 +2,7 @@
 /// pipe guards it.
 #pragma once
 
-#include "dm/comm/IncomingDataBudget.h"
+#include "dm/comm/IncomingBudget.h"
 #include "dm/comm/PipeMessages.h"
 #include "dm/comm/RecordQueue.h"
 
@@ -21,7 +21,7 @@ struct IncomingRequest
     zu::ZeroedBuffer data; // committed only as chunks arrive, zero where none did
     uint32 dataSize = 0;
     bool complete = false;
-    BudgetReservation reservation; // of dataSize
+    BudgetReservation reservation; // of text and data
 };
 
 class IncomingRequests
@@ -45,7 +45,7 @@ public:
 
     /// Takes in one Request packet, whose chunk bytes follow in `packet`.
     Outcome accept(const RequestMessage& message, net::Packet& packet,
-                   const std::shared_ptr<IncomingDataBudget>& budget);
+                   const std::shared_ptr<IncomingBudget>& budget);
 
     /// Makes the oldest request the current one, whole or not; false when there is none.
     bool takeOldest();
@@ -66,8 +66,7 @@ public:
 private:
     Outcome acceptTakenEarly(const RequestMessage& message, net::Packet& packet);
     IncomingRequest* findOrCreate(const RequestMessage& message,
-                                  const std::shared_ptr<IncomingDataBudget>& budget,
-                                  Outcome& failure);
+                                  const std::shared_ptr<IncomingBudget>& budget, Outcome& failure);
 
     RecordQueue<IncomingRequest> queue;
     IncomingRequest currentRequest;

@@ -358,7 +358,7 @@ void NetCommunicationPipe::reset()
     {
         std::lock_guard guard(incomingLock);
         incomingRequests.reset();
-        incomingNotifications.dropIncomplete();
+        incomingNotifications.beginConnection();
     }
     pump.restart();
     std::lock_guard guard(outgoingLock);
@@ -387,7 +387,7 @@ void NetCommunicationPipe::onRequestPacket(const RequestMessage& message, net::P
         warn("pipe \"%s\": a request with %u bytes of data is dropped: more than %llu bytes or %u "
              "requests of this connection are waiting to be answered",
              name.c_str(), message.chunk.totalBytes,
-             static_cast<unsigned long long>(kIncomingDataLimit), kMaxIncomingRequests);
+             static_cast<unsigned long long>(kIncomingBytesLimit), kMaxIncomingRequests);
     if (outcome == IncomingRequests::Outcome::Completed)
         requestCallback.call(this);
 }
@@ -418,7 +418,7 @@ void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Pac
     bool sayRefused = false;
     {
         std::lock_guard guard(incomingLock);
-        outcome = incomingNotifications.accept(message, packet);
+        outcome = incomingNotifications.accept(message, packet, incomingBudget);
         sayRefused =
             outcome == IncomingNotifications::Outcome::Refused && saidNotifyRefused.raise();
     }

@@ -110,7 +110,7 @@ private:
     LeafMutex incomingLock;
     IncomingRequests incomingRequests;
     IncomingNotifications incomingNotifications;
-    std::shared_ptr<IncomingDataBudget> incomingBudget;
+    std::shared_ptr<IncomingBudget> incomingBudget; // the present connection's
     OnceFlag saidRequestRefused;
     OnceFlag saidNotifyRefused;
 

@@ -62,7 +62,7 @@ struct OutgoingNotification
     uint32 value = 0;
     zu::InplaceString<128> text;
 
-    uint32 cost() const { return static_cast<uint32>(text.length()) + kNotifyOverheadBytes; }
+    uint32 cost() const { return static_cast<uint32>(text.length()) + kRecordBytes; }
 };
 
 struct OutgoingMessages

@@ -29,20 +29,26 @@ inline constexpr uint32 kSendHighWaterBytes = 256 * 1024;
 /// Small messages gather in the connection's buffer up to here while more are waiting.
 inline constexpr uint32 kGatherBytes = 32 * 1024;
 
-/// Data of requests that one connection may have us keep at a time, claimed or arrived.
-inline constexpr zu::u64 kIncomingDataLimit = 1024ull * 1024 * 1024;
+/// What one connection may have us keep at a time: requests with the data they claim, and
+/// notifications.
+inline constexpr zu::u64 kIncomingBytesLimit = 1024ull * 1024 * 1024;
 
 /// Requests of one pipe that nobody has taken. An honest sender has at most kMessagesPerPass
 /// unanswered ones.
 inline constexpr uint32 kMaxIncomingRequests = 1024;
 
-/// Notification text of one pipe that nobody has taken, with kNotifyOverheadBytes for each; newer
-/// ones are dropped and counted.
+/// Notifications of one pipe that nobody has taken; newer ones are dropped.
 inline constexpr zu::u64 kMaxIncomingNotifyBytes = 256ull * 1024 * 1024;
-inline constexpr uint32 kNotifyOverheadBytes = 256;
 
-/// Pipes of one manager that other ends may have made.
-inline constexpr uint32 kMaxPipes = 65536;
+/// What a queued message counts beside its text and data.
+inline constexpr uint32 kRecordBytes = 256;
+
+/// Past this many pipes of one manager other ends cannot make more; each takes some 25 KiB.
+inline constexpr uint32 kMaxPipes = 4096;
+
+/// A connection that has us answer this much without reading it is closed. The pump alone stays
+/// far below, see kSendHighWaterBytes.
+inline constexpr uint32 kMaxUnreadAnswerBytes = 1024 * 1024;
 
 /// Seconds of application age between two attempts to connect, and between two requests to open a
 /// pipe that the other end has not opened yet.

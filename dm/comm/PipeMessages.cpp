@@ -17,6 +17,12 @@ uint32 bytesLeft(const net::Packet& packet, uint32 packetSize)
 
 bool isNameAllowed(const char* name) { return strnlen(name, kMaxNameBytes + 1) <= kMaxNameBytes; }
 
+bool isTextAllowed(const char* text)
+{
+    return strnlen(text, CommunicationPipe::kMaxTextBytes + size_t{1}) <=
+           CommunicationPipe::kMaxTextBytes;
+}
+
 bool isChunkInside(const Chunk& chunk, uint32 bytesInPacket)
 {
     return chunk.bytes <= bytesInPacket && zu::u64{chunk.offset} + chunk.bytes <= chunk.totalBytes;
@@ -75,7 +81,7 @@ bool decode(net::Packet& packet, uint32 packetSize, RequestMessage& message)
     message.chunk = Chunk{};
     if (packet.good() && bytesLeft(packet, packetSize) > 0)
         readChunk(packet, message.chunk);
-    return packet.good() && isNameAllowed(message.pipeName) &&
+    return packet.good() && isNameAllowed(message.pipeName) && isTextAllowed(message.text) &&
            isChunkInside(message.chunk, bytesLeft(packet, packetSize));
 }
 
@@ -83,7 +89,7 @@ bool decode(net::Packet& packet, uint32 packetSize, ResponseMessage& message)
 {
     packet >> message.pipeName >> message.requestId >> message.text;
     readChunk(packet, message.chunk);
-    return packet.good() && isNameAllowed(message.pipeName) &&
+    return packet.good() && isNameAllowed(message.pipeName) && isTextAllowed(message.text) &&
            isChunkInside(message.chunk, bytesLeft(packet, packetSize));
 }
 

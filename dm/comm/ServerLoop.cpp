@@ -103,6 +103,8 @@ void ServerLoop::onOpenPipe(Connection& connection, const OpenPipeMessage& messa
     encode(answer, opened ? MessageKind::PipeOpened : MessageKind::PipeRefused,
            PipeNameMessage{message.pipeName});
     send(connection, answer);
+    if (connection.socket->pendingSendBytes() > kMaxUnreadAnswerBytes)
+        connection.socket->close();
 }
 
 void ServerLoop::dropBroken()

@@ -1,22 +1,23 @@
-/// How much request data one connection may have us keep at a time.
+/// How much one connection may have us keep at a time.
 #pragma once
 
 #include "dm/comm/PipeLimits.h"
 
 #include <atomic>
 #include <memory>
+#include <utility>
 
 namespace dm {
 
-/// Shared by the connection and every request that came over it, which may outlive it.
-class IncomingDataBudget
+/// Shared by the connection and whatever came over it, which may outlive it.
+class IncomingBudget
 {
 public:
     bool tryReserve(zu::u64 bytes)
     {
         zu::u64 before = reservedBytes.load(std::memory_order_relaxed);
         do {
-            if (bytes > kIncomingDataLimit || before > kIncomingDataLimit - bytes)
+            if (bytes > kIncomingBytesLimit || before > kIncomingBytesLimit - bytes)
                 return false;
         } while (!reservedBytes.compare_exchange_weak(before, before + bytes,
                                                       std::memory_order_relaxed));
@@ -36,7 +37,7 @@ public:
     BudgetReservation() = default;
     BudgetReservation(BudgetReservation&& other) noexcept
         : budget(std::move(other.budget))
-        , bytes(other.bytes)
+        , bytes(std::exchange(other.bytes, 0))
     {
     }
     BudgetReservation& operator=(BudgetReservation&& other) noexcept
@@ -45,24 +46,32 @@ public:
         std::swap(bytes, other.bytes);
         return *this;
     }
-    ~BudgetReservation()
-    {
-        if (budget)
-            budget->release(bytes);
-    }
+    ~BudgetReservation() { release(); }
 
-    /// False when the connection has used up its budget.
-    bool tryTake(const std::shared_ptr<IncomingDataBudget>& from, zu::u64 size)
+    zu::u64 size() const { return bytes; }
+
+    /// Reserves more. False, and nothing changes, when the connection has used up its budget.
+    bool tryAdd(const std::shared_ptr<IncomingBudget>& from, zu::u64 more)
     {
-        if (!from || !from->tryReserve(size))
+        if (!from || !from->tryReserve(more))
             return false;
-        budget = from;
-        bytes = size;
+        if (budget != from) {
+            release();
+            budget = from;
+        }
+        bytes += more;
         return true;
     }
 
+    void release()
+    {
+        if (budget)
+            budget->release(std::exchange(bytes, 0));
+        budget.reset();
+    }
+
 private:
-    std::shared_ptr<IncomingDataBudget> budget; // null: nothing reserved
+    std::shared_ptr<IncomingBudget> budget; // null: nothing reserved
     zu::u64 bytes = 0;
 };
 
