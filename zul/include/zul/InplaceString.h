@@ -26,7 +26,7 @@ class InplaceString : public String
 
 public:
     InplaceString() noexcept
-        : String(storage, N)
+        : String(OwnStorage(), storage, N)
     {
         storage[0] = '\0';
     }

@@ -172,12 +172,13 @@ public:
     bool startsWithNoCase(const char* prefix) const;
 
 protected:
+    /// Keeps the constructor below from being taken for the one that copies.
     struct OwnStorage
     {
     };
     /// For a derived class that brings `count` + 1 bytes of storage. It writes the first
     /// terminator itself: its storage does not exist yet while this runs.
-    String(char* storage, size_t count) noexcept
+    String(OwnStorage, char* storage, size_t count) noexcept
         : characters(storage)
         , room(count)
     {
