@@ -1,0 +1,184 @@
+#include <zul/Event.h>
+#include <zul/Mutex.h>
+#include <zul/Timer.h>
+#include <zul/Yield.h>
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using zu::Event;
+
+/// Each case with waiters that yield first, and with waiters that sleep at once.
+class EventTest : public ::testing::TestWithParam<zu::u32>
+{
+protected:
+    void SetUp() override { zu::setYieldMicroseconds(GetParam()); }
+    void TearDown() override { zu::setYieldMicroseconds(zu::kDefaultYieldMicroseconds); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Yielding, EventTest, ::testing::Values(0u, 50u));
+
+TEST_P(EventTest, KeepsOneTokenHoweverOftenItIsSet)
+{
+    const Event event = Event::create();
+    EXPECT_FALSE(event.waitFor(0));
+    event.set();
+    event.set();
+    EXPECT_TRUE(event.waitFor(0));
+    EXPECT_FALSE(event.waitFor(1));
+    EXPECT_TRUE(Event::create(false, true).waitFor(0));
+}
+
+TEST_P(EventTest, StaysUpUntilResetWhenManual)
+{
+    const Event event = Event::create(true);
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 8; ++i)
+        waiters.emplace_back([event] { event.wait(); });
+    event.set();
+    for (std::thread& waiter : waiters)
+        waiter.join();
+    event.wait();
+    event.reset();
+    EXPECT_FALSE(event.waitFor(0));
+}
+
+TEST_P(EventTest, GivesUpAfterTheTime)
+{
+    const zu::Timer timer;
+    EXPECT_FALSE(Event::create().waitFor(30));
+    EXPECT_GE(timer.getElapsed(), 0.030);
+}
+
+TEST_P(EventTest, LosesNoWakeUpBetweenTwoThreads)
+{
+    constexpr int kRounds = 20000;
+    const Event ping = Event::create();
+    const Event pong = Event::create();
+    int shared = 0; // handed over by the events alone
+    std::thread answerer([&] {
+        for (int i = 0; i < kRounds; ++i) {
+            ping.wait();
+            ++shared;
+            pong.set();
+        }
+    });
+    for (int i = 0; i < kRounds; ++i) {
+        ++shared;
+        ping.set();
+        pong.wait();
+    }
+    answerer.join();
+    EXPECT_EQ(shared, 2 * kRounds);
+}
+
+TEST_P(EventTest, LetsOneWaiterThroughForEachToken)
+{
+    constexpr int kWaiters = 4;
+    constexpr int kTokens = 4000;
+    const Event token = Event::create();
+    const Event taken = Event::create();
+    std::atomic<int> passes{0};
+    std::atomic<bool> done{false};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < kWaiters; ++i)
+        waiters.emplace_back([&, i] {
+            while (!done)
+                if (token.waitFor(i % 2 ? 1 : 1000)) // some give up just as it comes
+                {
+                    ++passes;
+                    taken.set();
+                }
+        });
+    for (int i = 0; i < kTokens; ++i) {
+        token.set();
+        taken.wait();
+    }
+    EXPECT_EQ(passes, kTokens);
+    done = true;
+    for (std::thread& waiter : waiters)
+        waiter.join();
+}
+
+TEST_P(EventTest, OutlivesTheWaitersCopy)
+{
+    for (int i = 0; i < 2000; ++i) {
+        Event waiters = Event::create();
+        std::thread setter([copy = waiters] { copy.set(); });
+        waiters.wait();
+        waiters = Event();
+        setter.join();
+    }
+}
+
+TEST(YieldBudget, EndsAfterItsTimeAndAtOnceWhenOff)
+{
+    zu::setYieldMicroseconds(2000);
+    zu::YieldBudget budget;
+    const zu::Timer timer;
+    while (budget.yield()) {
+    }
+    EXPECT_GE(timer.getElapsed(), 0.002);
+    EXPECT_FALSE(budget.yield());
+    zu::setYieldMicroseconds(0);
+    EXPECT_FALSE(zu::YieldBudget().yield());
+    zu::setYieldMicroseconds(zu::kDefaultYieldMicroseconds);
+}
+
+zu::CriticalSection s_lock;
+const bool s_usedBeforeMain = [] {
+    const zu::MutexGuard guard(s_lock);
+    return s_lock.isHeldByThisThread();
+}();
+
+TEST(Mutex, WorksBeforeMain)
+{
+    EXPECT_TRUE(s_usedBeforeMain);
+    EXPECT_FALSE(s_lock.isHeldByThisThread());
+}
+
+TEST(Mutex, IsFreeForOthersOnlyAfterTheLastUnlock)
+{
+    zu::Mutex mutex;
+    const auto freeForOthers = [&mutex] {
+        bool free = false;
+        std::thread([&] {
+            free = mutex.try_lock();
+            if (free)
+                mutex.unlock();
+        }).join();
+        return free;
+    };
+    mutex.lock();
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.lock();
+    mutex.unlock();
+    mutex.unlock();
+    EXPECT_FALSE(freeForOthers());
+    mutex.unlock();
+    EXPECT_TRUE(freeForOthers());
+}
+
+TEST(Mutex, KeepsThreadsApart)
+{
+    zu::Mutex mutex;
+    int count = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            for (int j = 0; j < 20000; ++j) {
+                const zu::MutexGuard outer(mutex);
+                const zu::MutexGuard inner(mutex);
+                ++count;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(count, 80000);
+}
+
+} // namespace

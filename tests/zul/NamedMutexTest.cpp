@@ -1,0 +1,131 @@
+#include "support/ChildProcess.h"
+
+#include <zul/NamedMutex.h>
+#include <zul/Thread.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using zu::NamedMutex;
+
+constexpr const char* kNameVariable = "ZUL_TEST_MUTEX_NAME";
+
+/// A name that no other test process uses, with characters that no file name may have.
+std::string uniqueName(const char* part)
+{
+    return std::string("test/../") + part + " " + std::to_string(zu::currentThreadId());
+}
+
+bool exists(const std::string& name) { return NamedMutex::doesMutexExist(name.c_str()); }
+
+/// Another process that holds the name.
+class Holder
+{
+public:
+    explicit Holder(const std::string& name)
+        : child({ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",
+                 "--gtest_filter=NamedMutexHolder.DISABLED_HoldsUntilItsInputEnds"},
+                {{kNameVariable, name}})
+    {
+        for (auto line = child.readLine(); line && *line != "held"; line = child.readLine()) {
+        }
+    }
+    void end()
+    {
+        child.closeInput();
+        child.wait();
+    }
+    void kill()
+    {
+        child.kill();
+        child.wait();
+    }
+
+private:
+    ChildProcess child;
+};
+
+TEST(NamedMutexHolder, DISABLED_HoldsUntilItsInputEnds)
+{
+    const char* name = std::getenv(kNameVariable);
+    if (name == nullptr)
+        GTEST_SKIP() << "the part of another process";
+    const NamedMutex mutex(name);
+    std::cout << "held" << std::endl;
+    std::string line;
+    std::getline(std::cin, line);
+}
+
+TEST(NamedMutex, ExistsWhileAnyObjectOfThisProcessHoldsIt)
+{
+    const std::string name = uniqueName("own");
+    EXPECT_FALSE(exists(name));
+    {
+        const NamedMutex first(name.c_str());
+        {
+            const NamedMutex second(name.c_str());
+        }
+        EXPECT_TRUE(exists(name));
+        EXPECT_FALSE(exists(name + "x"));
+    }
+    EXPECT_FALSE(exists(name));
+}
+
+TEST(NamedMutex, ExistsWhileAnyProcessHoldsIt)
+{
+    const std::string name = uniqueName("ended");
+    Holder first(name);
+    Holder second(name);
+    first.end();
+    EXPECT_TRUE(exists(name));
+    second.end();
+    EXPECT_FALSE(exists(name));
+}
+
+TEST(NamedMutex, VanishesWithAKilledHolder)
+{
+    const std::string name = uniqueName("killed");
+    Holder first(name);
+    Holder second(name);
+    first.kill();
+    EXPECT_TRUE(exists(name));
+    second.kill();
+    EXPECT_FALSE(exists(name));
+    const NamedMutex again(name.c_str());
+    EXPECT_TRUE(exists(name));
+}
+
+TEST(NamedMutex, TellsLongNamesApart)
+{
+    const std::string name = uniqueName("long") + std::string(5000, 'n');
+    const NamedMutex mutex((name + "1").c_str());
+    EXPECT_TRUE(exists(name + "1"));
+    EXPECT_FALSE(exists(name + "2"));
+}
+
+TEST(NamedMutex, IsSeenByItsHolderWhileOthersComeAndGo)
+{
+    const std::string name = uniqueName("race");
+    std::atomic<int> missed{0};
+    std::vector<std::thread> holders;
+    for (int i = 0; i < 4; ++i)
+        holders.emplace_back([&] {
+            for (int j = 0; j < 500; ++j) {
+                const NamedMutex mutex(name.c_str());
+                missed += !exists(name);
+            }
+        });
+    for (std::thread& holder : holders)
+        holder.join();
+    EXPECT_EQ(missed, 0);
+    EXPECT_FALSE(exists(name));
+}
+
+} // namespace

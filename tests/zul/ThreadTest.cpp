@@ -1,0 +1,139 @@
+#include <zul/Event.h>
+#include <zul/Thread.h>
+#include <zul/Timer.h>
+
+#include <atomic>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class Worker : public zu::Thread
+{
+public:
+    explicit Worker(std::function<void(Worker&)> work)
+        : body(std::move(work))
+    {
+    }
+    Worker(const Worker&) = default;
+    Worker& operator=(const Worker&) = default;
+    ~Worker() override { joinThread(); }
+
+    int run() override
+    {
+        body(*this);
+        return 0;
+    }
+
+private:
+    std::function<void(Worker&)> body;
+};
+
+TEST(Thread, JoinsWhetherStartedOrNotAndMoreThanOnce)
+{
+    std::atomic<int> runs{0};
+    Worker worker([&runs](Worker&) { ++runs; });
+    worker.joinThread();
+    worker.startThread();
+    worker.joinThread();
+    worker.joinThread();
+    EXPECT_EQ(runs, 1);
+    EXPECT_FALSE(worker.isThreadRunning());
+}
+
+TEST(Thread, StartsAgainWithoutAJoinInBetween)
+{
+    std::atomic<int> runs{0};
+    Worker worker([&runs](Worker&) { ++runs; });
+    for (int i = 0; i < 50; ++i)
+        worker.startThread();
+    worker.joinThread();
+    EXPECT_EQ(runs, 50);
+}
+
+TEST(Thread, LetsManyThreadsJoinAndStartAtOnce)
+{
+    std::atomic<int> active{0};
+    std::atomic<int> overlaps{0};
+    Worker worker([&](Worker&) {
+        overlaps += active.fetch_add(1);
+        active.fetch_sub(1);
+    });
+    std::vector<std::thread> others;
+    for (int i = 0; i < 4; ++i)
+        others.emplace_back([&worker] {
+            for (int j = 0; j < 50; ++j) {
+                worker.startThread();
+                worker.joinThread();
+            }
+        });
+    for (std::thread& other : others)
+        other.join();
+    EXPECT_EQ(overlaps, 0);
+}
+
+TEST(Thread, DoesNotWaitForItself)
+{
+    std::atomic<bool> returned{false};
+    Worker worker([&returned](Worker& self) {
+        self.joinThread();
+        self.startThread();
+        returned = true;
+    });
+    worker.startThread();
+    worker.joinThread();
+    EXPECT_TRUE(returned);
+}
+
+TEST(Thread, CopiesNoThread)
+{
+    const zu::Event go = zu::Event::create(true);
+    Worker running([&go](Worker&) { go.wait(); });
+    running.startThread();
+    Worker copy(running);
+    EXPECT_FALSE(copy.isThreadRunning());
+    copy.joinThread();
+    running = copy;
+    copy = running;
+    EXPECT_TRUE(running.isThreadRunning());
+    go.set();
+    running.joinThread();
+    copy.startThread();
+    copy.joinThread();
+}
+
+TEST(Thread, KeepsTheWholeNameUntilItEnds)
+{
+    const std::string name = "a name longer than the system would show";
+    zu::u32 id = 0;
+    std::string seen;
+    Worker worker([&](Worker&) {
+        id = zu::currentThreadId();
+        zu::registerThread(9);
+        zu::setThreadName(id, name.c_str());
+        seen = zu::getThreadName(id) + std::to_string(zu::getRegisteredThreadId());
+    });
+    worker.startThread();
+    worker.joinThread();
+    EXPECT_EQ(seen, name + "9");
+    EXPECT_NE(id, zu::currentThreadId());
+    EXPECT_STREQ(zu::getThreadName(id), "");
+    EXPECT_EQ(zu::getRegisteredThreadId(), 0);
+}
+
+TEST(Timer, MeasuresWhatASleepTakes)
+{
+    const double age = zu::Timer::getAppAge();
+    EXPECT_GT(age, 0.0);
+    zu::Timer timer;
+    zu::sleep(20000);
+    EXPECT_GE(timer.getElapsed(), 0.020);
+    EXPECT_GE(zu::Timer::getAppAge(), age + 0.020);
+    timer.restart();
+    EXPECT_LT(timer.getElapsed(), zu::Timer::getAppAge() - age);
+}
+
+} // namespace
