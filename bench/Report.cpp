@@ -32,7 +32,8 @@ std::optional<double> medianRatio(const RowResult& result, const std::string& ag
         return {};
     std::vector<double> ratios;
     for (size_t round = 0; round < std::min(ours->second.size(), theirs->second.size()); ++round)
-        ratios.push_back(ours->second[round] / theirs->second[round]);
+        if (theirs->second[round] > 0)
+            ratios.push_back(ours->second[round] / theirs->second[round]);
     return ratios.empty() ? std::nullopt : std::optional(median(ratios));
 }
 

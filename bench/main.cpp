@@ -17,6 +17,7 @@ struct Options
     bench::Settings settings;
     std::vector<std::string> rows;
     bool list = false;
+    bool pinned = false;
     std::string format = "text";
 
     // How the program calls itself.
@@ -37,6 +38,7 @@ void declare(CLI::App& app, Options& options)
     app.add_option("--pipes", options.settings.pipes, "Pipes that the 16 threads share")
         ->capture_default_str()
         ->check(CLI::Range(1, 64));
+    app.add_flag("--pin", options.pinned, "Keep each process to a core of its own");
     app.add_option("--only", options.settings.only, "Contenders to run, all by default");
     app.add_option("--format", options.format, "text or json")
         ->check(CLI::IsMember({"text", "json"}));
@@ -116,6 +118,8 @@ int measure(const Options& options)
             std::fprintf(stderr, "dm_bench: no row %s, see --list\n", name.c_str());
             return 2;
         }
+    if (options.pinned)
+        bench::pinProcesses();
     std::vector<bench::RowResult> results;
     for (const bench::Row& row : rows) {
         if (!options.rows.empty() &&

@@ -13,6 +13,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sstream>
 #include <stdexcept>
@@ -32,6 +33,8 @@ extern char** environ;
 
 namespace bench {
 namespace {
+
+bool s_pinned = false;
 
 constexpr int kServerStartTimeoutMs = 10'000;
 constexpr auto kServerStopTimeout = std::chrono::seconds(2);
@@ -78,6 +81,14 @@ int spawn(std::vector<std::string> arguments, int input, int output)
     return pid;
 }
 
+void stayOnCore(long core)
+{
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    CPU_SET(static_cast<size_t>(core), &cores);
+    checked(sched_setaffinity(0, sizeof cores, &cores), "sched_setaffinity");
+}
+
 bool waitForExit(int pid, std::chrono::steady_clock::duration limit)
 {
     const auto deadline = std::chrono::steady_clock::now() + limit;
@@ -120,7 +131,12 @@ ServerProcess::ServerProcess(const std::vector<std::string>& arguments)
     checked(pipe2(output, O_CLOEXEC), "pipe");
     std::vector<std::string> command{ownPath()};
     command.insert(command.end(), arguments.begin(), arguments.end());
+    // A process inherits the core of the thread that starts it.
+    if (s_pinned)
+        stayOnCore(sysconf(_SC_NPROCESSORS_ONLN) - 1);
     pid = spawn(command, input[0], output[1]);
+    if (s_pinned)
+        stayOnCore(0);
     ::close(input[0]);
     ::close(output[1]);
     toChild = input[1];
@@ -300,6 +316,12 @@ void blockOnWord(std::atomic<uint32_t>& word, uint32_t expected)
 void wakeWordWaiter(std::atomic<uint32_t>& word)
 {
     syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+
+void pinProcesses()
+{
+    s_pinned = true;
+    stayOnCore(0);
 }
 
 void raiseDescriptorLimit(unsigned descriptors)

@@ -105,6 +105,10 @@ private:
 void blockOnWord(std::atomic<uint32_t>& word, uint32_t expected);
 void wakeWordWaiter(std::atomic<uint32_t>& word);
 
+/// Keeps this process to the first core and those that it starts from now on to the last. To be
+/// called on the thread that starts them, before there are others.
+void pinProcesses();
+
 /// Makes room for so many descriptors; throws when the hard limit is lower.
 void raiseDescriptorLimit(unsigned descriptors);
 
