@@ -60,7 +60,7 @@ private:
             return decode<dm::ResponseMessage>(packet, [](auto&) {});
         case Notify:
             return decode<dm::NotifyMessage>(
-                packet, [&](auto& message) { note('n', notifications.accept(message, packet)); });
+                packet, [&](auto& message) { note('n', notifications.accept(message, packet, budget)); });
         case Redirect:
             return decode<dm::RedirectMessage>(packet, [](auto&) {});
         case Welcome:
@@ -82,7 +82,7 @@ private:
     void beginConnection()
     {
         requests.reset();
-        notifications.dropIncomplete();
+        notifications.beginConnection();
     }
 
     void answerOne()
@@ -108,7 +108,7 @@ private:
     net::FrameDecoder decoder;
     dm::IncomingRequests requests;
     dm::IncomingNotifications notifications;
-    std::shared_ptr<dm::IncomingDataBudget> budget = std::make_shared<dm::IncomingDataBudget>();
+    std::shared_ptr<dm::IncomingBudget> budget = std::make_shared<dm::IncomingBudget>();
 };
 
 } // namespace

@@ -110,15 +110,14 @@ void ClientLoop::onWelcome(const WelcomeMessage& message)
         closedByUs = true;
         connection.socket->close();
         manager.address().forgetRedirect(address.version);
-        manager.connectionFailed("the server speaks another version of the pipe protocol");
+        manager.connectionLost("the server speaks another version of the pipe protocol");
     }
     manager.callClientConnectionCallback();
 }
 
 void ClientLoop::onLost()
 {
-    if (!closedByUs)
-        manager.connectionLost(connection.socket->closeReason());
+    manager.connectionLost(closedByUs ? "" : connection.socket->closeReason());
     manager.address().forgetRedirectUnlessPending(address.version);
     detachEverything(connection);
     wasConnected = false;
@@ -169,6 +168,7 @@ bool ClientLoop::tryConnect(Target target, const Address& to)
         return false;
     pendingTarget = target;
     pendingAddress = to;
+    manager.connectionAttempted();
     return connection.socket->connect(to.host.c_str(), to.port);
 }
 

@@ -342,6 +342,7 @@ bool NetCommunicationPipe::finishResponding(zu::u64 serial)
 void NetCommunicationPipe::attach(Connection& newConnection)
 {
     reset();
+    leaveBlockedPipes();
     {
         std::lock_guard guard(incomingLock);
         incomingBudget = newConnection.incomingBudget;
@@ -351,6 +352,14 @@ void NetCommunicationPipe::attach(Connection& newConnection)
     peerAddress = address;
     connection = &newConnection;
     attached.store(true, std::memory_order_release);
+}
+
+/// Another client may take the pipe over from one that does not read.
+void NetCommunicationPipe::leaveBlockedPipes()
+{
+    if (connection != nullptr)
+        std::erase(connection->blockedPipes, this);
+    link.blocked = false;
 }
 
 void NetCommunicationPipe::reset()

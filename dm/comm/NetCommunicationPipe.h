@@ -94,6 +94,7 @@ private:
     struct RequestArguments;
 
     void reset();
+    void leaveBlockedPipes();
     bool isTextSendable(const char* operation, const char* text);
     zu::InplaceString<128> ask(const RequestArguments& arguments);
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);

@@ -155,6 +155,12 @@ ConnectionStatus NetCommunicationPipeManager::status()
     return connectionStatus;
 }
 
+void NetCommunicationPipeManager::connectionAttempted()
+{
+    std::lock_guard guard(statusLock);
+    connectionStatus.state = ConnectionStatus::Connecting;
+}
+
 void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion)
 {
     std::lock_guard guard(statusLock);
@@ -175,7 +181,8 @@ void NetCommunicationPipeManager::connectionLost(const char* reason)
 {
     std::lock_guard guard(statusLock);
     connectionStatus.state = ConnectionStatus::Disconnected;
-    connectionStatus.lastFailure = reason;
+    if (*reason != '\0')
+        connectionStatus.lastFailure = reason;
 }
 
 } // namespace dm

@@ -73,8 +73,10 @@ public:
     /// True when a callback is set.
     bool callClientConnectionCallback();
 
+    void connectionAttempted();
     void connectionMade(uint32 protocolVersion);
     void connectionFailed(const char* reason);
+    /// An empty reason leaves the last one: it was not a failure.
     void connectionLost(const char* reason);
 
 private:

@@ -46,7 +46,7 @@ protected:
         return {reinterpret_cast<const char*>(taken.data.data()), taken.dataSize};
     }
 
-    std::shared_ptr<dm::IncomingDataBudget> budget = std::make_shared<dm::IncomingDataBudget>();
+    std::shared_ptr<dm::IncomingBudget> budget = std::make_shared<dm::IncomingBudget>();
     dm::IncomingRequests requests;
     const WireMessage whole = request("pipe", 0, "write", "0123456789");
 };
@@ -57,7 +57,7 @@ protected:
     NotifyOutcome feed(const WireMessage& wire)
     {
         Arrival<dm::NotifyMessage> arrival(wire.payload());
-        return arrival.accepted ? notifications.accept(arrival.message, *arrival.packet)
+        return arrival.accepted ? notifications.accept(arrival.message, *arrival.packet, budget)
                                 : NotifyOutcome::Refused;
     }
     std::string take()
@@ -66,6 +66,7 @@ protected:
         return notifications.takeOldest(text, nullptr) ? text.c_str() : "(none)";
     }
 
+    std::shared_ptr<dm::IncomingBudget> budget = std::make_shared<dm::IncomingBudget>();
     dm::IncomingNotifications notifications;
 };
 
@@ -217,7 +218,7 @@ TEST_F(NotifyReassembly, ANewConnectionKeepsWholeTextsAndForgetsHalves)
 {
     feed(notify("pipe", 0, "unread"));
     feed(piece(notify("pipe", 1, "half a text"), 0, 4));
-    notifications.dropIncomplete();
+    notifications.beginConnection();
     EXPECT_EQ(feed(notify("pipe", 0, "new")), NotifyOutcome::Completed) << "ids start again";
     EXPECT_EQ(feed(notify("pipe", 1, "newer")), NotifyOutcome::Completed);
     EXPECT_EQ(take(), "unread");
