@@ -7,6 +7,7 @@
 #include <bit>
 #include <cassert>
 #include <cstdlib>
+#include <limits>
 
 namespace zu {
 
@@ -15,12 +16,16 @@ namespace {
 // Below this a mapping of its own costs more (two system calls, whole pages) than it saves.
 constexpr u64 kMappedFromBytes = 64 * 1024;
 
+// No object is larger, so the system need not be asked: some heaps answer by ending the process.
+constexpr size_t kLargestBlock = std::numeric_limits<std::ptrdiff_t>::max();
+
 } // namespace
 
 void* allocateMemory(size_t size, size_t align)
 {
     assert(std::has_single_bit(align));
-    void* memory = nativeAllocate(std::max<size_t>(size, 1), align);
+    void* memory =
+        size > kLargestBlock ? nullptr : nativeAllocate(std::max<size_t>(size, 1), align);
     if (memory == nullptr) {
         Exception error;
         error.setError("out of memory: cannot allocate %zu bytes", size);

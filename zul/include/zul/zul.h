@@ -1,19 +1,33 @@
 /// The whole runtime in one include. Headers of a library include the single ones they need.
 #pragma once
 
+#include <zul/BufferedMemoryFile.h>
 #include <zul/Color.h>
 #include <zul/Event.h>
 #include <zul/Exception.h>
 #include <zul/FastDelegate.h>
+#include <zul/File.h>
+#include <zul/FileStream.h>
+#include <zul/FileSystem.h>
+#include <zul/FileUtils.h>
 #include <zul/InplaceString.h>
+#include <zul/Interrupt.h>
+#include <zul/Listener.h>
+#include <zul/LocalFileSystem.h>
 #include <zul/Memory.h>
 #include <zul/Mutex.h>
 #include <zul/NamedMutex.h>
+#include <zul/Packet.h>
+#include <zul/Process.h>
+#include <zul/Socket.h>
 #include <zul/String.h>
+#include <zul/Terminal.h>
 #include <zul/Thread.h>
 #include <zul/ThreadProfiler.h>
 #include <zul/Timer.h>
 #include <zul/Types.h>
 #include <zul/Vector.h>
 #include <zul/Vector2.h>
+#include <zul/WaitHandle.h>
+#include <zul/WaitSet.h>
 #include <zul/Yield.h>
