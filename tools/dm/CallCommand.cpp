@@ -1,0 +1,174 @@
+#include "tools/dm/ClientSession.h"
+#include "tools/dm/Commands.h"
+#include "tools/dm/CommonOptions.h"
+#include "tools/dm/Files.h"
+#include "tools/dm/Text.h"
+
+#include <zul/Memory.h>
+#include <zul/Terminal.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+namespace tool {
+
+namespace {
+
+struct CallOptions
+{
+    SessionOptions session;
+    std::string text;
+    std::uint32_t value = 0;
+    std::string dataPath;
+    std::string outPath;
+    Format format = Format::Text;
+};
+
+struct Answer
+{
+    std::string text;
+    std::uint32_t size = 0;
+    zu::ZeroedBuffer data; // its first `size` bytes; empty when nobody wants them
+    double seconds = 0;
+    std::uint32_t connections = 0;
+};
+
+// More belongs into a file: the text is a third longer and has to be held in memory twice.
+constexpr std::uint32_t kMaxInlineBytes = 1024 * 1024;
+
+void check(const CallOptions& options)
+{
+    if (options.text.empty())
+        throw ToolError(ExitCode::Usage,
+                        "TEXT is empty: the other end could not tell it from none");
+    if (options.text.size() > dm::CommunicationPipe::kMaxTextBytes)
+        throw ToolError(ExitCode::Usage, "TEXT is longer than 256 KiB: send it with --data");
+    if (options.format == Format::Json && options.outPath == "-")
+        throw ToolError(ExitCode::Usage,
+                        "--format json and --out - both write to standard output: choose a file");
+}
+
+// Room for any answer; memory is taken only as bytes arrive. A system that does not lend so much
+// on credit gets asked for less.
+zu::ZeroedBuffer allocateForAnyAnswer()
+{
+    for (std::uint64_t size = kMaxDataBytes; size >= kMaxInlineBytes; size /= 2) {
+        zu::ZeroedBuffer buffer = zu::ZeroedBuffer::tryAllocate(size);
+        if (buffer.data() != nullptr)
+            return buffer;
+    }
+    throw std::bad_alloc();
+}
+
+Answer ask(const CallOptions& options, const std::vector<char>& data)
+{
+    Answer answer;
+    if (!options.outPath.empty())
+        answer.data = allocateForAnyAnswer();
+    else if (options.format == Format::Json)
+        answer.data = zu::ZeroedBuffer::tryAllocate(kMaxInlineBytes);
+
+    ClientSession session(options.session);
+    const auto start = std::chrono::steady_clock::now();
+    session.run([&](dm::CommunicationPipe& pipe) {
+        answer.text = toStdString(pipe.sendRequest(
+            options.text.c_str(), options.value, answer.data.data(),
+            static_cast<std::uint32_t>(answer.data.size()), &answer.size,
+            data.empty() ? nullptr : data.data(), static_cast<std::uint32_t>(data.size())));
+    });
+    answer.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    answer.connections = session.status().connections;
+    return answer;
+}
+
+void checkFits(const CallOptions& options, const Answer& answer)
+{
+    if (answer.size <= answer.data.size())
+        return;
+    if (!options.outPath.empty())
+        throw ToolError(ExitCode::File, "the answer's " + describeSize(answer.size) +
+                                            " do not fit in memory, " + options.outPath +
+                                            " is not written: free some memory");
+    if (options.format == Format::Json)
+        throw ToolError(ExitCode::File, "the answer's " + describeSize(answer.size) +
+                                            " are too much for JSON: use --out FILE");
+}
+
+void printJson(const CallOptions& options, const Answer& answer)
+{
+    nlohmann::ordered_json object;
+    object["text"] = answer.text;
+    object["size"] = answer.size;
+    if (options.outPath.empty())
+        object["data"] = toBase64(answer.data.data(), answer.size);
+    else
+        object["out"] = options.outPath;
+    object["seconds"] = answer.seconds;
+    object["connections"] = answer.connections;
+    printJsonLine(object);
+}
+
+void printText(const CallOptions& options, const Answer& answer)
+{
+    // With the data on standard output the text must not mingle with it.
+    if (options.outPath == "-") {
+        std::fprintf(stderr, "dm: answer: %s\n", escapeControls(answer.text).c_str());
+        return;
+    }
+    const bool isSeen = zu::isTerminal(zu::StandardStream::Output);
+    const std::string line = (isSeen ? escapeForTerminal(answer.text) : answer.text) + "\n";
+    writeOutput(line.data(), line.size());
+    if (options.outPath.empty() && answer.size != 0)
+        std::fprintf(stderr, "dm: the answer has %u bytes of data too: see them with --out\n",
+                     answer.size);
+}
+
+ExitCode call(const CallOptions& options)
+{
+    check(options);
+    const std::vector<char> data =
+        options.dataPath.empty() ? std::vector<char>() : readWhole(options.dataPath);
+    // Before asking: a request may change things at the other end, and must not be made in vain.
+    std::optional<OutputFile> out;
+    if (!options.outPath.empty())
+        out.emplace(options.outPath);
+
+    const Answer answer = ask(options, data);
+    checkFits(options, answer);
+    if (out) {
+        out->write(answer.data.data(), answer.size);
+        out->commit();
+    }
+    if (options.format == Format::Json)
+        printJson(options, answer);
+    else
+        printText(options, answer);
+    return ExitCode::Ok;
+}
+
+} // namespace
+
+void addCallCommand(CLI::App& app, Action& action)
+{
+    auto options = std::make_shared<CallOptions>();
+    CLI::App* const command =
+        app.add_subcommand("call", "Sends a request and prints the answer's text.");
+    addSessionOptions(*command, options->session);
+    command->add_option("TEXT", options->text, "The request's text")->required();
+    command->add_option("--value", options->value, "A number handed over with the text");
+    command->add_option("--data", options->dataPath, "Sends the bytes of this file, - for stdin");
+    command->add_option("--out", options->outPath,
+                        "Writes the answer's data to this file, - for stdout");
+    addFormatOption(*command, options->format);
+    addProgressOption(*command, options->session.progress);
+    command->footer("The answer's data is shown by --out only, and in JSON up to 1 MiB as base64.\n"
+                    "The file is written whole or not at all.\n\n" +
+                    std::string(kExitCodeHelp));
+    command->callback([options, &action] { action = [options] { return call(*options); }; });
+}
+
+} // namespace tool

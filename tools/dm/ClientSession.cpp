@@ -1,0 +1,158 @@
+#include "tools/dm/ClientSession.h"
+
+#include "tools/dm/ExitCode.h"
+#include "tools/dm/Flush.h"
+#include "tools/dm/Text.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <thread>
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kManagerName = "dm";
+
+// How often progress is looked at; whatever ends the wait says so by itself.
+constexpr zu::u32 kLookMs = 25;
+
+void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
+
+} // namespace
+
+ClientSession::ClientSession(const SessionOptions& sessionOptions)
+    : options(sessionOptions)
+    , destination(sessionOptions.address.toString())
+    , interrupt(zu::Interrupt::get())
+    , meter(sessionOptions.progress)
+    , clock(sessionOptions.timeout, InactivityClock::Clock::now())
+{
+    dm::CommunicationPipeManager* const manager = dm::initCommunicationManagerAsClient(
+        kManagerName, options.address.host.c_str(), options.address.port);
+    pipe = manager->getPipe(options.pipeName.c_str());
+    pipe->setConnectionCallback({nullptr, wakeMainThread});
+}
+
+void ClientSession::close()
+{
+    if (pipe == nullptr)
+        return;
+    pipe = nullptr;
+    dm::deinitCommunicationManager(kManagerName);
+}
+
+dm::ConnectionStatus ClientSession::status() const { return dm::getConnectionStatus(kManagerName); }
+
+void ClientSession::run(const std::function<void(dm::CommunicationPipe&)>& work)
+{
+    std::atomic<bool> isDone{false};
+    std::thread worker([&, target = pipe] {
+        work(*target);
+        isDone = true;
+        interrupt.notify();
+    });
+    try {
+        waitUntil([&] { return isDone.load(); });
+    } catch (...) {
+        // Wakes the worker out of whatever it waits for on the pipe.
+        close();
+        worker.join();
+        throw;
+    }
+    worker.join();
+}
+
+void ClientSession::waitUntil(const std::function<bool()>& condition)
+{
+    while (!condition()) {
+        look();
+        interrupt.waitFor(kLookMs);
+    }
+    meter.clear();
+}
+
+void ClientSession::flush()
+{
+    waitUntil([] { return flushManager(kManagerName, kLookMs); });
+}
+
+void ClientSession::look()
+{
+    if (interrupt.isRaised())
+        throw ToolError(ExitCode::Interrupted, "interrupted");
+    const dm::ConnectionStatus now = status();
+    if (now.protocolVersion != 0 && now.protocolVersion != dm::kPipeProtocolVersion)
+        throw ToolError(ExitCode::VersionMismatch, destination + " speaks version " +
+                                                       std::to_string(now.protocolVersion) +
+                                                       " of the pipe protocol, this tool version " +
+                                                       std::to_string(dm::kPipeProtocolVersion) +
+                                                       ": use the dm that came with that program");
+    noticeConnection(now);
+    const dm::TransferProgress progress = dm::getTransferProgress(pipe);
+    const auto time = InactivityClock::Clock::now();
+    clock.look(somethingHappened(now, progress), time);
+    meter.update(progress, time);
+    if (clock.isExpired())
+        giveUp(now);
+}
+
+void ClientSession::noticeConnection(const dm::ConnectionStatus& now)
+{
+    const bool isLost = milestone >= Welcomed && now.state != dm::ConnectionStatus::Connected;
+    if (isLost == lossNoticed)
+        return;
+    lossNoticed = isLost;
+    meter.clear();
+    std::fprintf(stderr,
+                 isLost ? "dm: lost the connection to %s, waiting for it to come back\n"
+                        : "dm: connected to %s again\n",
+                 destination.c_str());
+}
+
+bool ClientSession::somethingHappened(const dm::ConnectionStatus& now,
+                                      const dm::TransferProgress& progress)
+{
+    int reached = Nothing;
+    if (pipe->isConnected())
+        reached = Attached;
+    else if (now.connections > 0)
+        reached = Welcomed;
+    else if (now.state == dm::ConnectionStatus::Connected)
+        reached = Reached;
+    const dm::uint32 moved = progress.sentBytes + progress.receivedBytes;
+    const bool happened = reached > milestone || moved != bytesMoved;
+    milestone = std::max(milestone, reached);
+    bytesMoved = moved;
+    return happened;
+}
+
+void ClientSession::giveUp(const dm::ConnectionStatus& now)
+{
+    const std::string patience = toString(options.timeout);
+    const std::string reason = escapeControls(toStdString(now.lastFailure));
+    const std::string because = reason.empty() ? "" : " (" + reason + ")";
+    if (now.state != dm::ConnectionStatus::Connected && milestone < Welcomed)
+        throw ToolError(ExitCode::CannotConnect,
+                        "cannot connect to " + destination + " within " + patience + because +
+                            ": is the program running, and listening there?");
+    if (now.state != dm::ConnectionStatus::Connected)
+        throw ToolError(ExitCode::LostConnection, "lost the connection to " + destination +
+                                                      because +
+                                                      ", and it did not come back within " +
+                                                      patience + ": has the program ended?");
+    if (milestone < Welcomed)
+        throw ToolError(ExitCode::TimedOut,
+                        destination + " takes connections but said nothing for " + patience +
+                            ": is it a program with pipes, and is it running?");
+    if (!pipe->isConnected())
+        throw ToolError(ExitCode::TimedOut, destination + " has not opened the pipe '" +
+                                                options.pipeName + "' for " + patience +
+                                                ": check the pipe's name");
+    throw ToolError(ExitCode::TimedOut,
+                    "no answer on the pipe '" + options.pipeName + "' of " + destination + " for " +
+                        patience + ": is the program busy or stopped? A longer --timeout waits on");
+}
+
+} // namespace tool

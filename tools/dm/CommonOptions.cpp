@@ -1,0 +1,64 @@
+#include "tools/dm/CommonOptions.h"
+
+#include "tools/dm/Files.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+namespace tool {
+
+void addSessionOptions(CLI::App& command, SessionOptions& options)
+{
+    command
+        .add_option_function<std::string>(
+            "ADDRESS",
+            [&options](const std::string& text) { options.address = parseAddress(text); },
+            "HOST:PORT of the program")
+        ->required();
+    command.add_option("PIPE", options.pipeName, "The pipe's name")->required();
+    command
+        .add_option_function<std::string>(
+            "--timeout",
+            [&options](const std::string& text) { options.timeout = parseDuration(text); },
+            "Gives up when nothing happened for so long: no connection\n"
+            "and no byte moving")
+        ->default_str("5s");
+}
+
+void addFormatOption(CLI::App& command, Format& format)
+{
+    command
+        .add_option_function<std::string>(
+            "--format",
+            [&format](const std::string& name) {
+                format = name == "json" ? Format::Json : Format::Text;
+            },
+            "How results are printed")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->default_str("text");
+}
+
+void addProgressOption(CLI::App& command, ProgressMeter::Mode& mode)
+{
+    command
+        .add_option_function<std::string>(
+            "--progress",
+            [&mode](const std::string& name) {
+                using Mode = ProgressMeter::Mode;
+                mode = name == "always"  ? Mode::Always
+                       : name == "never" ? Mode::Never
+                                         : Mode::Automatic;
+            },
+            "On a terminal for what takes over a second, from the first byte on, or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->default_str("auto");
+}
+
+void printJsonLine(const nlohmann::ordered_json& object)
+{
+    const std::string line =
+        object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    writeOutput(line.data(), line.size());
+}
+
+} // namespace tool

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "tools/dm/ClientSession.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+/// ADDRESS, PIPE and --timeout.
+void addSessionOptions(CLI::App& command, SessionOptions& options);
+
+/// --format text|json
+void addFormatOption(CLI::App& command, Format& format);
+
+/// --progress auto|always|never
+void addProgressOption(CLI::App& command, ProgressMeter::Mode& mode);
+
+/// One line on standard output; bytes that are no UTF-8 become replacement characters.
+void printJsonLine(const nlohmann::ordered_json& object);
+
+} // namespace tool

@@ -1,0 +1,52 @@
+#include "tools/dm/ClientSession.h"
+#include "tools/dm/Commands.h"
+#include "tools/dm/CommonOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <memory>
+
+namespace tool {
+
+namespace {
+
+struct NotifyOptions
+{
+    SessionOptions session;
+    std::string text;
+    std::uint32_t value = 0;
+};
+
+ExitCode notify(const NotifyOptions& options)
+{
+    ClientSession session(options.session);
+    dm::CommunicationPipe& pipe = session.getPipe();
+    session.waitUntil([&] { return pipe.sendNotify(options.text.c_str(), options.value); });
+    const dm::uint32 connection = session.status().connections;
+    session.flush();
+    // A lost connection takes with it what was still on its way.
+    const dm::ConnectionStatus status = session.status();
+    if (status.state != dm::ConnectionStatus::Connected || status.connections != connection)
+        throw ToolError(ExitCode::LostConnection,
+                        "lost the connection to " + options.session.address.toString() +
+                            " while sending: the notification may not have arrived, send it again");
+    return ExitCode::Ok;
+}
+
+} // namespace
+
+void addNotifyCommand(CLI::App& app, Action& action)
+{
+    auto options = std::make_shared<NotifyOptions>();
+    CLI::App* const command =
+        app.add_subcommand("notify", "Sends a notification, which has no answer.");
+    addSessionOptions(*command, options->session);
+    command->add_option("TEXT", options->text, "The notification's text")->required();
+    command->add_option("--value", options->value, "A number handed over with the text");
+    command->footer("Ends when the notification was handed to the connection; whether the program\n"
+                    "took it is not known.\n\n" +
+                    std::string(kExitCodeHelp));
+    command->callback([options, &action] { action = [options] { return notify(*options); }; });
+}
+
+} // namespace tool
