@@ -1,14 +1,12 @@
 #include <zul/Interrupt.h>
 #include <zul/Process.h>
 
-#include <gtest/gtest.h>
-
 #include <csignal>
+#include <gtest/gtest.h>
 #include <string>
 #include <thread>
 
-namespace
-{
+namespace {
 
 zu::ProcessCommand shell(const std::string& line)
 {
