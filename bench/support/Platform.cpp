@@ -243,7 +243,8 @@ bool TcpStream::receiveAll(void* data, size_t size)
 {
     auto* bytes = static_cast<char*>(data);
     while (size > 0) {
-        const ssize_t received = recv(fd, bytes, size, MSG_WAITALL);
+        // MSG_WAITALL would be shorter and, for large sizes, much slower.
+        const ssize_t received = recv(fd, bytes, size, 0);
         if (received <= 0)
             return false;
         bytes += received;
