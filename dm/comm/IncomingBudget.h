@@ -24,10 +24,14 @@ public:
         return true;
     }
 
+    /// True the first time something is refused: the developer is told once a connection.
+    bool raiseNotice() { return !noticeGiven.exchange(true, std::memory_order_relaxed); }
+
     void release(zu::u64 bytes) { reservedBytes.fetch_sub(bytes, std::memory_order_relaxed); }
 
 private:
     std::atomic<zu::u64> reservedBytes{0};
+    std::atomic<bool> noticeGiven{false};
 };
 
 /// A part of the budget, given back on destruction.

@@ -386,19 +386,25 @@ void NetCommunicationPipe::detach()
 void NetCommunicationPipe::onRequestPacket(const RequestMessage& message, net::Packet& packet)
 {
     IncomingRequests::Outcome outcome;
-    bool sayRefused = false;
+    bool tell = false;
     {
         std::lock_guard guard(incomingLock);
         outcome = incomingRequests.accept(message, packet, incomingBudget);
-        sayRefused = outcome == IncomingRequests::Outcome::Refused && saidRequestRefused.raise();
+        tell = outcome == IncomingRequests::Outcome::Refused && raiseRefusalNotice();
     }
-    if (sayRefused)
-        warn("pipe \"%s\": a request with %u bytes of data is dropped: more than %llu bytes or %u "
-             "requests of this connection are waiting to be answered",
+    if (tell)
+        warn("pipe \"%s\": a request with %u bytes of data is dropped: this connection has more "
+             "than %llu bytes or %u requests waiting to be taken and answered",
              name.c_str(), message.chunk.totalBytes,
              static_cast<unsigned long long>(kIncomingBytesLimit), kMaxIncomingRequests);
     if (outcome == IncomingRequests::Outcome::Completed)
         requestCallback.call(this);
+}
+
+/// Under incomingLock.
+bool NetCommunicationPipe::raiseRefusalNotice()
+{
+    return incomingBudget && incomingBudget->raiseNotice();
 }
 
 void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net::Packet& packet)
@@ -424,14 +430,13 @@ void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net:
 void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
 {
     IncomingNotifications::Outcome outcome;
-    bool sayRefused = false;
+    bool tell = false;
     {
         std::lock_guard guard(incomingLock);
         outcome = incomingNotifications.accept(message, packet, incomingBudget);
-        sayRefused =
-            outcome == IncomingNotifications::Outcome::Refused && saidNotifyRefused.raise();
+        tell = outcome == IncomingNotifications::Outcome::Refused && raiseRefusalNotice();
     }
-    if (sayRefused)
+    if (tell)
         warn("pipe \"%s\": notifications are dropped because nobody takes them with receiveNotify "
              "and %llu bytes are waiting",
              name.c_str(), static_cast<unsigned long long>(kMaxIncomingNotifyBytes));

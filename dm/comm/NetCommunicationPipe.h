@@ -95,6 +95,7 @@ private:
 
     void reset();
     void leaveBlockedPipes();
+    bool raiseRefusalNotice();
     bool isTextSendable(const char* operation, const char* text);
     zu::InplaceString<128> ask(const RequestArguments& arguments);
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
@@ -112,8 +113,6 @@ private:
     IncomingRequests incomingRequests;
     IncomingNotifications incomingNotifications;
     std::shared_ptr<IncomingBudget> incomingBudget; // the present connection's
-    OnceFlag saidRequestRefused;
-    OnceFlag saidNotifyRefused;
 
     // Under outgoingLock.
     LeafMutex outgoingLock;

@@ -30,8 +30,8 @@ inline constexpr uint32 kSendHighWaterBytes = 256 * 1024;
 inline constexpr uint32 kGatherBytes = 32 * 1024;
 
 /// What one connection may have us keep at a time: requests with the data they claim, and
-/// notifications.
-inline constexpr zu::u64 kIncomingBytesLimit = 1024ull * 1024 * 1024;
+/// notifications. A request with 1 GiB of data fits, with its text and others' beside it.
+inline constexpr zu::u64 kIncomingBytesLimit = (1024ull + 16) * 1024 * 1024;
 
 /// Requests of one pipe that nobody has taken. An honest sender has at most kMessagesPerPass
 /// unanswered ones.

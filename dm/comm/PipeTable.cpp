@@ -58,6 +58,17 @@ NetCommunicationPipe* PipeTable::find(const char* name)
 
 bool PipeTable::exists(const char* name) { return find(name) != nullptr; }
 
+/// Under pipesLock. Whether the other end may make one more.
+bool PipeTable::hasRoom()
+{
+    if (pipes.size() < kMaxPipes)
+        return true;
+    if (saidTooMany.raise())
+        warn("manager \"%s\": other ends cannot make more than %u pipes", manager.getName(),
+             kMaxPipes);
+    return false;
+}
+
 /// Under pipesLock.
 PipeTable::Entry& PipeTable::insert(const char* name)
 {
@@ -75,7 +86,7 @@ PipeTable::OpenResult PipeTable::open(const char* name, bool mayCreate, Connecti
         std::lock_guard guard(pipesLock);
         auto found = pipes.find(name);
         if (found == pipes.end()) {
-            if (!mayCreate || pipes.size() >= kMaxPipes)
+            if (!mayCreate || !hasRoom())
                 return OpenResult::Refused;
             insert(name);
             made = true;

@@ -68,6 +68,7 @@ private:
         bool ready = true; // false while getPipe's create callback runs
     };
 
+    bool hasRoom();
     Entry& insert(const char* name);
     NetCommunicationPipe* findReady(const char* name);
 
@@ -76,6 +77,7 @@ private:
 
     OrderedMutex<LockRank::PipeTable> pipesLock;
     std::map<zu::InplaceString<128>, Entry, NameOrder> pipes; // under pipesLock
+    OnceFlag saidTooMany;                                     // under pipesLock
     uint32 detachedCount = 0;                                 // under pipesLock
 };
 
