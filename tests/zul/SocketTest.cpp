@@ -156,8 +156,8 @@ TEST_F(SocketTest, KeepsTheOrderCorkedLentOrStalled)
 
 TEST_F(SocketTest, CorkedPacketsLeaveTogether)
 {
-    ASSERT_TRUE(connectPair());
     client.setCorked(true);
+    ASSERT_TRUE(connectPair());
     for (int index = 0; index < 10; index++)
         sendText(client, "small");
     EXPECT_EQ(client.pendingSendBytes(), 10u * 18);

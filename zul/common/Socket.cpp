@@ -25,7 +25,6 @@ bool Socket::State::connect(const char* host, u32 port)
 {
     close();
     reason.clear();
-    corked = false;
     if (!host || !*host || port == 0 || port > 0xFFFF) {
         fail("no address to connect to");
         return false;

@@ -240,9 +240,13 @@ Listening listen(const Address& address, std::string& outError)
 {
     int stream = openStream(address);
     int on = 1;
-    // Without it a restarted program waits minutes for its port.
-    if (stream != -1)
+    int off = 0;
+    if (stream != -1) {
+        // Without it a restarted program waits minutes for its port.
         setsockopt(stream, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        // "::" stands for all networks, whatever the system's default. Fails, harmlessly, for IPv4.
+        setsockopt(stream, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+    }
     if (stream == -1 || bind(stream, fromAddress(address), address.size) != 0 ||
         ::listen(stream, SOMAXCONN) != 0)
     {

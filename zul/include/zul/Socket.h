@@ -88,7 +88,7 @@ public:
     bool sendPacket(const Packet* packet);
 
     /// While corked, small packets gather and leave together: by flush, by update, by taking the
-    /// cork out, or when kCorkedBytes are exceeded.
+    /// cork out, or when kCorkedBytes are exceeded. Stays through close and connect.
     void setCorked(bool corked);
 
     /// Tries to send all that is queued. Never waits.
