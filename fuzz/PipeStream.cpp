@@ -59,8 +59,9 @@ private:
         case Response:
             return decode<dm::ResponseMessage>(packet, [](auto&) {});
         case Notify:
-            return decode<dm::NotifyMessage>(
-                packet, [&](auto& message) { note('n', notifications.accept(message, packet, budget)); });
+            return decode<dm::NotifyMessage>(packet, [&](auto& message) {
+                note('n', notifications.accept(message, packet, budget));
+            });
         case Redirect:
             return decode<dm::RedirectMessage>(packet, [](auto&) {});
         case Welcome:

@@ -106,6 +106,23 @@ TEST_F(PipeServer, LastClientToOpenAPipeGivesTheRemoteName)
     EXPECT_STREQ(server->getRemoteName(), "scripted");
 }
 
+TEST_F(PipeServer, PipeTakenFromAStalledClientServesTheNewOne)
+{
+    startWith();
+    dm::CommunicationPipe* pipe = server->getPipe("pipe");
+    ScriptedPeer stalled = ScriptedPeer::attachTo(port, "pipe");
+    Responder responder(pipe, [](auto&&...) { return Answer{"here", someBytes(32 << 20)}; });
+    stalled.send(request("pipe", 0, "read"));
+    stalled.expect(WireMessage::Response);
+    ScriptedPeer fresh = ScriptedPeer::attachTo(port, "other");
+    for (int pass = 0; pass < 30; ++pass) // each fills up the stalled connection a bit more
+        roundTrip(fresh, "other");
+    roundTrip(fresh, "pipe");
+    fresh.send(request("pipe", 1, "read"));
+    EXPECT_EQ(fresh.expectWhole(WireMessage::Response).id, 0u) << "what was being answered";
+    EXPECT_EQ(fresh.expectWhole(WireMessage::Response).id, 1u);
+}
+
 TEST_F(PipeServer, ResponseTextIsRepeatedWithEachChunk)
 {
     startWith();

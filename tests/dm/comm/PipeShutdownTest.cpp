@@ -68,18 +68,20 @@ TEST_F(PipeShutdown, WhileRespondingToAStalledPeer)
 
 TEST_F(PipeShutdown, SixteenBlockedCallersGetNothing)
 {
+    CallCounter arrived; // of each pipe the first eight requests go out at once
     const Ends ends = connectEnds();
-    CallCounter arrived;
-    ends.server->setRequestCallback(arrived.onPipe());
+    dm::CommunicationPipeManager* manager = ends.client->getManager();
     std::vector<std::future<Answer>> askers;
-    for (int i = 0; i < 16; ++i)
-        askers.push_back(std::async(std::launch::async, [pipe = ends.client] {
-            dm::uint32 size = 123;
-            const std::string text =
-                toString(pipe->sendRequest("?", 0, nullptr, 0, &size, nullptr, 0));
-            return Answer{text, "", size};
-        }));
-    ASSERT_TRUE(arrived.reaches(8));
+    for (const char* name : {"pipe", "other"}) {
+        ends.server->getManager()->getPipe(name)->setRequestCallback(arrived.onPipe());
+        for (int i = 0; i < 8; ++i)
+            askers.push_back(std::async(std::launch::async, [pipe = manager->getPipe(name)] {
+                dm::uint32 size = 123;
+                const auto text = pipe->sendRequest("?", 0, nullptr, 0, &size, nullptr, 0);
+                return Answer{toString(text), "", size};
+            }));
+    }
+    ASSERT_TRUE(arrived.reaches(16));
     closeSoon();
     for (std::future<Answer>& asker : askers) {
         const Answer answer = asker.get();

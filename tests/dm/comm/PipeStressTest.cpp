@@ -169,6 +169,7 @@ TEST_F(PipeStress, ManagersCloseAtAnyMoment)
         dm::CommunicationPipe* pipe = startClient(portOf(server))->getPipe("pipe");
         server->getPipe("pipe");
         auto answer = askAside(pipe, "question", someBytes(1 << 20));
+        ASSERT_TRUE(waitUntil([&] { return dm::getTransferProgress(pipe).active; }));
         std::this_thread::sleep_for(std::chrono::microseconds(dice(3000)));
         const std::array<const char*, 2> names = {"server", "client"};
         const auto first = dice(2);

@@ -180,11 +180,12 @@ TEST_F(RequestReassembly, ANewConnectionAbortsTheRequestBeingAnswered)
 TEST_F(RequestReassembly, DataIsLimitedByConnectionAndGivenBack)
 {
     WireMessage huge = request("pipe", 0, "write", "x");
-    huge.total = 1u << 30;
+    huge.total = dm::kIncomingBytesLimit - 4096;
     EXPECT_EQ(feed(huge), RequestOutcome::Stored);
-    EXPECT_EQ(feed(request("pipe", 1, "write", "x")), RequestOutcome::Refused);
+    const WireMessage small = request("pipe", 1, "write", std::string(5000, 'x'));
+    EXPECT_EQ(feed(small), RequestOutcome::Refused);
     requests.reset();
-    EXPECT_EQ(feed(request("pipe", 1, "write", "x")), RequestOutcome::Completed);
+    EXPECT_EQ(feed(small), RequestOutcome::Completed);
 }
 
 TEST_F(NotifyReassembly, ChunkEndsAtItsFirstZero)
@@ -224,6 +225,18 @@ TEST_F(NotifyReassembly, ANewConnectionKeepsWholeTextsAndForgetsHalves)
     EXPECT_EQ(take(), "unread");
     EXPECT_EQ(take(), "new");
     EXPECT_EQ(take(), "newer");
+}
+
+TEST_F(NotifyReassembly, ARefusedTextIsSkippedToItsEnd)
+{
+    const WireMessage refused = notify("pipe", 0, "refused");
+    ASSERT_TRUE(budget->tryReserve(dm::kIncomingBytesLimit));
+    EXPECT_EQ(feed(piece(refused, 0, 3)), NotifyOutcome::Refused);
+    budget->release(dm::kIncomingBytesLimit);
+    EXPECT_EQ(feed(piece(refused, 3, 4)), NotifyOutcome::Stored);
+    EXPECT_EQ(take(), "(none)");
+    EXPECT_EQ(feed(notify("pipe", 1, "next")), NotifyOutcome::Completed);
+    EXPECT_EQ(take(), "next") << "and is not held back";
 }
 
 TEST_F(NotifyReassembly, PacketsThatCouldNeverCompleteAreRefused)
