@@ -20,7 +20,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -83,7 +82,7 @@ tool::Reply answer(const fs::path& folder, const std::string& request)
 
 int serve(const fs::path& folder, int port)
 {
-    zu::Interrupt& interrupt = zu::Interrupt::get();
+    zu::Interrupt::get();
     tool::PipeService service({[](const tool::Notification&) {},
                                [&](const tool::Request& request) {
                                    std::printf("asked: %s\n",
@@ -103,13 +102,8 @@ int serve(const fs::path& folder, int port)
     std::printf("serving %s on %s:%u\n", folder.c_str(), address.c_str(), actualPort);
     std::fflush(stdout);
 
-    std::thread worker([&] { service.serve(0); });
-    constexpr zu::u32 kLongMs = 60 * 1000;
-    while (!interrupt.waitFor(kLongMs)) {
-    }
-    service.stop();
+    service.run(0);
     dm::deinitCommunicationManager(kManagerName);
-    worker.join();
     return 0;
 }
 

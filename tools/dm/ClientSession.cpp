@@ -4,6 +4,8 @@
 #include "tools/dm/Flush.h"
 #include "tools/dm/Text.h"
 
+#include <zul/Thread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -56,7 +58,10 @@ void ClientSession::run(const std::function<void(dm::CommunicationPipe&)>& work)
     try {
         waitUntil([&] { return isDone.load(); });
     } catch (...) {
-        // Wakes the worker out of whatever it waits for on the pipe.
+        // Closing wakes the worker out of its request, but it must have got that far: the pipe must
+        // not go from under a call that is only about to begin.
+        while (!isDone && !dm::getTransferProgress(pipe).active)
+            zu::yieldThread();
         close();
         worker.join();
         throw;

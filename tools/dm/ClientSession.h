@@ -39,8 +39,8 @@ public:
     dm::CommunicationPipe& getPipe() { return *pipe; }
     dm::ConnectionStatus status() const;
 
-    /// Runs blocking work on the pipe to its end. Throws ToolError when it is interrupted or
-    /// patience runs out; the pipe is closed then, which ends the work.
+    /// Runs one sendRequest on the pipe to its end, and what is around it. Throws ToolError when it
+    /// is interrupted or patience runs out; the pipe is closed then, which ends the work.
     void run(const std::function<void(dm::CommunicationPipe&)>& work);
 
     /// Waits until the condition holds; throws as run does.

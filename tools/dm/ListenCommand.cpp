@@ -10,12 +10,9 @@
 #include <zul/Terminal.h>
 
 #include <CLI/CLI.hpp>
-#include <atomic>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 namespace tool {
 
@@ -98,37 +95,12 @@ struct ManagerGuard
     ManagerGuard& operator=(const ManagerGuard&) = delete;
 };
 
-// The main thread waits for the end and closes the manager; the work is done on another, which
-// that wakes from an answer nobody reads.
-ExitCode serveUntilDone(PipeService& service, const ListenOptions& options)
+// What the last asker has not got yet must not be lost with the manager.
+void flush()
 {
-    zu::Interrupt& interrupt = zu::Interrupt::get();
-    std::atomic<bool> isDone{false};
-    std::exception_ptr failure;
-    std::thread worker([&] {
-        try {
-            service.serve(options.count);
-        } catch (...) {
-            failure = std::current_exception();
-        }
-        isDone = true;
-        interrupt.notify();
-    });
-    constexpr zu::u32 kLongMs = 60 * 1000;
-    while (!isDone && !interrupt.isRaised())
-        interrupt.waitFor(kLongMs);
-    if (isDone)
-        for (int round = 0; round < kFlushRounds && !interrupt.isRaised(); ++round)
-            if (flushManager(kManagerName, kFlushMs))
-                break;
-    service.stop();
-    dm::deinitCommunicationManager(kManagerName);
-    worker.join();
-    if (failure != nullptr)
-        std::rethrow_exception(failure);
-    if (interrupt.isRaised())
-        throw ToolError(ExitCode::Interrupted, "interrupted");
-    return ExitCode::Ok;
+    for (int round = 0; round < kFlushRounds && !zu::Interrupt::get().isRaised(); ++round)
+        if (flushManager(kManagerName, kFlushMs))
+            return;
 }
 
 ExitCode listen(const ListenOptions& options)
@@ -156,7 +128,10 @@ ExitCode listen(const ListenOptions& options)
     dm::uint32 port = 0;
     const std::string address = manager->getHost(&port);
     printer.listening(address, static_cast<int>(port));
-    return serveUntilDone(service, options);
+    if (!service.run(options.count))
+        throw ToolError(ExitCode::Interrupted, "interrupted");
+    flush();
+    return ExitCode::Ok;
 }
 
 } // namespace

@@ -1,8 +1,13 @@
 #include "tools/dm/PipeService.h"
 
+#include "tools/dm/ExitCode.h"
 #include "tools/dm/Text.h"
 
-#include <algorithm>
+#include <zul/Interrupt.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
 #include <utility>
 
 namespace tool {
@@ -54,18 +59,61 @@ void PipeService::forgetRequests()
     std::erase(arrived, Event::Request);
 }
 
+bool PipeService::run(unsigned long limit)
+{
+    constexpr zu::u32 kLongMs = 60 * 1000;
+    zu::Interrupt& interrupt = zu::Interrupt::get();
+    std::thread worker([&] { serve(limit); });
+    const auto isServing = [this] {
+        const std::lock_guard lock(mutex);
+        return !hasEnded;
+    };
+    while (isServing() && !interrupt.waitFor(kLongMs)) {
+    }
+    const bool isInterrupted = isServing();
+    if (isInterrupted)
+        awaitEnd();
+    worker.join();
+    if (failure != nullptr)
+        std::rethrow_exception(failure);
+    return !isInterrupted;
+}
+
+void PipeService::awaitEnd()
+{
+    constexpr std::chrono::seconds kLongestGoodbye{1};
+    std::unique_lock lock(mutex);
+    isStopped = true;
+    changed.notify_all();
+    // Still answering somebody who does not read. Destroying the manager would end that, but only
+    // for a thread that is surely inside respond by now, which cannot be known from here.
+    if (!changed.wait_for(lock, kLongestGoodbye, [this] { return hasEnded; }))
+        std::quick_exit(static_cast<int>(ExitCode::Interrupted));
+}
+
 void PipeService::serve(unsigned long limit)
 {
-    unsigned long handled = 0;
-    while (limit == 0 || handled < limit) {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [this] { return isStopped || !arrived.empty(); });
-        if (isStopped)
-            return;
-        lock.unlock();
-        if (handleNext())
-            ++handled;
+    std::exception_ptr thrown;
+    try {
+        for (unsigned long handled = 0; limit == 0 || handled < limit;) {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [this] { return isStopped || !arrived.empty(); });
+            if (isStopped)
+                break;
+            lock.unlock();
+            if (handleNext())
+                ++handled;
+        }
+    } catch (...) {
+        thrown = std::current_exception();
     }
+    {
+        const std::lock_guard lock(mutex);
+        failure = thrown;
+        hasEnded = true;
+    }
+    changed.notify_all();
+    zu::Interrupt::get().notify();
 }
 
 bool PipeService::handleNext()
@@ -91,18 +139,13 @@ bool PipeService::handleNext()
     pipe->getRequestData(&data, &request.dataSize);
     request.data = data;
     const Reply reply = handlers.requested(request);
+    lock.lock();
+    if (isStopped)
+        return false;
+    lock.unlock();
     pipe->respond(reply.text.c_str(), reply.data.empty() ? nullptr : reply.data.data(),
                   static_cast<dm::uint32>(reply.data.size()));
     return true;
-}
-
-void PipeService::stop()
-{
-    {
-        const std::lock_guard lock(mutex);
-        isStopped = true;
-    }
-    changed.notify_one();
 }
 
 } // namespace tool

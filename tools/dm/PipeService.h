@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -34,10 +35,10 @@ struct Reply
 /// Serves one pipe: takes what arrives in the order it completed, and answers one request before
 /// it takes the next.
 ///
-/// The pipe's callbacks, which run on the manager's thread, only note what arrived; serve does the
-/// work on the thread that calls it.
+/// The pipe's callbacks, which run on the manager's thread, only note what arrived. The manager
+/// must live until run has returned.
 ///
-/// Threads: any for stop; serve on one.
+/// Threads: the main thread's, which waits for interrupts.
 class PipeService
 {
 public:
@@ -55,11 +56,12 @@ public:
     /// Makes the manager's pipe of that name and listens to it from its first message on.
     void open(dm::CommunicationPipeManager& manager, const char* pipeName);
 
-    /// Handles events until stop or until `limit` of them are done; 0 for no limit. Blocks while
-    /// an asker does not read its answer; deinitialising the manager ends that.
-    void serve(unsigned long limit);
-
-    void stop();
+    /// Handles `limit` events, or 0 for any number, until the program is interrupted. False when
+    /// it was. Rethrows what a handler throws.
+    ///
+    /// The work is done on a thread of its own, because an answer that its asker does not read
+    /// holds that thread for as long as it likes. An interrupt then ends the process.
+    bool run(unsigned long limit);
 
 private:
     enum class Event
@@ -68,6 +70,8 @@ private:
         Request
     };
 
+    void serve(unsigned long limit);
+    void awaitEnd();
     void note(Event event);
     void forgetRequests();
     bool handleNext();
@@ -81,6 +85,8 @@ private:
     std::condition_variable changed;
     std::deque<Event> arrived;
     bool isStopped = false;
+    bool hasEnded = false;
+    std::exception_ptr failure;
 };
 
 } // namespace tool

@@ -1,0 +1,190 @@
+#include "tools/ToolFixture.h"
+
+namespace {
+
+using CommandLine = ToolFixture;
+using Call = ToolFixture;
+using Notify = ToolFixture;
+
+std::string binary(size_t size)
+{
+    std::string bytes(size, '\0');
+    std::mt19937 random(7);
+    for (size_t at = 0; at + 1 < size; at += 2) // every other byte stays zero
+        bytes[at] = static_cast<char>(random());
+    return bytes;
+}
+
+TEST_F(CommandLine, MistakesExitWith2AndSaySoOnStandardError)
+{
+    const std::vector<Words> mistakes = {
+        {},
+        {"shout"},
+        {"pipes"},
+        {"call", "127.0.0.1:1", "chat"},
+        {"call", "127.0.0.1", "chat", "text"},
+        {"call", "127.0.0.1:0", "chat", "text"},
+        {"call", "127.0.0.1:1", "chat", ""},
+        {"call", "127.0.0.1:1", "chat", std::string(100 * 1000, 'x'), "--value", "-1"},
+        {"call", "127.0.0.1:1", "chat", "text", "--timeout", "5"},
+        {"call", "127.0.0.1:1", "chat", "text", "--format", "json", "--out", "-"},
+        {"listen", "65536", "chat"},
+        {"listen", "0", "chat", "--answer", "a", "--exec", "b"},
+    };
+    for (const Words& words : mistakes) {
+        const Outcome outcome = dm(words);
+        EXPECT_EQ(outcome.exitCode, 2) << ::testing::PrintToString(words);
+        EXPECT_EQ(outcome.output, "") << ::testing::PrintToString(words);
+        EXPECT_NE(outcome.errors, "") << ::testing::PrintToString(words);
+    }
+}
+
+TEST_F(CommandLine, TellsVersionsAndHelpOnStandardOutput)
+{
+    EXPECT_EQ(dm({"--version"}).output.substr(0, 3), "dm ");
+    EXPECT_EQ(dm({"pipes", "--version"}).output.substr(0, 16), "pipe protocol 2\n");
+    const Outcome help = dm({"listen", "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_NE(help.output.find("ZUL_LISTEN_ADDRESS"), std::string::npos);
+    EXPECT_NE(help.output.find("Exit codes"), std::string::npos);
+}
+
+TEST_F(Call, RoundTripsDataOfAnySizeAndContentThroughFiles)
+{
+    listen({"--exec", "cat"});
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{65536}, size_t{5'000'001}}) {
+        const std::string in = write("in", binary(size));
+        const Outcome outcome = call("echo", {"--data", in, "--out", path("out")});
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        EXPECT_EQ(outcome.output, "ok\n");
+        EXPECT_EQ(read("out"), read("in"));
+    }
+    EXPECT_EQ(filesInFolder(), 2u); // no temporary stays
+
+    const std::string bytes = binary(300'000);
+    EXPECT_EQ(call("echo", {"--data", "-", "--out", "-"}, bytes).output, bytes);
+}
+
+TEST_F(Call, PrintsOneJsonObject)
+{
+    listen({"--exec", "printf 'a\\0\\377'"});
+    auto answer = nlohmann::json::parse(call("text", {"--format", "json"}).output);
+    EXPECT_EQ(answer["text"], "ok");
+    EXPECT_EQ(answer["size"], 3);
+    EXPECT_EQ(answer["data"], "YQD/");
+
+    answer = nlohmann::json::parse(call("text", {"--format", "json", "--out", path("out")}).output);
+    EXPECT_EQ(answer["out"], path("out"));
+    EXPECT_FALSE(answer.contains("data"));
+
+    listen({"--exec", "head -c 2000000 /dev/zero"});
+    const Outcome tooMuch = call("text", {"--format", "json"});
+    EXPECT_EQ(tooMuch.exitCode, 7);
+    EXPECT_EQ(tooMuch.output, "");
+}
+
+TEST_F(Call, FileErrorsExitWith7BeforeAnythingIsAsked)
+{
+    listen();
+    const std::vector<Words> cases = {
+        {"--data", path("missing")},
+        {"--data", folder.string()},
+        {"--out", folder.string()},
+        {"--out", path("no/such/folder")},
+    };
+    for (const Words& options : cases) {
+        const Outcome outcome = call("text", options);
+        EXPECT_EQ(outcome.exitCode, 7) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(options[1]), std::string::npos) << outcome.errors;
+    }
+    listener->interrupt();
+    EXPECT_EQ(listener->readRest(), "");
+}
+
+TEST_F(Call, NothingListeningExitsWith3)
+{
+    {
+        const GreetingProgram program; // its port is free again behind the brace
+        address = program.address();
+    }
+    const Outcome outcome = call("text", {"--timeout", "300ms", "--out", path("out")});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find(address), std::string::npos) << outcome.errors;
+    EXPECT_EQ(filesInFolder(), 0u);
+}
+
+TEST_F(Call, AStoppedProgramExitsWith8AndLeavesTheOldFile)
+{
+    listen();
+    listener->pause();
+    write("out", "old");
+    const Outcome outcome = call("text", {"--timeout", "500ms", "--out", path("out")});
+    EXPECT_EQ(outcome.exitCode, 8) << outcome.errors;
+    EXPECT_EQ(read("out"), "old");
+    EXPECT_EQ(filesInFolder(), 1u);
+}
+
+TEST_F(Call, APipeThatIsNotThereExitsWith8AndIsNamed)
+{
+    listen();
+    const Outcome outcome = dm({"call", address, "no-such-pipe", "text", "--timeout", "500ms"});
+    EXPECT_EQ(outcome.exitCode, 8);
+    EXPECT_NE(outcome.errors.find("no-such-pipe"), std::string::npos) << outcome.errors;
+}
+
+TEST_F(Call, AnotherProtocolVersionExitsWith5)
+{
+    GreetingProgram program;
+    ChildProcess tool(command({"call", program.address(), "chat", "text", "--timeout", "60s"}));
+    program.greet(3);
+    EXPECT_EQ(tool.wait(), 5);
+    const std::string errors = tool.readErrorRest();
+    EXPECT_NE(errors.find("version 3"), std::string::npos) << errors;
+}
+
+TEST_F(Call, ALostConnectionExitsWith4WhenItDoesNotComeBack)
+{
+    auto program = std::make_unique<GreetingProgram>();
+    ChildProcess tool(command({"call", program->address(), "chat", "text", "--timeout", "2s"}));
+    program->greet(2);
+    program.reset();
+    EXPECT_EQ(tool.wait(), 4);
+}
+
+TEST_F(Call, IsAnsweredByAProgramThatComesBack)
+{
+    auto program = std::make_unique<GreetingProgram>();
+    ChildProcess tool(command({"call", program->address(), "chat", "text", "--timeout", "60s"}));
+    program->greet(2);
+    const std::string port = portOf(program->address());
+    program.reset();
+    EXPECT_NE(tool.readErrorLine().value_or("").find("lost the connection"), std::string::npos);
+    listen({"--answer", "back again"}, port);
+    EXPECT_EQ(tool.readLine(), "back again");
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(Call, CtrlCExitsWith130AndLeavesNoFile)
+{
+    GreetingProgram program;
+    ChildProcess tool(command(
+        {"call", program.address(), "chat", "text", "--timeout", "60s", "--out", path("out")}));
+    program.greet(2); // from here on it waits for an answer
+    tool.interrupt();
+    EXPECT_EQ(tool.wait(), 130);
+    EXPECT_EQ(filesInFolder(), 0u);
+}
+
+TEST_F(Notify, EndsOnlyWhenTheNotificationIsOut)
+{
+    listen({"--count", "20"});
+    for (int value = 1; value <= 20; ++value) {
+        const Outcome outcome =
+            dm({"notify", address, "chat", "note", "--value", std::to_string(value)});
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        EXPECT_EQ(listener->readLine(), "notify " + std::to_string(value) + " note");
+    }
+    EXPECT_EQ(listener->wait(), 0);
+}
+
+} // namespace

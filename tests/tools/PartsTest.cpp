@@ -1,0 +1,80 @@
+#include "tools/dm/Arguments.h"
+#include "tools/dm/ExitCode.h"
+#include "tools/dm/InactivityClock.h"
+#include "tools/dm/ProgressMeter.h"
+#include "tools/dm/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(Address, ReadsHostAndPort)
+{
+    EXPECT_EQ(tool::parseAddress("localhost:1").host, "localhost");
+    EXPECT_EQ(tool::parseAddress("10.0.0.7:65535").port, 65535);
+    EXPECT_EQ(tool::parseAddress("[::1]:3500").host, "::1");
+    EXPECT_EQ(tool::parseAddress("[::1]:3500").toString(), "[::1]:3500");
+    for (const char* bad : {"", ":", "host", "host:", ":3500", "host:0", "host:65536", "host:-1",
+                            "host:80x", "::1:3500", "[]:1", "host:99999999999"})
+        EXPECT_THROW(tool::parseAddress(bad), tool::ToolError) << bad;
+}
+
+TEST(Duration, NeedsANumberAndItsUnit)
+{
+    EXPECT_EQ(tool::parseDuration("250ms"), 250ms);
+    EXPECT_EQ(tool::parseDuration("5s"), 5s);
+    EXPECT_EQ(tool::parseDuration("1.5s"), 1500ms);
+    EXPECT_EQ(tool::parseDuration("2m"), 2min);
+    for (const char* bad :
+         {"", "5", "s", "-5s", "0s", "5h", "5 s", "inf s", "nans", "1e9s", "9999999m"})
+        EXPECT_THROW(tool::parseDuration(bad), tool::ToolError) << bad;
+}
+
+TEST(Text, ControlsAreSpelledOutAndOtherTextIsKept)
+{
+    EXPECT_EQ(tool::escapeControls("a\x1b[31m\r\n\t\x7f"), "a\\x1b[31m\\x0d\\n\\t\\x7f");
+    EXPECT_EQ(tool::escapeControls("\xC2\x9B"
+                                   "31m"),
+              "\\xc2\\x9b31m"); // an escape sequence too
+    EXPECT_EQ(tool::escapeControls("gr\xC3\xBC\xC3\x9F"), "gr\xC3\xBC\xC3\x9F");
+    EXPECT_EQ(tool::escapeForTerminal("a\n\tb\x1b"), "a\n\tb\\x1b");
+}
+
+TEST(Text, Base64PadsEveryLength)
+{
+    EXPECT_EQ(tool::toBase64("", 0), "");
+    EXPECT_EQ(tool::toBase64("f", 1), "Zg==");
+    EXPECT_EQ(tool::toBase64("fo", 2), "Zm8=");
+    EXPECT_EQ(tool::toBase64("foobar", 6), "Zm9vYmFy");
+}
+
+TEST(InactivityClock, StartsAnewWithEverySignOfLife)
+{
+    const auto start = tool::InactivityClock::Clock::now();
+    tool::InactivityClock clock(500ms, start);
+    for (std::chrono::milliseconds passed = 100ms; passed < 10s; passed += 100ms)
+        clock.look(passed % 400ms == 0ms, start + passed);
+    EXPECT_FALSE(clock.isExpired()); // a slow transfer that moves
+    for (std::chrono::milliseconds passed = 10s; passed <= 10s + 500ms; passed += 100ms)
+        clock.look(false, start + passed);
+    EXPECT_TRUE(clock.isExpired());
+}
+
+TEST(InactivityClock, DoesNotCountTimeThatTheToolItselfWasStopped)
+{
+    const auto start = tool::InactivityClock::Clock::now();
+    tool::InactivityClock clock(500ms, start);
+    clock.look(false, start + 1h);
+    EXPECT_FALSE(clock.isExpired());
+}
+
+TEST(ProgressMeter, DescribesBytesSpeedAndTimeLeft)
+{
+    EXPECT_EQ(tool::describeProgress(12'600'000, 268'435'456, true, 0.5),
+              "12.6 MB of 268.4 MB received, 25.2 MB/s, 10 s left");
+    EXPECT_EQ(tool::describeProgress(10, 4'294'967'295u, false, 0), "10 bytes of 4.3 GB sent");
+}
+
+} // namespace
