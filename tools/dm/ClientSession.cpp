@@ -1,7 +1,6 @@
 #include "tools/dm/ClientSession.h"
 
 #include "tools/dm/ExitCode.h"
-#include "tools/dm/Flush.h"
 #include "tools/dm/Text.h"
 
 #include <zul/Thread.h>
@@ -80,7 +79,7 @@ void ClientSession::waitUntil(const std::function<bool()>& condition)
 
 void ClientSession::flush()
 {
-    waitUntil([] { return flushManager(kManagerName, kLookMs); });
+    waitUntil([] { return dm::flushCommunicationManager(kManagerName, kLookMs); });
 }
 
 void ClientSession::look()

@@ -2,7 +2,6 @@
 #include "tools/dm/Commands.h"
 #include "tools/dm/CommonOptions.h"
 #include "tools/dm/Files.h"
-#include "tools/dm/Flush.h"
 #include "tools/dm/PipeService.h"
 #include "tools/dm/Text.h"
 
@@ -99,7 +98,7 @@ struct ManagerGuard
 void flush()
 {
     for (int round = 0; round < kFlushRounds && !zu::Interrupt::get().isRaised(); ++round)
-        if (flushManager(kManagerName, kFlushMs))
+        if (dm::flushCommunicationManager(kManagerName, kFlushMs))
             return;
 }
 

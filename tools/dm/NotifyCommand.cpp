@@ -21,8 +21,12 @@ ExitCode notify(const NotifyOptions& options)
 {
     ClientSession session(options.session);
     dm::CommunicationPipe& pipe = session.getPipe();
-    session.waitUntil([&] { return pipe.sendNotify(options.text.c_str(), options.value); });
-    const dm::uint32 connection = session.status().connections;
+    // The connection it goes out on, noted first: another one by then would show below.
+    dm::uint32 connection = 0;
+    session.waitUntil([&] {
+        connection = session.status().connections;
+        return pipe.sendNotify(options.text.c_str(), options.value);
+    });
     session.flush();
     // A lost connection takes with it what was still on its way.
     const dm::ConnectionStatus status = session.status();
