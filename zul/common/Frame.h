@@ -56,8 +56,8 @@ struct PacketAccess
 
     static const u8* lentBytes(const Packet& packet, u32& outBytes)
     {
-        outBytes = packet.m_lentSize;
-        return packet.m_lent;
+        outBytes = packet.lentSize;
+        return packet.lentBytes;
     }
 };
 

@@ -13,57 +13,57 @@ static constexpr u32 kBulkBlockBytes = 256 * 1024;
 
 std::span<u8> FrameDecoder::space()
 {
-    if (m_begin == m_end && !m_lent)
-        m_begin = m_end = 0;
-    if (m_capacity == 0)
+    if (first == last && !frameIsOut)
+        first = last = 0;
+    if (roomBytes == 0)
         relocate(kFirstBlockBytes);
-    else if (m_filled && m_capacity < kBulkBlockBytes)
-        relocate(m_capacity * 2);
-    else if (m_capacity - m_end < m_capacity / 2 && hasRoomByMoving())
-        relocate(m_capacity);
-    if (m_end == m_capacity && status() == Status::Incomplete)
-        relocate(m_capacity * 2);
-    m_filled = false;
-    return {m_block.get() + m_end, m_capacity - m_end};
+    else if (filled && roomBytes < kBulkBlockBytes)
+        relocate(roomBytes * 2);
+    else if (roomBytes - last < roomBytes / 2 && hasRoomByMoving())
+        relocate(roomBytes);
+    if (last == roomBytes && status() == Status::Incomplete)
+        relocate(roomBytes * 2);
+    filled = false;
+    return {block.get() + last, roomBytes - last};
 }
 
 // Moving many unread frames for a little room, again and again, would cost more than it brings.
 // The rest of one frame has to move some time, and only once.
 bool FrameDecoder::hasRoomByMoving() const
 {
-    return m_begin > 0 && (m_end - m_begin <= m_capacity / 2 || status() == Status::Incomplete);
+    return first > 0 && (last - first <= roomBytes / 2 || status() == Status::Incomplete);
 }
 
 void FrameDecoder::relocate(u32 capacity)
 {
-    u32 bytes = m_end - m_begin;
-    if (capacity == m_capacity && !m_lent)
-        std::memmove(m_block.get(), m_block.get() + m_begin, bytes);
+    u32 bytes = last - first;
+    if (capacity == roomBytes && !frameIsOut)
+        std::memmove(block.get(), block.get() + first, bytes);
     else {
-        auto block = std::make_unique_for_overwrite<u8[]>(capacity);
+        auto moved = std::make_unique_for_overwrite<u8[]>(capacity);
         if (bytes > 0)
-            std::memcpy(block.get(), m_block.get() + m_begin, bytes);
+            std::memcpy(moved.get(), block.get() + first, bytes);
         // Only the first block after a frame was given out holds it.
-        if (m_lent && !m_retired)
-            m_retired = std::move(m_block);
-        m_block = std::move(block);
-        m_capacity = capacity;
+        if (frameIsOut && !retired)
+            retired = std::move(block);
+        block = std::move(moved);
+        roomBytes = capacity;
     }
-    m_begin = 0;
-    m_end = bytes;
+    first = 0;
+    last = bytes;
 }
 
 void FrameDecoder::commit(u32 bytes)
 {
-    assert(bytes <= m_capacity - m_end);
-    m_end += bytes;
-    m_filled = m_end == m_capacity;
+    assert(bytes <= roomBytes - last);
+    last += bytes;
+    filled = last == roomBytes;
 }
 
 FrameDecoder::Status FrameDecoder::status() const
 {
-    u32 bytes = m_end - m_begin;
-    const u8* header = m_block.get() + m_begin;
+    u32 bytes = last - first;
+    const u8* header = block.get() + first;
     for (u32 index = 0; index < std::min(bytes, 2u); index++) {
         if (header[index] != kFrameMagic[index])
             return Status::Malformed;
@@ -78,30 +78,30 @@ FrameDecoder::Status FrameDecoder::status() const
 
 FrameDecoder::Status FrameDecoder::next(Frame& out)
 {
-    m_lent = false;
-    m_retired.reset();
+    frameIsOut = false;
+    retired.reset();
     Status found = status();
     if (found == Status::Complete) {
-        u8* header = m_block.get() + m_begin;
+        u8* header = block.get() + first;
         out = {load16(header + 2), header + kFrameHeaderBytes, load32(header + 4)};
-        m_begin += kFrameHeaderBytes + out.payloadBytes;
-        m_lent = true;
+        first += kFrameHeaderBytes + out.payloadBytes;
+        frameIsOut = true;
     }
     return found;
 }
 
 void FrameDecoder::clear()
 {
-    if (m_lent && !m_retired)
-        m_retired = std::move(m_block);
-    m_block.reset();
-    m_capacity = m_begin = m_end = 0;
-    m_filled = false;
+    if (frameIsOut && !retired)
+        retired = std::move(block);
+    block.reset();
+    roomBytes = first = last = 0;
+    filled = false;
 }
 
 void FrameDecoder::trim()
 {
-    if (m_begin == m_end && !m_lent)
+    if (first == last && !frameIsOut)
         clear();
 }
 

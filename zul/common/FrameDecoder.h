@@ -44,19 +44,19 @@ public:
     // Gives the memory back, unless bytes or the last frame are in it.
     void trim();
 
-    u32 capacity() const { return m_capacity; }
+    u32 capacity() const { return roomBytes; }
 
 private:
     bool hasRoomByMoving() const;
     void relocate(u32 capacity);
 
-    std::unique_ptr<u8[]> m_block;
-    std::unique_ptr<u8[]> m_retired; // holds the frame given out last, after a move
-    u32 m_capacity = 0;
-    u32 m_begin = 0;       // first byte not given out
-    u32 m_end = 0;         // behind the last byte received
-    bool m_lent = false;   // a frame is out
-    bool m_filled = false; // the last receive took all the space: there is more to come
+    std::unique_ptr<u8[]> block;
+    std::unique_ptr<u8[]> retired; // holds the frame given out last, after a move
+    u32 roomBytes = 0;
+    u32 first = 0;           // first byte not given out
+    u32 last = 0;            // behind the last byte received
+    bool frameIsOut = false; // a frame is out
+    bool filled = false;     // the last receive took all the space: there is more to come
 };
 
 } // namespace net

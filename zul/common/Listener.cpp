@@ -52,19 +52,19 @@ struct Listener::State
 };
 
 Listener::Listener(int port)
-    : m_state(std::make_unique<State>())
-    , m_port(static_cast<u32>(port))
+    : listening(std::make_unique<State>())
+    , portInUse(static_cast<u32>(port))
 {
     std::string address = chosenListenAddress();
     std::string error = "no port of TCP";
     if (port >= 0 && port <= 0xFFFF) {
-        auto addresses = tcp::numericAddresses(address.c_str(), m_port);
+        auto addresses = tcp::numericAddresses(address.c_str(), portInUse);
         error = "not a numeric address";
         if (!addresses.empty())
-            m_state->listening = tcp::listen(addresses.front(), error);
+            listening->listening = tcp::listen(addresses.front(), error);
     }
     if (isListening())
-        m_port = m_state->listening.port;
+        portInUse = listening->listening.port;
     else
         std::fprintf(stderr, "net: cannot listen on %s port %d: %s\n", address.c_str(), port,
                      error.c_str());
@@ -72,7 +72,7 @@ Listener::Listener(int port)
 
 Listener::~Listener() = default;
 
-bool Listener::isListening() const { return m_state->listening.handle != tcp::kNoHandle; }
+bool Listener::isListening() const { return listening->listening.handle != tcp::kNoHandle; }
 
 void Listener::update()
 {
@@ -84,7 +84,7 @@ Socket* Listener::pollConnect()
     if (!isListening())
         return nullptr;
     tcp::Address peer;
-    tcp::Attempt accepted = tcp::accept(m_state->listening, peer);
+    tcp::Attempt accepted = tcp::accept(listening->listening, peer);
     if (accepted.outcome == tcp::Outcome::Failed)
         reportRefusal();
     if (accepted.outcome != tcp::Outcome::Done)
@@ -96,17 +96,17 @@ Socket* Listener::pollConnect()
 
 void Listener::reportRefusal()
 {
-    m_refusedCount++;
-    if (m_state->refusalReported)
+    refusedCount++;
+    if (listening->refusalReported)
         return;
-    m_state->refusalReported = true;
-    std::fprintf(stderr, "net: port %u refuses connections: no descriptor left\n", m_port);
+    listening->refusalReported = true;
+    std::fprintf(stderr, "net: port %u refuses connections: no descriptor left\n", portInUse);
 }
 
 zu::WaitHandle Listener::getWaitHandle() const
 {
     zu::WaitHandle handle;
-    handle.native = m_state->listening.handle;
+    handle.native = listening->listening.handle;
     return handle;
 }
 

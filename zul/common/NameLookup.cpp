@@ -10,8 +10,8 @@ std::shared_ptr<const NameLookup> NameLookup::start(const char* host, u32 port)
     auto lookup = std::make_shared<NameLookup>();
     try {
         std::thread thread([lookup, name = std::string(host), port] {
-            lookup->m_addresses = tcp::resolve(name.c_str(), port, lookup->m_error);
-            lookup->m_done.store(true, std::memory_order_release);
+            lookup->foundAddresses = tcp::resolve(name.c_str(), port, lookup->failure);
+            lookup->done.store(true, std::memory_order_release);
         });
         thread.detach();
     } catch (const std::system_error&) {

@@ -20,16 +20,16 @@ public:
     // Null when the system has no thread left.
     static std::shared_ptr<const NameLookup> start(const char* host, u32 port);
 
-    bool isDone() const { return m_done.load(std::memory_order_acquire); }
+    bool isDone() const { return done.load(std::memory_order_acquire); }
 
     // Once done: the addresses, or why there are none.
-    const std::vector<tcp::Address>& addresses() const { return m_addresses; }
-    const std::string& error() const { return m_error; }
+    const std::vector<tcp::Address>& addresses() const { return foundAddresses; }
+    const std::string& error() const { return failure; }
 
 private:
-    std::vector<tcp::Address> m_addresses; // the thread's own until done
-    std::string m_error;
-    std::atomic<bool> m_done{false};
+    std::vector<tcp::Address> foundAddresses; // the thread's own until done
+    std::string failure;
+    std::atomic<bool> done{false};
 };
 
 } // namespace net

@@ -12,9 +12,9 @@ namespace net {
 static constexpr u64 kMaxWrittenBytes = 0x40000000;
 
 Packet::Packet(int id)
-    : m_id(id)
-    , m_capacity(kInlineBytes - kHeaderBytes)
-    , m_payload(m_inline + kHeaderBytes)
+    : packetId(id)
+    , roomBytes(kInlineBytes - kHeaderBytes)
+    , payload(inlineBytes + kHeaderBytes)
 {
     static_assert(kHeaderBytes == kFrameHeaderBytes);
     assert(id >= 0 && id <= 0xFFFF && "the frame has 16 bits for the id");
@@ -25,32 +25,32 @@ Packet::~Packet() = default;
 void Packet::reset(int id)
 {
     assert(id >= 0 && id <= 0xFFFF && "the frame has 16 bits for the id");
-    m_id = id;
-    m_failed = false;
-    m_position = m_ownSize = m_lentSize = 0;
-    m_lent = nullptr;
-    if (m_viewing) {
-        m_viewing = false;
-        m_payload = (m_heap ? m_heap.get() : m_inline) + kHeaderBytes;
+    packetId = id;
+    failed = false;
+    cursor = ownSize = lentSize = 0;
+    lentBytes = nullptr;
+    if (viewing) {
+        viewing = false;
+        payload = (heap ? heap.get() : inlineBytes) + kHeaderBytes;
     }
 }
 
 // Room for size bytes at the position, which moves behind them. Null when that is not allowed.
 u8* Packet::place(u32 size)
 {
-    u64 end = u64{m_position} + size;
-    bool appends = end > m_ownSize;
-    if (m_viewing || end > kMaxWrittenBytes || (appends && m_lentSize > 0)) {
-        assert(!m_viewing && "a received packet is read only");
-        m_failed = true;
+    u64 end = u64{cursor} + size;
+    bool appends = end > ownSize;
+    if (viewing || end > kMaxWrittenBytes || (appends && lentSize > 0)) {
+        assert(!viewing && "a received packet is read only");
+        failed = true;
         return nullptr;
     }
-    if (end > m_capacity)
+    if (end > roomBytes)
         grow(static_cast<u32>(end));
-    u8* bytes = m_payload + m_position;
-    m_position = static_cast<u32>(end);
+    u8* bytes = payload + cursor;
+    cursor = static_cast<u32>(end);
     if (appends)
-        m_ownSize = m_position;
+        ownSize = cursor;
     return bytes;
 }
 
@@ -58,14 +58,14 @@ void Packet::grow(u32 payloadBytes)
 {
     // A packet that outgrows its inline room is most often filled by write, so go for the nominal
     // size early instead of doubling all the way.
-    u32 capacity = std::max(payloadBytes, m_capacity * 4);
+    u32 capacity = std::max(payloadBytes, roomBytes * 4);
     if (payloadBytes <= kNominalPayloadBytes)
         capacity = std::min(capacity, kNominalPayloadBytes);
     auto bytes = std::make_unique_for_overwrite<u8[]>(kHeaderBytes + capacity);
-    std::memcpy(bytes.get() + kHeaderBytes, m_payload, m_ownSize);
-    m_heap = std::move(bytes);
-    m_payload = m_heap.get() + kHeaderBytes;
-    m_capacity = capacity;
+    std::memcpy(bytes.get() + kHeaderBytes, payload, ownSize);
+    heap = std::move(bytes);
+    payload = heap.get() + kHeaderBytes;
+    roomBytes = capacity;
 }
 
 Packet& Packet::operator<<(int value) { return *this << static_cast<unsigned int>(value); }
@@ -81,7 +81,7 @@ Packet& Packet::operator<<(const char* text)
 {
     std::size_t length = text ? std::strlen(text) : 0;
     if (length > kMaxWrittenBytes) {
-        m_failed = true;
+        failed = true;
         return *this;
     }
     return writeText(text, static_cast<u32>(length));
@@ -90,7 +90,7 @@ Packet& Packet::operator<<(const char* text)
 Packet& Packet::writeText(const char* text, u32 length)
 {
     if (length > kMaxWrittenBytes) {
-        m_failed = true;
+        failed = true;
         return *this;
     }
     if (u8* bytes = place(4 + length + 1)) {
@@ -105,7 +105,7 @@ Packet& Packet::writeText(const char* text, u32 length)
 // How much of size more bytes at the position are taken.
 u32 Packet::acceptable(u32 size) const
 {
-    u32 room = m_position < kNominalPayloadBytes ? kNominalPayloadBytes - m_position : 0;
+    u32 room = cursor < kNominalPayloadBytes ? kNominalPayloadBytes - cursor : 0;
     return std::min(size, std::max(room, kMinimumChunkBytes));
 }
 
@@ -126,14 +126,14 @@ u32 Packet::lend(const void* data, u32 size)
     u32 taken = acceptable(size);
     if (taken == 0)
         return 0;
-    if (m_viewing || m_lentSize > 0 || m_position != m_ownSize) {
+    if (viewing || lentSize > 0 || cursor != ownSize) {
         assert(false && "lend comes once, at the end of a packet that is being written");
-        m_failed = true;
+        failed = true;
         return 0;
     }
-    m_lent = static_cast<const u8*>(data);
-    m_lentSize = taken;
-    m_position += taken;
+    lentBytes = static_cast<const u8*>(data);
+    lentSize = taken;
+    cursor += taken;
     return taken;
 }
 
@@ -141,17 +141,17 @@ u32 Packet::lend(const void* data, u32 size)
 const u8* Packet::take(u32 size)
 {
     if (size > bytesLeft()) {
-        m_failed = true;
+        failed = true;
         return nullptr;
     }
-    const u8* bytes = m_payload + m_position;
-    if (m_position >= m_ownSize && m_lentSize > 0)
-        bytes = m_lent + (m_position - m_ownSize);
-    else if (size > m_ownSize - m_position) {
-        m_failed = true;
+    const u8* bytes = payload + cursor;
+    if (cursor >= ownSize && lentSize > 0)
+        bytes = lentBytes + (cursor - ownSize);
+    else if (size > ownSize - cursor) {
+        failed = true;
         return nullptr;
     }
-    m_position += size;
+    cursor += size;
     return bytes;
 }
 
@@ -184,7 +184,7 @@ const char* Packet::readText(u32& outLength)
     // One more byte for the zero, without the sum that could wrap.
     const u8* bytes = length < bytesLeft() ? take(length + 1) : nullptr;
     if (!bytes || bytes[length] != 0) {
-        m_failed = true;
+        failed = true;
         outLength = 0;
         return "";
     }
@@ -201,35 +201,35 @@ u32 Packet::read(void* data, u32 size)
     return size;
 }
 
-const u8* Packet::view(u32 size) { return m_failed ? nullptr : take(size); }
+const u8* Packet::view(u32 size) { return failed ? nullptr : take(size); }
 
 void Packet::setPos(u32 position)
 {
     if (position > getSize())
-        m_failed = true;
+        failed = true;
     else
-        m_position = position;
+        cursor = position;
 }
 
 void PacketAccess::showFrame(Packet& packet, const Frame& frame)
 {
     packet.reset(static_cast<int>(frame.id));
-    packet.m_viewing = true;
-    packet.m_payload = frame.payload;
-    packet.m_ownSize = frame.payloadBytes;
+    packet.viewing = true;
+    packet.payload = frame.payload;
+    packet.ownSize = frame.payloadBytes;
 }
 
 const u8* PacketAccess::frameBytes(const Packet& packet, u32& outBytes)
 {
-    outBytes = kFrameHeaderBytes + packet.m_ownSize;
-    u8* header = packet.m_payload - kFrameHeaderBytes;
-    if (packet.m_viewing)
+    outBytes = kFrameHeaderBytes + packet.ownSize;
+    u8* header = packet.payload - kFrameHeaderBytes;
+    if (packet.viewing)
         return header; // as it arrived, so a received packet can be passed on
-    if (packet.m_failed)
+    if (packet.failed)
         return nullptr;
     header[0] = kFrameMagic[0];
     header[1] = kFrameMagic[1];
-    store16(header + 2, static_cast<u32>(packet.m_id));
+    store16(header + 2, static_cast<u32>(packet.packetId));
     store32(header + 4, packet.getSize());
     return header;
 }

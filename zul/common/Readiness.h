@@ -19,16 +19,16 @@ public:
     Signal(const Signal&) = delete;
     Signal& operator=(const Signal&) = delete;
 
-    bool isValid() const { return m_native != -1; }
+    bool isValid() const { return descriptor != -1; }
     void raise();
 
     // Returns whether it was up: one of several callers is told so.
     bool lower();
 
-    std::intptr_t native() const { return m_native; }
+    std::intptr_t native() const { return descriptor; }
 
 private:
-    std::intptr_t m_native;
+    std::intptr_t descriptor;
 };
 
 // Index of the first handle that is ready, -1 after timeoutMs. At most MAXIMUM_WAIT handles; those
@@ -44,7 +44,7 @@ public:
     Poller(const Poller&) = delete;
     Poller& operator=(const Poller&) = delete;
 
-    bool isValid() const { return m_native != -1; }
+    bool isValid() const { return descriptor != -1; }
 
     // Each does the other's work when the handle is, or is not, in the set already; the right one
     // saves a system call.
@@ -59,7 +59,7 @@ public:
     static constexpr u32 kMaxReady = 256;
 
 private:
-    std::intptr_t m_native;
+    std::intptr_t descriptor;
 };
 
 } // namespace net

@@ -13,41 +13,41 @@ static constexpr u32 kKeptBlockBytes = 128 * 1024;
 
 void SendQueue::append(const u8* bytes, u32 count)
 {
-    if (count > m_capacity - m_end) {
+    if (count > roomBytes - last) {
         u32 queued = size();
         // Moving is paid for by the bytes sent before, as long as they are no fewer.
-        if (count <= m_capacity - queued && m_begin >= queued)
-            std::memmove(m_block.get(), m_block.get() + m_begin, queued);
+        if (count <= roomBytes - queued && first >= queued)
+            std::memmove(block.get(), block.get() + first, queued);
         else {
-            u32 capacity = std::max({queued + count, m_capacity * 2, kFirstBlockBytes});
-            auto block = std::make_unique_for_overwrite<u8[]>(capacity);
+            u32 capacity = std::max({queued + count, roomBytes * 2, kFirstBlockBytes});
+            auto larger = std::make_unique_for_overwrite<u8[]>(capacity);
             if (queued > 0)
-                std::memcpy(block.get(), this->bytes(), queued);
-            m_block = std::move(block);
-            m_capacity = capacity;
+                std::memcpy(larger.get(), this->bytes(), queued);
+            block = std::move(larger);
+            roomBytes = capacity;
         }
-        m_begin = 0;
-        m_end = queued;
+        first = 0;
+        last = queued;
     }
-    std::memcpy(m_block.get() + m_end, bytes, count);
-    m_end += count;
+    std::memcpy(block.get() + last, bytes, count);
+    last += count;
 }
 
 void SendQueue::consume(u32 count)
 {
     assert(count <= size());
-    m_begin += count;
-    if (m_begin < m_end)
+    first += count;
+    if (first < last)
         return;
-    m_begin = m_end = 0;
-    if (m_capacity > kKeptBlockBytes)
+    first = last = 0;
+    if (roomBytes > kKeptBlockBytes)
         clear();
 }
 
 void SendQueue::clear()
 {
-    m_block.reset();
-    m_capacity = m_begin = m_end = 0;
+    block.reset();
+    roomBytes = first = last = 0;
 }
 
 } // namespace net

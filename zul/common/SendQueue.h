@@ -18,15 +18,15 @@ public:
     // Forgets the bytes and gives the memory back.
     void clear();
 
-    const u8* bytes() const { return m_block.get() + m_begin; }
-    u32 size() const { return m_end - m_begin; }
-    u32 capacity() const { return m_capacity; }
+    const u8* bytes() const { return block.get() + first; }
+    u32 size() const { return last - first; }
+    u32 capacity() const { return roomBytes; }
 
 private:
-    std::unique_ptr<u8[]> m_block;
-    u32 m_capacity = 0;
-    u32 m_begin = 0;
-    u32 m_end = 0;
+    std::unique_ptr<u8[]> block;
+    u32 roomBytes = 0;
+    u32 first = 0;
+    u32 last = 0;
 };
 
 } // namespace net

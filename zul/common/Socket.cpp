@@ -253,50 +253,50 @@ void Socket::State::closeHandle()
 }
 
 Socket::Socket()
-    : m_state(std::make_unique<State>())
+    : impl(std::make_unique<State>())
 {
 }
 
 Socket::Socket(std::unique_ptr<State> state)
-    : m_state(std::move(state))
+    : impl(std::move(state))
 {
 }
 
 Socket::~Socket()
 {
-    if (m_state->phase != State::Phase::Open)
+    if (impl->phase != State::Phase::Open)
         return;
     drain(kFinalFlushMs);
-    tcp::finish(m_state->handle);
-    m_state->handle = tcp::kNoHandle;
+    tcp::finish(impl->handle);
+    impl->handle = tcp::kNoHandle;
 }
 
-bool Socket::connect(const char* host, u32 port) { return m_state->connect(host, port); }
+bool Socket::connect(const char* host, u32 port) { return impl->connect(host, port); }
 
 bool Socket::isConnected() const
 {
-    return m_state->phase == State::Phase::Open &&
-           (!m_state->ended || m_state->decoder.status() == FrameDecoder::Status::Complete);
+    return impl->phase == State::Phase::Open &&
+           (!impl->ended || impl->decoder.status() == FrameDecoder::Status::Complete);
 }
 
 bool Socket::isPending() const
 {
-    return m_state->phase == State::Phase::LookingUp || m_state->phase == State::Phase::Connecting;
+    return impl->phase == State::Phase::LookingUp || impl->phase == State::Phase::Connecting;
 }
 
 void Socket::close()
 {
-    if (m_state->phase != State::Phase::Closed)
-        m_state->fail("closed by this end");
+    if (impl->phase != State::Phase::Closed)
+        impl->fail("closed by this end");
 }
 
-void Socket::update() { m_state->update(true, true); }
+void Socket::update() { impl->update(true, true); }
 
-void Socket::update(bool readable, bool writable) { m_state->update(readable, writable); }
+void Socket::update(bool readable, bool writable) { impl->update(readable, writable); }
 
 bool Socket::sendPacket(const Packet* packet)
 {
-    State& state = *m_state;
+    State& state = *impl;
     tcp::Piece own{nullptr, 0};
     tcp::Piece lent{nullptr, 0};
     lent.bytes = PacketAccess::lentBytes(*packet, lent.count);
@@ -316,12 +316,12 @@ bool Socket::sendPacket(const Packet* packet)
 
 void Socket::setCorked(bool corked)
 {
-    m_state->corked = corked;
-    if (!corked && !m_state->blocked)
-        m_state->flush();
+    impl->corked = corked;
+    if (!corked && !impl->blocked)
+        impl->flush();
 }
 
-void Socket::flush() { m_state->flush(); }
+void Socket::flush() { impl->flush(); }
 
 bool Socket::drain(u32 timeoutMs)
 {
@@ -330,7 +330,7 @@ bool Socket::drain(u32 timeoutMs)
     for (;;) {
         flush();
         if (!hasSendsToDo())
-            return m_state->phase == State::Phase::Open && !m_state->sendFailed;
+            return impl->phase == State::Phase::Open && !impl->sendFailed;
         auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
         if (left.count() <= 0)
             return false;
@@ -340,11 +340,11 @@ bool Socket::drain(u32 timeoutMs)
     }
 }
 
-u32 Socket::pendingSendBytes() const { return m_state->queue.size(); }
+u32 Socket::pendingSendBytes() const { return impl->queue.size(); }
 
 Packet* Socket::pollPacket(u32* outSize)
 {
-    State& state = *m_state;
+    State& state = *impl;
     Frame frame;
     switch (state.decoder.next(frame)) {
     case FrameDecoder::Status::Complete:
@@ -362,35 +362,35 @@ Packet* Socket::pollPacket(u32* outSize)
     return &state.packet;
 }
 
-zu::InplaceString<128> Socket::getConnectedIP() const { return m_state->peer.ip.c_str(); }
+zu::InplaceString<128> Socket::getConnectedIP() const { return impl->peer.ip.c_str(); }
 
-u32 Socket::getConnectedPort() const { return m_state->peer.port; }
+u32 Socket::getConnectedPort() const { return impl->peer.port; }
 
 zu::InplaceString<128> Socket::getLocalIP() const
 {
-    if (m_state->phase != State::Phase::Open)
+    if (impl->phase != State::Phase::Open)
         return "";
-    return tcp::localEndpoint(m_state->handle).ip.c_str();
+    return tcp::localEndpoint(impl->handle).ip.c_str();
 }
 
 u32 Socket::getLocalPort() const
 {
-    return m_state->phase == State::Phase::Open ? tcp::localEndpoint(m_state->handle).port : 0;
+    return impl->phase == State::Phase::Open ? tcp::localEndpoint(impl->handle).port : 0;
 }
 
 const char* Socket::closeReason() const
 {
-    return m_state->phase == State::Phase::Closed ? m_state->reason.c_str() : "";
+    return impl->phase == State::Phase::Closed ? impl->reason.c_str() : "";
 }
 
 zu::WaitHandle Socket::getWaitHandle() const
 {
     zu::WaitHandle result;
-    if (m_state->handle == tcp::kNoHandle)
+    if (impl->handle == tcp::kNoHandle)
         return result;
-    result.native = m_state->handle;
-    result.serial = m_state->serial;
-    if (m_state->phase == State::Phase::Connecting)
+    result.native = impl->handle;
+    result.serial = impl->serial;
+    if (impl->phase == State::Phase::Connecting)
         result.interest = zu::Interest::Write;
     else if (hasSendsToDo())
         result.interest = zu::Interest::ReadWrite;

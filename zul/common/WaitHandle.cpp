@@ -23,9 +23,9 @@ int waitAny(const WaitHandle* handles, u32 count, u32 timeoutMs)
 }
 
 PollableEvent::PollableEvent()
-    : m_signal(std::make_unique<net::Signal>())
+    : signal(std::make_unique<net::Signal>())
 {
-    if (!m_signal->isValid()) {
+    if (!signal->isValid()) {
         Exception exception;
         exception.setError("PollableEvent: no descriptor left");
         throw exception;
@@ -36,17 +36,17 @@ PollableEvent::~PollableEvent() = default;
 
 void PollableEvent::set()
 {
-    if (!m_set.exchange(true))
-        m_signal->raise();
+    if (!raised.exchange(true))
+        signal->raise();
 }
 
 bool PollableEvent::take()
 {
-    if (!m_signal->lower())
+    if (!signal->lower())
         return false;
     // In this order: a setter in between finds the event still set, raises nothing and is served by
     // the taker that goes on from here. The other way round its signal would be lowered unseen.
-    m_set.exchange(false);
+    raised.exchange(false);
     return true;
 }
 
@@ -59,7 +59,7 @@ bool PollableEvent::wait(u32 timeoutMs)
 WaitHandle PollableEvent::getWaitHandle() const
 {
     WaitHandle handle;
-    handle.native = m_signal->native();
+    handle.native = signal->native();
     handle.event = const_cast<PollableEvent*>(this); // to be taken by the wait that it ends
     return handle;
 }

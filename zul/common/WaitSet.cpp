@@ -9,11 +9,11 @@ namespace net {
 static constexpr u64 kWakeKey = ~u64{0};
 
 WaitSet::WaitSet()
-    : m_poller(std::make_unique<Poller>())
-    , m_signal(std::make_unique<Signal>())
+    : poller(std::make_unique<Poller>())
+    , signal(std::make_unique<Signal>())
 {
-    if (m_poller->isValid() && m_signal->isValid() &&
-        m_poller->add(m_signal->native(), zu::Interest::Read, kWakeKey))
+    if (poller->isValid() && signal->isValid() &&
+        poller->add(signal->native(), zu::Interest::Read, kWakeKey))
         return;
     throw zu::Exception("WaitSet: no descriptor left");
 }
@@ -22,34 +22,34 @@ WaitSet::~WaitSet() = default;
 
 bool WaitSet::add(const zu::WaitHandle& handle, zu::Interest interest, u64 key)
 {
-    return handle.isValid() && m_poller->add(handle.native, interest, key);
+    return handle.isValid() && poller->add(handle.native, interest, key);
 }
 
 bool WaitSet::change(const zu::WaitHandle& handle, zu::Interest interest, u64 key)
 {
-    return handle.isValid() && m_poller->change(handle.native, interest, key);
+    return handle.isValid() && poller->change(handle.native, interest, key);
 }
 
 void WaitSet::remove(const zu::WaitHandle& handle)
 {
     if (handle.isValid())
-        m_poller->remove(handle.native);
+        poller->remove(handle.native);
 }
 
 u32 WaitSet::wait(Ready* out, u32 capacity, u32 timeoutMs)
 {
     // A wake mostly means that there is something to send: get on with it. But not twice in a row,
     // or a busy waker would keep the owner from ever reading.
-    if (m_mayReturnUnread && takeWake()) {
-        m_mayReturnUnread = false;
-        m_active = true;
+    if (mayReturnUnread && takeWake()) {
+        mayReturnUnread = false;
+        active = true;
         return 0;
     }
-    m_mayReturnUnread = true;
+    mayReturnUnread = true;
 
     bool woken = wakeRequested();
     u32 count = 0;
-    if (m_active || woken || timeoutMs == 0) {
+    if (active || woken || timeoutMs == 0) {
         count = poll(out, capacity);
         woken = takeWake();
     }
@@ -57,17 +57,17 @@ u32 WaitSet::wait(Ready* out, u32 capacity, u32 timeoutMs)
         count = sleep(out, capacity, timeoutMs);
         woken = takeWake();
     }
-    m_active = count > 0 || woken;
+    active = count > 0 || woken;
     return count;
 }
 
-bool WaitSet::takeWake() { return wakeRequested() && m_wakeRequested.exchange(false); }
+bool WaitSet::takeWake() { return wakeRequested() && wakePending.exchange(false); }
 
 // Looks again and again, yielding the core in between to whoever is to make something ready.
 u32 WaitSet::poll(Ready* out, u32 capacity)
 {
     u32 count = collect(out, capacity, 0);
-    if (count > 0 || !m_active)
+    if (count > 0 || !active)
         return count;
     zu::YieldBudget budget;
     while (count == 0 && !wakeRequested() && budget.yield())
@@ -77,21 +77,21 @@ u32 WaitSet::poll(Ready* out, u32 capacity)
 
 u32 WaitSet::sleep(Ready* out, u32 capacity, u32 timeoutMs)
 {
-    m_asleep.store(true);
+    asleep.store(true);
     // A wake that came before the announcement signalled nothing.
-    u32 count = m_wakeRequested.load() ? 0 : collect(out, capacity, timeoutMs);
-    m_asleep.store(false);
+    u32 count = wakePending.load() ? 0 : collect(out, capacity, timeoutMs);
+    asleep.store(false);
     return count;
 }
 
 // One look at the kernel's set, without the signal that only ends sleeps.
 u32 WaitSet::collect(Ready* out, u32 capacity, u32 timeoutMs)
 {
-    u32 found = m_poller->wait(out, capacity, timeoutMs);
+    u32 found = poller->wait(out, capacity, timeoutMs);
     u32 count = 0;
     for (u32 index = 0; index < found; index++) {
         if (out[index].key == kWakeKey)
-            m_signal->lower();
+            signal->lower();
         else
             out[count++] = out[index];
     }
@@ -100,8 +100,8 @@ u32 WaitSet::collect(Ready* out, u32 capacity, u32 timeoutMs)
 
 void WaitSet::wake()
 {
-    if (!m_wakeRequested.exchange(true) && m_asleep.load())
-        m_signal->raise();
+    if (!wakePending.exchange(true) && asleep.load())
+        signal->raise();
 }
 
 } // namespace net

@@ -28,26 +28,26 @@ static int toTimeout(u64 timeoutMs)
 }
 
 Signal::Signal()
-    : m_native(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
+    : descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 {
 }
 
 Signal::~Signal()
 {
     if (isValid())
-        close(static_cast<int>(m_native));
+        close(static_cast<int>(descriptor));
 }
 
 void Signal::raise()
 {
     // The only failure, a full counter, leaves the signal up all the same.
-    [[maybe_unused]] int failed = eventfd_write(static_cast<int>(m_native), 1);
+    [[maybe_unused]] int failed = eventfd_write(static_cast<int>(descriptor), 1);
 }
 
 bool Signal::lower()
 {
     eventfd_t count = 0;
-    return eventfd_read(static_cast<int>(m_native), &count) == 0;
+    return eventfd_read(static_cast<int>(descriptor), &count) == 0;
 }
 
 int pollHandles(const WaitHandle* handles, u32 count, u32 timeoutMs)
@@ -77,14 +77,14 @@ int pollHandles(const WaitHandle* handles, u32 count, u32 timeoutMs)
 }
 
 Poller::Poller()
-    : m_native(epoll_create1(EPOLL_CLOEXEC))
+    : descriptor(epoll_create1(EPOLL_CLOEXEC))
 {
 }
 
 Poller::~Poller()
 {
     if (isValid())
-        close(static_cast<int>(m_native));
+        close(static_cast<int>(descriptor));
 }
 
 static bool control(std::intptr_t set, int operation, std::intptr_t handle, Interest interest,
@@ -101,26 +101,26 @@ static bool control(std::intptr_t set, int operation, std::intptr_t handle, Inte
 
 bool Poller::add(std::intptr_t handle, Interest interest, u64 key)
 {
-    return control(m_native, EPOLL_CTL_ADD, handle, interest, key) ||
-           (errno == EEXIST && control(m_native, EPOLL_CTL_MOD, handle, interest, key));
+    return control(descriptor, EPOLL_CTL_ADD, handle, interest, key) ||
+           (errno == EEXIST && control(descriptor, EPOLL_CTL_MOD, handle, interest, key));
 }
 
 bool Poller::change(std::intptr_t handle, Interest interest, u64 key)
 {
-    return control(m_native, EPOLL_CTL_MOD, handle, interest, key) ||
-           (errno == ENOENT && control(m_native, EPOLL_CTL_ADD, handle, interest, key));
+    return control(descriptor, EPOLL_CTL_MOD, handle, interest, key) ||
+           (errno == ENOENT && control(descriptor, EPOLL_CTL_ADD, handle, interest, key));
 }
 
 void Poller::remove(std::intptr_t handle)
 {
-    epoll_ctl(static_cast<int>(m_native), EPOLL_CTL_DEL, static_cast<int>(handle), nullptr);
+    epoll_ctl(static_cast<int>(descriptor), EPOLL_CTL_DEL, static_cast<int>(handle), nullptr);
 }
 
 u32 Poller::wait(WaitSet::Ready* out, u32 capacity, u32 timeoutMs)
 {
     epoll_event events[kMaxReady];
     int room = static_cast<int>(std::min(capacity, kMaxReady));
-    int found = epoll_wait(static_cast<int>(m_native), events, room, toTimeout(timeoutMs));
+    int found = epoll_wait(static_cast<int>(descriptor), events, room, toTimeout(timeoutMs));
     if (found <= 0)
         return 0;
     for (int index = 0; index < found; index++) {

@@ -42,7 +42,7 @@ public:
     bool isListening() const;
 
     /// The port in use, also when the system picked it. The one asked for when not listening.
-    u32 getPort() const { return m_port; }
+    u32 getPort() const { return portInUse; }
 
     /// Does what is due besides taking connections. Never waits.
     void update();
@@ -51,7 +51,7 @@ public:
     Socket* pollConnect();
 
     /// How many connections were closed at once for want of descriptors.
-    u64 getRefusedCount() const { return m_refusedCount; }
+    u64 getRefusedCount() const { return refusedCount; }
 
     zu::WaitHandle getWaitHandle() const;
 
@@ -59,9 +59,9 @@ private:
     void reportRefusal();
 
     struct State;
-    std::unique_ptr<State> m_state;
-    u32 m_port;
-    u64 m_refusedCount = 0;
+    std::unique_ptr<State> listening;
+    u32 portInUse;
+    u64 refusedCount = 0;
 };
 
 } // namespace net

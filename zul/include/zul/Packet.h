@@ -61,7 +61,7 @@ public:
     Packet(const Packet&) = delete;
     Packet& operator=(const Packet&) = delete;
 
-    int getID() const { return m_id; }
+    int getID() const { return packetId; }
 
     /// Makes an empty packet of it again, keeping its memory.
     void reset(int id);
@@ -106,19 +106,19 @@ public:
     const u8* view(u32 size);
 
     /// Whether every read so far found what it wanted.
-    bool good() const { return !m_failed; }
+    bool good() const { return !failed; }
 
     // Position and size, in payload bytes.
 
-    u32 getPos() const { return m_position; }
+    u32 getPos() const { return cursor; }
 
     /// A position past the end fails the packet and leaves the position alone.
     void setPos(u32 position);
 
     /// Lent bytes included.
-    u32 getSize() const { return m_ownSize + m_lentSize; }
+    u32 getSize() const { return ownSize + lentSize; }
 
-    u32 bytesLeft() const { return m_failed ? 0 : getSize() - m_position; }
+    u32 bytesLeft() const { return failed ? 0 : getSize() - cursor; }
 
 private:
     friend struct PacketAccess; // how the socket reaches the frame
@@ -131,20 +131,20 @@ private:
     void grow(u32 payloadBytes);
     u32 acceptable(u32 size) const;
 
-    int m_id;
-    bool m_failed = false;
-    bool m_viewing = false; // of a socket's memory: read only
+    int packetId;
+    bool failed = false;
+    bool viewing = false; // of a socket's memory: read only
 
-    u32 m_position = 0;
-    u32 m_ownSize = 0;  // payload bytes at m_payload
-    u32 m_capacity;     // room at m_payload
-    u32 m_lentSize = 0; // follow the own bytes on the wire
-    const u8* m_lent = nullptr;
+    u32 cursor = 0;
+    u32 ownSize = 0;  // payload bytes at payload
+    u32 roomBytes;    // room at payload
+    u32 lentSize = 0; // follow the own bytes on the wire
+    const u8* lentBytes = nullptr;
 
     // Points behind the room for the frame's header, which so leaves in one piece with the fields.
-    u8* m_payload;
-    std::unique_ptr<u8[]> m_heap;
-    u8 m_inline[kInlineBytes]; // left unset: only what was written is ever read
+    u8* payload;
+    std::unique_ptr<u8[]> heap;
+    u8 inlineBytes[kInlineBytes]; // left unset: only what was written is ever read
 };
 
 } // namespace net

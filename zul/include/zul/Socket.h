@@ -130,7 +130,7 @@ private:
     struct State;
     explicit Socket(std::unique_ptr<State> state);
 
-    std::unique_ptr<State> m_state;
+    std::unique_ptr<State> impl;
 };
 
 } // namespace net

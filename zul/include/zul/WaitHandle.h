@@ -84,8 +84,8 @@ public:
     WaitHandle getWaitHandle() const;
 
 private:
-    std::unique_ptr<net::Signal> m_signal;
-    std::atomic<bool> m_set{false};
+    std::unique_ptr<net::Signal> signal;
+    std::atomic<bool> raised{false};
 };
 
 } // namespace zu

@@ -79,7 +79,7 @@ public:
     void wake();
 
     /// Whether the next wait would return at once because of a wake.
-    bool wakeRequested() const { return m_wakeRequested.load(std::memory_order_acquire); }
+    bool wakeRequested() const { return wakePending.load(std::memory_order_acquire); }
 
 private:
     bool takeWake();
@@ -87,17 +87,17 @@ private:
     u32 sleep(Ready* out, u32 capacity, u32 timeoutMs);
     u32 collect(Ready* out, u32 capacity, u32 timeoutMs);
 
-    std::unique_ptr<Poller> m_poller;
-    std::unique_ptr<Signal> m_signal;
+    std::unique_ptr<Poller> poller;
+    std::unique_ptr<Signal> signal;
 
     // Any thread. The owner announces its sleep and then looks for a wake; a waker leaves its wake
     // and then looks for a sleeper. Both in one total order, so one of them sees the other.
-    std::atomic<bool> m_wakeRequested{false};
-    std::atomic<bool> m_asleep{false};
+    std::atomic<bool> wakePending{false};
+    std::atomic<bool> asleep{false};
 
     // Owner only.
-    bool m_active = false;          // the last wait did not end by its time-out
-    bool m_mayReturnUnread = false; // the last wait looked at the handles
+    bool active = false;          // the last wait did not end by its time-out
+    bool mayReturnUnread = false; // the last wait looked at the handles
 };
 
 } // namespace net
