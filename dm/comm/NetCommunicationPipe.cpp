@@ -222,7 +222,7 @@ bool NetCommunicationPipe::finishAsking(uint32 id, uint32* outResponseSize,
             if (outResponseSize != nullptr)
                 *outResponseSize = request->responseSize;
         }
-        nextMayGo = outgoing.requests.size() > kMessagesPerPass;
+        nextMayGo = !closing && outgoing.requests.size() > kMessagesPerPass;
         outgoing.requests.erase(static_cast<size_t>(request - &outgoing.requests.front()));
         callerLeft();
     }
@@ -328,7 +328,7 @@ bool NetCommunicationPipe::finishResponding(zu::u64 serial)
         OutgoingResponse* response = outgoing.findResponse(serial);
         if (response->sending.inFlight || !(response->sending.sent || closing))
             return false;
-        nextMayGo = outgoing.responses.size() > kMessagesPerPass;
+        nextMayGo = !closing && outgoing.responses.size() > kMessagesPerPass;
         outgoing.responses.erase(static_cast<size_t>(response - &outgoing.responses.front()));
         callerLeft();
     }

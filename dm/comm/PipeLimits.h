@@ -55,6 +55,9 @@ inline constexpr uint32 kMaxUnreadAnswerBytes = 1024 * 1024;
 inline constexpr double kReconnectSeconds = 0.5;
 inline constexpr double kOpenPipeSeconds = 0.2;
 
+/// How often a server looks at all its connections, for memory that bulk data has left behind.
+inline constexpr double kTrimSeconds = 1.0;
+
 /// The longest a manager's thread sleeps without looking around.
 inline constexpr uint32 kLongestWaitMs = 100;
 

@@ -64,8 +64,8 @@ private:
     {
         Connection* connection = nullptr; // the one the pipe is attached to
         std::unique_ptr<NetCommunicationPipe> pipe;
-        double lastOpenPipeSent = 0.0;
-        bool ready = true; // false while getPipe's create callback runs
+        double lastOpenPipeSent = -1000.0; // at once
+        bool ready = true;                 // false while getPipe's create callback runs
     };
 
     bool hasRoom();

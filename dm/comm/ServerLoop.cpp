@@ -2,6 +2,8 @@
 
 #include "dm/comm/NetCommunicationPipeManager.h"
 
+#include <zul/Timer.h>
+
 #include <algorithm>
 
 namespace dm {
@@ -28,6 +30,7 @@ void ServerLoop::pass()
             serve(*found->second, readiness);
     }
     dropBroken();
+    trimIfDue();
     pumpPipes();
 }
 
@@ -113,6 +116,17 @@ void ServerLoop::dropBroken()
         if (const auto found = connections.find(key); found != connections.end())
             drop(*found->second);
     }
+}
+
+/// Only sockets that are ready get updated otherwise, and a quiet one is not.
+void ServerLoop::trimIfDue()
+{
+    const double now = zu::Timer::getAppAge();
+    if (now - lastTrim < kTrimSeconds)
+        return;
+    lastTrim = now;
+    for (auto& [key, connection] : connections)
+        connection->socket->update(false, false);
 }
 
 void ServerLoop::drop(Connection& connection)

@@ -31,11 +31,13 @@ private:
     void onOpenPipe(Connection& connection, const OpenPipeMessage& message);
     void drop(Connection& connection);
     void dropBroken();
+    void trimIfDue();
 
     net::Listener listener;
     std::unordered_map<zu::u64, std::unique_ptr<Connection>> connections;
     zu::u64 nextKey = kListenerKey + 1;
     uint32 nextConnectionId = 0;
+    double lastTrim = 0.0;
     uint32 addressVersion = 0; // as the pass under way found it
 };
 
