@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -19,7 +20,8 @@ namespace {
 
 constexpr const char* kManagerName = "dm listen";
 
-// How long the last answer may still be on its way without a byte of it moving.
+// How long the last answer may take to leave, in rounds between which an interrupt is noticed. By
+// now little is left of it: respond returns when the rest fits into the connection's backlog.
 constexpr zu::u32 kFlushMs = 100;
 constexpr int kFlushRounds = 50;
 
@@ -46,7 +48,8 @@ public:
         if (format == Format::Json)
             printJsonLine({{"event", "listening"}, {"address", address}, {"port", port}});
         else
-            std::fprintf(stderr, "dm: listening on %s:%d\n", address.c_str(), port);
+            std::fprintf(stderr, "dm: listening on %s\n",
+                         Address{address, port}.toString().c_str());
     }
 
     void notified(const Notification& notification) const
@@ -125,7 +128,9 @@ ExitCode listen(const ListenOptions& options)
                             "): end what uses it, or choose another, or 0 for any free one");
     service.open(*manager, options.pipeName.c_str());
     dm::uint32 port = 0;
-    const std::string address = manager->getHost(&port);
+    const std::string loopback = manager->getHost(&port);
+    const char* const opened = std::getenv("ZUL_LISTEN_ADDRESS");
+    const std::string address = opened != nullptr && *opened != '\0' ? opened : loopback;
     printer.listening(address, static_cast<int>(port));
     if (!service.run(options.count))
         throw ToolError(ExitCode::Interrupted, "interrupted");
