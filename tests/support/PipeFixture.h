@@ -83,7 +83,7 @@ private:
     std::thread thread;
 };
 
-/// One more each time a callback runs; what it is given as context outlives the pipe.
+/// One more each time a callback runs.
 struct CallCounter
 {
     std::atomic<int> calls{0};
@@ -109,6 +109,7 @@ class PipeFixture : public testing::Test
 {
 protected:
     static constexpr dm::uint32 kServerId = 77;
+    CallCounter counter; // outlives the managers, which may call it until they are gone
 
     ~PipeFixture() override { dm::deinitCommunicationManagers(); }
 

@@ -41,11 +41,10 @@ protected:
 
 TEST_F(PipeClient, LearnsItsNumberAndTheServersName)
 {
-    CallCounter welcomed;
-    client->setClientConnectionCallback(welcomed.onConnection());
+    client->setClientConnectionCallback(counter.onConnection());
     ScriptedPeer peer = server.accept();
     peer.send(welcome(12));
-    ASSERT_TRUE(welcomed.reaches(1));
+    ASSERT_TRUE(counter.reaches(1));
     EXPECT_EQ(client->getID(), 12u);
     EXPECT_STREQ(client->getRemoteName(), "scripted");
     EXPECT_EQ(peer.expect(WireMessage::OpenPipe).text, "client");
@@ -68,13 +67,12 @@ TEST_F(PipeClient, AsksForItsPipeUntilItIsOpened)
 
 TEST_F(PipeClient, ClosesOnAnotherVersionAndTriesAgain)
 {
-    CallCounter welcomed;
-    client->setClientConnectionCallback(welcomed.onConnection());
+    client->setClientConnectionCallback(counter.onConnection());
     for (int attempt = 1; attempt <= 2; ++attempt) {
         ScriptedPeer peer = server.accept();
         peer.send(welcome(0, 3));
         peer.expectClosed();
-        EXPECT_TRUE(welcomed.reaches(attempt));
+        EXPECT_TRUE(counter.reaches(attempt));
     }
     EXPECT_EQ(dm::getConnectionStatus("client").protocolVersion, 3u);
     acceptAndOpen();
@@ -147,12 +145,11 @@ TEST_F(PipeClient, ResponseCutOffIsAskedForAgain)
 
 TEST_F(PipeClient, NotificationCutOffIsForgottenAndHoldsNothingBack)
 {
-    CallCounter whole;
-    pipe->setNotifyCallback(whole.onPipe());
+    pipe->setNotifyCallback(counter.onPipe());
     ScriptedPeer peer = acceptAndOpen();
     peer.send(piece(notify("pipe", 0, "half a text"), 0, 4));
     peer.send(notify("pipe", 1, "unread"));
-    ASSERT_TRUE(whole.reaches(1));
+    ASSERT_TRUE(counter.reaches(1));
     reconnect(peer);
     peer.send(notify("pipe", 0, "new"));
     peer.send(notify("pipe", 1, "newer"));
@@ -163,6 +160,7 @@ TEST_F(PipeClient, NotificationCutOffIsForgottenAndHoldsNothingBack)
 
 TEST_F(PipeClient, AnswerToARequestOfTheLastConnectionIsSwallowed)
 {
+    pipe->setConnectionCallback(counter.onPipe());
     ScriptedPeer peer = acceptAndOpen();
     peer.send(request("pipe", 0, "question", "data"));
     EXPECT_EQ(takeRequest(pipe), "question");
@@ -173,6 +171,7 @@ TEST_F(PipeClient, AnswerToARequestOfTheLastConnectionIsSwallowed)
     EXPECT_EQ(takeRequest(pipe), "question");
     pipe->respond("in time", nullptr, 0);
     EXPECT_EQ(peer.expect(WireMessage::Response).text, "in time");
+    EXPECT_EQ(counter.calls, 2) << "once a connection";
 }
 
 TEST_F(PipeClient, UnsentNotificationsAreDroppedAtTheNextConnection)

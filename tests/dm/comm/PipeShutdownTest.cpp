@@ -68,12 +68,11 @@ TEST_F(PipeShutdown, WhileRespondingToAStalledPeer)
 
 TEST_F(PipeShutdown, SixteenBlockedCallersGetNothing)
 {
-    CallCounter arrived; // of each pipe the first eight requests go out at once
     const Ends ends = connectEnds();
     dm::CommunicationPipeManager* manager = ends.client->getManager();
     std::vector<std::future<Answer>> askers;
     for (const char* name : {"pipe", "other"}) {
-        ends.server->getManager()->getPipe(name)->setRequestCallback(arrived.onPipe());
+        ends.server->getManager()->getPipe(name)->setRequestCallback(counter.onPipe());
         for (int i = 0; i < 8; ++i)
             askers.push_back(std::async(std::launch::async, [pipe = manager->getPipe(name)] {
                 dm::uint32 size = 123;
@@ -81,7 +80,7 @@ TEST_F(PipeShutdown, SixteenBlockedCallersGetNothing)
                 return Answer{toString(text), "", size};
             }));
     }
-    ASSERT_TRUE(arrived.reaches(16));
+    ASSERT_TRUE(counter.reaches(16));
     closeSoon();
     for (std::future<Answer>& asker : askers) {
         const Answer answer = asker.get();
