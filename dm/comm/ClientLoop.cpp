@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace dm {
 
@@ -49,7 +50,8 @@ uint32 ClientLoop::timeoutMs() const
 
 void ClientLoop::receive()
 {
-    wasConnected = true;
+    if (!std::exchange(wasConnected, true))
+        manager.connectionIsUp();
     pendingTarget = Target::None;
     closedByUs = false;
     net::Socket& socket = *connection.socket;

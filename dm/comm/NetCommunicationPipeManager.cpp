@@ -161,10 +161,15 @@ void NetCommunicationPipeManager::connectionAttempted()
     connectionStatus.state = ConnectionStatus::Connecting;
 }
 
-void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion)
+void NetCommunicationPipeManager::connectionIsUp()
 {
     std::lock_guard guard(statusLock);
     connectionStatus.state = ConnectionStatus::Connected;
+}
+
+void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion)
+{
+    std::lock_guard guard(statusLock);
     connectionStatus.protocolVersion = protocolVersion;
     ++connectionStatus.connections;
 }

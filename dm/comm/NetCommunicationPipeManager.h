@@ -74,6 +74,9 @@ public:
     bool callClientConnectionCallback();
 
     void connectionAttempted();
+    /// The connection is there, though nothing has been heard yet.
+    void connectionIsUp();
+    /// A client was welcomed, or a server has accepted one.
     void connectionMade(uint32 protocolVersion);
     void connectionFailed(const char* reason);
     /// An empty reason leaves the last one: it was not a failure.
