@@ -1,15 +1,13 @@
 /// Messages to the developer, on standard error.
 #pragma once
 
+#include <zul/String.h>
+
 namespace dm {
 
 /// Prints one line "dm: ..." with a single write, so lines of several threads do not mix.
 /// printf formatting; no newline needed.
-void warn(const char* format, ...)
-#if defined(__GNUC__)
-    __attribute__((format(printf, 1, 2)))
-#endif
-    ;
+void warn(const char* format, ...) ZUL_PRINTF_LIKE(1, 2);
 
 /// A warning that is worth saying once for each thing it concerns: `said` belongs to that thing.
 class OnceFlag
