@@ -130,7 +130,7 @@ std::string runPipeStream(const std::uint8_t* data, size_t size, size_t pieceByt
 void checkPipeStream(const std::uint8_t* data, size_t size)
 {
     const std::string inOnePiece = runPipeStream(data, size, 4096);
-    for (const size_t pieceBytes : {1, 7}) {
+    for (const size_t pieceBytes : {size_t{1}, size_t{7}}) {
         if (runPipeStream(data, size, pieceBytes) != inOnePiece)
             std::abort();
     }
