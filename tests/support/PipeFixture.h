@@ -58,7 +58,7 @@ std::string takeNotify(dm::CommunicationPipe* pipe, dm::uint32* value = nullptr)
 std::string requestData(dm::CommunicationPipe* pipe);
 
 /// Answers every request of a pipe on a thread of its own, one after the other, as the request
-/// callback announces them. Destroy it before its manager.
+/// callback announces them: make it before any can arrive, destroy it before its manager.
 class Responder
 {
 public:

@@ -101,8 +101,8 @@ TEST_F(Pipe, NotifyWhileDetachedIsRefusedAndRequestsWait)
     EXPECT_FALSE(isDone(answer, 50ms));
 
     dm::CommunicationPipeManager* server = startServer();
-    pipe->getManager()->setHost("127.0.0.1", portOf(server));
     Responder responder(server->getPipe("pipe"));
+    pipe->getManager()->setHost("127.0.0.1", portOf(server));
     EXPECT_TRUE(isDone(answer));
 }
 
