@@ -25,9 +25,10 @@ public:
     {
         std::unique_lock guard(lock);
         callback = newCallback;
+        ++generation;
         hasCallback.store(callback.isSet(), std::memory_order_release);
         ++setters;
-        finished.wait(guard, [this] { return !runsElsewhere(); });
+        finished.wait(guard, [this, mine = generation] { return !oldRunsElsewhere(mine); });
         --setters;
     }
 
@@ -43,21 +44,34 @@ public:
             current = callback;
             if (current.function == nullptr)
                 return;
-            runners.push_back(std::this_thread::get_id());
+            runners.push_back({std::this_thread::get_id(), generation});
         }
         current.function(current.context, arguments...);
         std::lock_guard guard(lock);
-        runners.erase(std::find(runners.begin(), runners.end(), std::this_thread::get_id()));
+        runners.erase(std::find_if(runners.begin(), runners.end(), isThisThread));
         if (setters > 0)
             finished.notify_all();
     }
 
 private:
-    bool runsElsewhere() const
+    struct Runner
     {
-        const auto self = std::this_thread::get_id();
-        return std::any_of(runners.begin(), runners.end(),
-                           [self](std::thread::id runner) { return runner != self; });
+        std::thread::id thread;
+        zu::u64 generation; // of the callback it runs
+    };
+
+    static bool isThisThread(const Runner& runner)
+    {
+        return runner.thread == std::this_thread::get_id();
+    }
+
+    /// Whether another thread runs a callback that was replaced. One set meanwhile may run on and
+    /// on without holding up whoever set it.
+    bool oldRunsElsewhere(zu::u64 current) const
+    {
+        return std::any_of(runners.begin(), runners.end(), [current](const Runner& runner) {
+            return runner.generation < current && !isThisThread(runner);
+        });
     }
 
     LeafMutex lock;
@@ -66,8 +80,9 @@ private:
 
     // Under lock.
     Callback<Arguments...> callback;
-    std::vector<std::thread::id> runners; // one entry a running call
-    int setters = 0;                      // waiting for running calls to end
+    zu::u64 generation = 0;      // counts set()
+    std::vector<Runner> runners; // one entry a running call
+    int setters = 0;             // waiting for running calls to end
 };
 
 } // namespace dm

@@ -22,7 +22,7 @@ void ClientLoop::pass()
 {
     const std::span<const Ready> readyNow = wait(timeoutMs());
     const Ready readiness = readyNow.empty() ? Ready{} : readyNow.front();
-    address = manager.address().read();
+    addressVersion = manager.address().version();
     takeBroken(); // there is but one connection, and every pass looks at it
 
     connection.socket->update(readiness.readable, readiness.writable);
@@ -99,7 +99,7 @@ void ClientLoop::onRedirect(const RedirectMessage& message)
     closedByUs = true;
     connection.socket->close();
     const auto port = static_cast<uint32>(std::max(message.port, 0));
-    manager.address().redirectReceived(message.host, port, address.version);
+    manager.address().redirectReceived(message.host, port, addressVersion);
 }
 
 void ClientLoop::onWelcome(const WelcomeMessage& message)
@@ -107,11 +107,11 @@ void ClientLoop::onWelcome(const WelcomeMessage& message)
     manager.setId(message.connectionId);
     manager.setRemoteName(message.serverManagerName);
     manager.connectionMade(message.protocolVersion);
-    manager.address().rememberConfigured(address.version);
+    manager.address().rememberConfigured(addressVersion);
     if (message.protocolVersion != kPipeProtocolVersion) {
         closedByUs = true;
         connection.socket->close();
-        manager.address().forgetRedirect(address.version);
+        manager.address().forgetRedirect(addressVersion);
         manager.connectionLost("the server speaks another version of the pipe protocol");
     }
     manager.callClientConnectionCallback();
@@ -120,7 +120,7 @@ void ClientLoop::onWelcome(const WelcomeMessage& message)
 void ClientLoop::onLost()
 {
     manager.connectionLost(closedByUs ? "" : connection.socket->closeReason());
-    manager.address().forgetRedirectUnlessPending(address.version);
+    manager.address().forgetRedirectUnlessPending(addressVersion);
     detachEverything(connection);
     wasConnected = false;
 }
@@ -128,24 +128,26 @@ void ClientLoop::onLost()
 void ClientLoop::connectIfDue()
 {
     net::Socket& socket = *connection.socket;
-    if (socket.isConnected() || (socket.isPending() && !abandonIfAddressChanged()))
+    if (socket.isConnected())
         return;
-    address = manager.address().read();
+    const ManagerAddress::Snapshot address = manager.address().read();
+    if (socket.isPending() && !abandonIfAddressChanged(address.configured))
+        return;
     const Target failed = std::exchange(pendingTarget, Target::None);
     if (failed != Target::None)
         manager.connectionFailed(socket.closeReason());
     // The remembered address does not answer: the configured one gets its turn in the same
     // attempt, or it would never get one.
     if (failed == Target::Redirect)
-        attempt(Target::Configured);
+        attempt(Target::Configured, address);
     else if (zu::Timer::getAppAge() - lastConnectAttempt > kReconnectSeconds)
-        attempt(Target::Redirect);
+        attempt(Target::Redirect, address);
 }
 
 /// An attempt at an address that is no longer wanted may take long to fail.
-bool ClientLoop::abandonIfAddressChanged()
+bool ClientLoop::abandonIfAddressChanged(const Address& configured)
 {
-    if (pendingTarget != Target::Configured || pendingAddress == address.configured)
+    if (pendingTarget != Target::Configured || pendingAddress == configured)
         return false;
     connection.socket->close();
     pendingTarget = Target::None;
@@ -153,7 +155,7 @@ bool ClientLoop::abandonIfAddressChanged()
     return true;
 }
 
-void ClientLoop::attempt(Target first)
+void ClientLoop::attempt(Target first, const ManagerAddress::Snapshot& address)
 {
     net::Socket& socket = *connection.socket;
     if (first == Target::Redirect)
@@ -176,8 +178,13 @@ bool ClientLoop::tryConnect(Target target, const Address& to)
 
 void ClientLoop::sendOpenPipes()
 {
+    const double now = zu::Timer::getAppAge();
+    if (connection.socket->pendingSendBytes() > kSendHighWaterBytes) {
+        nextOpenPipe = now + kOpenPipeSeconds; // it does not read: asking again does not help
+        return;
+    }
     namesToOpen.clear();
-    nextOpenPipe = manager.pipeTable().takeDueToOpen(zu::Timer::getAppAge(), namesToOpen);
+    nextOpenPipe = manager.pipeTable().takeDueToOpen(now, namesToOpen);
     for (const char* name : namesToOpen) {
         net::Packet packet(kPipePacketId);
         encode(packet, OpenPipeMessage{name, manager.getName()});
@@ -190,9 +197,12 @@ bool ClientLoop::hasSendsToDo() const { return !isPumpIdle() || connection.hasSe
 void ClientLoop::shutDown()
 {
     Connection* const open[] = {&connection};
+    // What is left open ends in order when it is destroyed; closing it here would not wait for
+    // what the system still has to send.
     if (connection.socket->isConnected())
         flushAndClose(open);
-    connection.socket->close();
+    else
+        connection.socket->close();
 }
 
 } // namespace dm

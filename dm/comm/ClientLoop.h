@@ -37,9 +37,9 @@ private:
     void onLost();
 
     void connectIfDue();
-    void attempt(Target first);
+    void attempt(Target first, const ManagerAddress::Snapshot& address);
     bool tryConnect(Target target, const Address& address);
-    bool abandonIfAddressChanged();
+    bool abandonIfAddressChanged(const Address& configured);
     void sendOpenPipes();
     uint32 timeoutMs() const;
 
@@ -51,8 +51,8 @@ private:
     double lastConnectAttempt = -1000.0;
     Target pendingTarget = Target::None; // of the attempt under way
     Address pendingAddress;
-    double nextOpenPipe = 0.0;        // when the next OpenPipe is due
-    ManagerAddress::Snapshot address; // as the pass under way found it
+    double nextOpenPipe = 0.0;                  // when the next OpenPipe is due
+    ManagerAddress::Version addressVersion = 0; // as the pass under way found it
     std::vector<const char*> namesToOpen;
 };
 

@@ -37,7 +37,8 @@ struct Connection
 
     bool hasSendsToDo() const { return !blockedPipes.empty() || socket->hasSendsToDo(); }
 
-    bool touched = false; // is in the list of those to flush and to watch anew
+    bool gathering = false; // pipes of it have more to send in the next pass
+    bool touched = false;   // is in the list of those to flush and to watch anew
 };
 
 } // namespace dm

@@ -67,7 +67,6 @@ IncomingNotifications::accept(const NotifyMessage& message, net::Packet& packet,
     queuedBytes += cost;
     if (notification->receivedLength != notification->expectedLength)
         return Outcome::Stored;
-    lastCompletedId = message.notifyId;
     return Outcome::Completed;
 }
 
@@ -76,9 +75,9 @@ bool IncomingNotifications::reserve(zu::u64 cost, const std::shared_ptr<Incoming
     // In steps, and kept while the queue is short: the budget is shared, and a notification is
     // small.
     constexpr zu::u64 kStepBytes = 64 * 1024;
-    const zu::u64 wanted = queuedBytes + cost;
-    if (wanted > kMaxIncomingNotifyBytes)
+    if (queuedBytes + cost > kMaxIncomingNotifyBytes)
         return false;
+    const zu::u64 wanted = queuedBytes - carriedBytes + cost;
     if (wanted <= reservation.size())
         return true;
     return reservation.tryAdd(budget, std::max(wanted - reservation.size(), kStepBytes));
@@ -108,6 +107,7 @@ bool IncomingNotifications::takeOldest(zu::InplaceString<128>& text, uint32* out
         return false;
     Notification notification = queue.takeFront();
     queuedBytes -= notification.cost();
+    carriedBytes -= std::min(carriedBytes, notification.cost()); // the oldest go first
     if (outValue != nullptr)
         *outValue = notification.value;
     text = std::move(notification.text);
@@ -128,7 +128,8 @@ void IncomingNotifications::beginConnection()
 {
     discardedId.reset();
     eraseIncomplete([](const Notification&) { return true; });
-    // What is left counts against nobody: the pipe's own limit bounds it.
+    // What is left counts against no connection: the pipe's own limit bounds it.
+    carriedBytes = queuedBytes;
     reservation.release();
 }
 

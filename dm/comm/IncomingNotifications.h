@@ -34,8 +34,6 @@ public:
     /// taken for a piece of an old one.
     void beginConnection();
 
-    uint32 lastCompleted() const { return lastCompletedId; }
-
 private:
     struct Notification
     {
@@ -57,10 +55,10 @@ private:
     void eraseIncomplete(Predicate matches);
 
     RecordQueue<Notification> queue;
+    zu::u64 carriedBytes = 0;          // of queuedBytes: came over earlier connections
     zu::u64 queuedBytes = 0;           // sum of the queue's cost()
     BudgetReservation reservation;     // at least queuedBytes, of the present connection's
     std::optional<uint32> discardedId; // refused, and more of it may come
-    uint32 lastCompletedId = 0xFFFFFFFF;
 };
 
 } // namespace dm

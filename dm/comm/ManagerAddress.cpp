@@ -5,20 +5,19 @@ namespace dm {
 ManagerAddress::Snapshot ManagerAddress::read() const
 {
     std::lock_guard guard(lock);
-    return {configured, redirect, setterCalls};
+    return {configured, redirect, redirectsSet};
 }
 
 ManagerAddress::Version ManagerAddress::version() const
 {
     std::lock_guard guard(lock);
-    return setterCalls;
+    return redirectsSet;
 }
 
 void ManagerAddress::setConfigured(const char* host, uint32 port)
 {
     std::lock_guard guard(lock);
     configured = {host, port};
-    ++setterCalls;
 }
 
 void ManagerAddress::setRedirect(const char* host, uint32 port)
@@ -26,7 +25,7 @@ void ManagerAddress::setRedirect(const char* host, uint32 port)
     std::lock_guard guard(lock);
     redirect = {host, port};
     redirectPending = true;
-    ++setterCalls;
+    ++redirectsSet;
 }
 
 bool ManagerAddress::takeRedirect(Address& address)
@@ -42,7 +41,7 @@ bool ManagerAddress::takeRedirect(Address& address)
 void ManagerAddress::redirectReceived(const char* host, uint32 port, Version version)
 {
     std::lock_guard guard(lock);
-    if (version != setterCalls)
+    if (version != redirectsSet)
         return;
     redirect = {host, port};
     redirectPending = true;
@@ -51,28 +50,28 @@ void ManagerAddress::redirectReceived(const char* host, uint32 port, Version ver
 void ManagerAddress::rememberConfigured(Version version)
 {
     std::lock_guard guard(lock);
-    if (version == setterCalls)
+    if (version == redirectsSet)
         redirect = configured;
 }
 
 void ManagerAddress::forgetRedirect(Version version)
 {
     std::lock_guard guard(lock);
-    if (version == setterCalls)
+    if (version == redirectsSet)
         redirect = {};
 }
 
 void ManagerAddress::forgetRedirectUnlessPending(Version version)
 {
     std::lock_guard guard(lock);
-    if (version == setterCalls && !redirectPending)
+    if (version == redirectsSet && !redirectPending)
         redirect = {};
 }
 
 void ManagerAddress::redirectFollowed(Version version)
 {
     std::lock_guard guard(lock);
-    if (version == setterCalls)
+    if (version == redirectsSet)
         redirectPending = false;
 }
 

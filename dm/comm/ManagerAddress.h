@@ -1,8 +1,8 @@
 /// Where a manager connects or listens, and where it redirects to.
 ///
 /// Threads: any. The manager's pass changes the redirect address by the operations named after what
-/// happened; each takes the version that the pass saw at its start, and does nothing when a setter
-/// was called since: the program's word is newer than the pass's.
+/// happened; each takes the version that the pass saw at its start, and does nothing when
+/// setRedirect was called since: the program's word is newer than the pass's.
 #pragma once
 
 #include "dm/common/LockOrder.h"
@@ -70,7 +70,7 @@ private:
     Address configured;
     Address redirect;
     bool redirectPending = false;
-    Version setterCalls = 0;
+    Version redirectsSet = 0;
 };
 
 } // namespace dm

@@ -11,7 +11,8 @@ namespace dm {
 
 std::span<const ManagerLoop::Ready> ManagerLoop::wait(uint32 timeoutMs)
 {
-    const bool workLeft = !pending.empty() || !touched.empty() || !broken.empty();
+    // A pass may have ended before it pumped, when the wake-up for the queue was already taken.
+    const bool workLeft = !isPumpIdle() || !broken.empty();
     const uint32 count =
         waitSet.wait(ready.data(), static_cast<uint32>(ready.size()), workLeft ? 0 : timeoutMs);
     return {ready.data(), count};
@@ -52,16 +53,15 @@ void ManagerLoop::dispatchToPipe(Connection& connection, MessageKind kind, net::
     }
 }
 
-bool ManagerLoop::openPipe(Connection& connection, const char* pipeName, bool mayCreate)
+PipeTable::OpenResult ManagerLoop::openPipe(Connection& connection, const char* pipeName,
+                                            bool mayCreate)
 {
     NetCommunicationPipe* pipe = nullptr;
     const auto result = manager.pipeTable().open(pipeName, mayCreate, connection, pipe);
-    if (result == PipeTable::OpenResult::Refused)
-        return false;
     // Whatever was queued while there was no connection.
     if (result == PipeTable::OpenResult::Attached)
-        requestPump(*pipe);
-    return true;
+        schedule(*pipe);
+    return result;
 }
 
 void ManagerLoop::send(Connection& connection, const net::Packet& packet)
@@ -125,21 +125,28 @@ void ManagerLoop::pumpOne(NetCommunicationPipe& pipe)
 
 void ManagerLoop::flushTouched()
 {
-    const bool mayGather = !pending.empty();
-    std::erase_if(touched,
-                  [&](Connection* connection) { return flushOne(*connection, mayGather); });
+    for (Connection* connection : touched)
+        connection->gathering = false;
+    for (NetCommunicationPipe* pipe : pending) {
+        if (Connection* connection = pipe->attachedConnection())
+            connection->gathering = true;
+    }
+    std::erase_if(touched, [&](Connection* connection) { return flushOne(*connection); });
 }
 
 /// False when it is better done in a later pass.
-bool ManagerLoop::flushOne(Connection& connection, bool mayGather)
+bool ManagerLoop::flushOne(Connection& connection)
 {
-    // While the pipes have more, small messages gather, and leave many in one system call.
-    if (mayGather && connection.socket->pendingSendBytes() < kGatherBytes)
+    net::Socket& socket = *connection.socket;
+    // While its pipes have more, small messages gather, and leave many in one system call. What the
+    // system did not take before gathers by itself, and has to be watched.
+    const bool isWatchedForWriting = connection.watchedInterest == zu::Interest::ReadWrite;
+    if (connection.gathering && !isWatchedForWriting && socket.pendingSendBytes() < kGatherBytes)
         return false;
-    connection.socket->flush();
+    socket.flush();
     connection.touched = false;
-    if (!connection.socket->isConnected()) {
-        broken.push_back(connection.key);
+    if (!socket.isConnected()) {
+        noteBroken(connection);
         return true;
     }
     resumeBlockedPipes(connection);

@@ -10,6 +10,7 @@
 
 #include "dm/comm/Connection.h"
 #include "dm/comm/PipeMessages.h"
+#include "dm/comm/PipeTable.h"
 #include "dm/comm/PumpQueue.h"
 
 #include <zul/Packet.h>
@@ -64,8 +65,8 @@ protected:
 
     bool isPumpIdle() const { return pending.empty() && touched.empty() && pumpQueue.empty(); }
 
-    /// The other end names a pipe: attaches it, or makes and attaches it. False when refused.
-    bool openPipe(Connection& connection, const char* pipeName, bool mayCreate);
+    /// The other end names a pipe: attaches it, or makes and attaches it.
+    PipeTable::OpenResult openPipe(Connection& connection, const char* pipeName, bool mayCreate);
 
     void send(Connection& connection, const net::Packet& packet);
 
@@ -81,8 +82,9 @@ protected:
     /// Forgets the connection everywhere but in the derived loop. Its pipes are detached.
     void detachEverything(Connection& connection);
 
-    /// Connections found closed while sending, by key. The next pass must look at them, because
-    /// the wait set does not report what is closed any more.
+    /// The connection was found closed, and the wait set does not report what is closed any more:
+    /// the next pass must look at it.
+    void noteBroken(const Connection& connection) { broken.push_back(connection.key); }
     std::vector<zu::u64> takeBroken() { return std::exchange(broken, {}); }
 
     static void flushAndClose(std::span<Connection* const> connections);
@@ -95,7 +97,7 @@ private:
     void schedule(NetCommunicationPipe& pipe);
     void pumpOne(NetCommunicationPipe& pipe);
     void flushTouched();
-    bool flushOne(Connection& connection, bool mayGather);
+    bool flushOne(Connection& connection);
 
     PumpQueue pumpQueue;
     std::array<Ready, 64> ready;

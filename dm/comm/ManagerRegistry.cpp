@@ -79,7 +79,7 @@ NetCommunicationPipeManager* ManagerRegistry::init(const Manager::Options& optio
 void ManagerRegistry::updateSole()
 {
     managerCount = managers.size();
-    soleManager = managers.size() == 1 ? managers.begin()->second.get() : nullptr;
+    soleManager = soleLocked();
 }
 
 NetCommunicationPipeManager* ManagerRegistry::find(const char* name)
@@ -96,33 +96,23 @@ NetCommunicationPipeManager* ManagerRegistry::findLocked(const char* name)
     return found != managers.end() ? found->second.get() : nullptr;
 }
 
-CommunicationPipe* ManagerRegistry::getPipe(const char* managerName, const char* pipeName)
+template <typename Result, typename Work>
+Result ManagerRegistry::with(const char* managerName, Result otherwise, Work work)
 {
+    reap();
     std::unique_lock guard(registryLock);
-    Manager* manager = findLocked(managerName);
+    Manager* manager = managerName != nullptr ? findLocked(managerName) : soleLocked();
     if (manager == nullptr)
-        return nullptr;
+        return otherwise;
     const Use use(*this, *manager);
     guard.unlock();
-    return manager->getPipe(pipeName);
+    return work(*manager);
 }
 
-ConnectionStatus ManagerRegistry::status(const char* managerName)
+/// Under registryLock.
+NetCommunicationPipeManager* ManagerRegistry::soleLocked()
 {
-    std::lock_guard guard(registryLock);
-    Manager* manager = findLocked(managerName);
-    return manager != nullptr ? manager->status() : ConnectionStatus();
-}
-
-bool ManagerRegistry::flush(const char* managerName, uint32 timeoutMs)
-{
-    std::unique_lock guard(registryLock);
-    Manager* manager = findLocked(managerName);
-    if (manager == nullptr)
-        return false;
-    const Use use(*this, *manager);
-    guard.unlock();
-    return manager->flush(timeoutMs);
+    return managers.size() == 1 ? managers.begin()->second.get() : nullptr;
 }
 
 void ManagerRegistry::deinit(const char* name)
@@ -254,45 +244,56 @@ bool communicationPipeManagerExists(const char* name)
 
 bool isCommunicationPipeManagerMapEmpty() { return ManagerRegistry::instance().empty(); }
 
+namespace {
+
+CommunicationPipe* findPipe(const char* managerName, const char* pipeName)
+{
+    return ManagerRegistry::instance().with<CommunicationPipe*>(
+        managerName, nullptr,
+        [&](NetCommunicationPipeManager& manager) { return manager.getPipe(pipeName); });
+}
+
+} // namespace
+
 CommunicationPipe* getCommunicationPipe(const char* managerName, const char* pipeName)
 {
-    return ManagerRegistry::instance().getPipe(managerName, pipeName);
+    return findPipe(managerName, pipeName);
 }
 
 CommunicationPipe* getCommunicationPipeChecked(const char* managerName, const char* pipeName)
 {
-    return getCommunicationPipe(managerName, pipeName);
+    return findPipe(managerName, pipeName);
 }
 
 CommunicationPipe* getCommunicationPipe(const char* pipeName)
 {
-    // The pointer alone would be stale after everything was deinitialised.
-    CommunicationPipeManager* manager = ManagerRegistry::instance().sole();
-    return manager != nullptr && !isCommunicationPipeManagerMapEmpty() ? manager->getPipe(pipeName)
-                                                                       : nullptr;
+    return findPipe(nullptr, pipeName);
 }
 
 CommunicationPipe* getCommunicationPipeChecked(const char* pipeName)
 {
-    return getCommunicationPipe(pipeName);
+    return findPipe(nullptr, pipeName);
 }
 
 bool isResourceHotLoadPipeCreated(const char* pipeName)
 {
-    if (isCommunicationPipeManagerMapEmpty())
-        return false;
-    CommunicationPipeManager* manager = ManagerRegistry::instance().sole();
-    return manager != nullptr && manager->pipeExists(pipeName);
+    return ManagerRegistry::instance().with(
+        nullptr, false,
+        [&](NetCommunicationPipeManager& manager) { return manager.pipeExists(pipeName); });
 }
 
 ConnectionStatus getConnectionStatus(const char* managerName)
 {
-    return ManagerRegistry::instance().status(managerName);
+    return ManagerRegistry::instance().with(
+        managerName, ConnectionStatus(),
+        [](NetCommunicationPipeManager& manager) { return manager.status(); });
 }
 
 bool flushCommunicationManager(const char* name, uint32 timeoutMs)
 {
-    return ManagerRegistry::instance().flush(name, timeoutMs);
+    return ManagerRegistry::instance().with(name, false, [&](NetCommunicationPipeManager& manager) {
+        return manager.flush(timeoutMs);
+    });
 }
 
 void deinitCommunicationManager(const char* name) { ManagerRegistry::instance().deinit(name); }

@@ -40,10 +40,11 @@ public:
     CommunicationPipeManager* sole() const { return soleManager.load(); }
     bool empty() const { return managerCount.load() == 0; }
 
-    /// getPipe of the named manager, which is not destroyed meanwhile; null without one.
-    CommunicationPipe* getPipe(const char* managerName, const char* pipeName);
-    ConnectionStatus status(const char* managerName);
-    bool flush(const char* managerName, uint32 timeoutMs);
+    /// Runs `work` with the named manager, or with the only one where the name is null. It is not
+    /// destroyed meanwhile, and the registry is not locked. Returns what `work` does, and
+    /// `otherwise` when there is no such manager.
+    template <typename Result, typename Work>
+    Result with(const char* managerName, Result otherwise, Work work);
 
     void deinit(const char* name);
     void deinitAll();
@@ -54,6 +55,7 @@ private:
     class Use;
 
     Manager* findLocked(const char* name);
+    Manager* soleLocked();
     void updateSole();
     void destroy(std::vector<std::unique_ptr<Manager>> managers);
     void awaitUnused(const Manager& manager);

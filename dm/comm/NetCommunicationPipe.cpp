@@ -106,6 +106,8 @@ void NetCommunicationPipe::requestPump() { manager.requestPump(*this); }
 
 bool NetCommunicationPipe::sendNotify(const char* text, uint32 value)
 {
+    if (!isConnected())
+        return false;
     OutgoingNotification notification;
     notification.value = value;
     notification.text = text;
@@ -118,8 +120,9 @@ bool NetCommunicationPipe::sendNotify(const char* text, uint32 value)
             const bool sayFull = saidNotifyQueueFull.raise();
             guard.unlock();
             if (sayFull)
-                warn("pipe \"%s\": notifications are refused because the other end does not read "
-                     "and %u bytes are waiting for it",
+                warn("pipe \"%s\": notifications are refused because the other end reads slower "
+                     "than "
+                     "they come and %u bytes are waiting for it",
                      name.c_str(), kMaxQueuedNotifyBytes);
             return false;
         }
@@ -175,10 +178,20 @@ zu::InplaceString<128> NetCommunicationPipe::sendRequestBounded(const char* text
 zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& arguments)
 {
     zu::InplaceString<128> result;
+    assert((arguments.data != nullptr || arguments.dataSize == 0) && "data is null with a size");
     if (!isTextSendable("a request", arguments.text))
         return result;
 
-    zu::Event event = threadEvent();
+    const zu::Event& event = threadEvent();
+    OutgoingRequest request;
+    request.value = arguments.value;
+    request.text = arguments.text;
+    request.sending.data = arguments.data;
+    request.sending.dataSize = arguments.dataSize;
+    request.responseBuffer = arguments.responseBuffer;
+    request.responseCapacity = arguments.responseCapacity;
+    request.capacityEnforced = arguments.capacityEnforced;
+    request.event = event;
     uint32 id = 0;
     {
         // The id is taken in the same step as the place in the queue: the receiver drops an id
@@ -187,16 +200,7 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
         if (closing)
             return result;
         id = outgoing.nextRequestId++;
-        OutgoingRequest request;
         request.id = id;
-        request.value = arguments.value;
-        request.text = arguments.text;
-        request.sending.data = arguments.data;
-        request.sending.dataSize = arguments.dataSize;
-        request.responseBuffer = arguments.responseBuffer;
-        request.responseCapacity = arguments.responseCapacity;
-        request.capacityEnforced = arguments.capacityEnforced;
-        request.event = event;
         outgoing.requests.append(std::move(request));
     }
     requestPump();
@@ -211,24 +215,30 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
 bool NetCommunicationPipe::finishAsking(uint32 id, uint32* outResponseSize,
                                         zu::InplaceString<128>& result)
 {
-    bool nextMayGo = false;
-    {
-        std::lock_guard guard(outgoingLock);
-        OutgoingRequest* request = outgoing.findRequest(id);
-        if (request->sending.inFlight || !(request->responseReceived || closing))
-            return false;
-        if (request->responseReceived) {
-            result = std::move(request->responseText);
-            if (outResponseSize != nullptr)
-                *outResponseSize = request->responseSize;
-        }
-        nextMayGo = !closing && outgoing.requests.size() > kMessagesPerPass;
-        outgoing.requests.erase(static_cast<size_t>(request - &outgoing.requests.front()));
-        callerLeft();
+    std::lock_guard guard(outgoingLock);
+    OutgoingRequest* request = outgoing.findRequest(id);
+    if (request->sending.inFlight || !(request->responseReceived || closing))
+        return false;
+    if (request->responseReceived) {
+        result = std::move(request->responseText);
+        if (outResponseSize != nullptr)
+            *outResponseSize = request->responseSize;
     }
-    if (nextMayGo)
-        requestPump();
+    removeWaited(outgoing.requests, *request);
     return true;
+}
+
+/// Under outgoingLock. The caller of this record returns.
+template <typename Record>
+void NetCommunicationPipe::removeWaited(RecordQueue<Record>& queue, Record& record)
+{
+    // Its place in the first few goes to the next. Asked for before this caller counts as gone:
+    // after that the pipe may go too.
+    if (queue.size() > kMessagesPerPass)
+        requestPump();
+    queue.erase(static_cast<size_t>(&record - &queue.front()));
+    if (closing && !outgoing.hasWaiters())
+        callersGone.set();
 }
 
 TransferProgress NetCommunicationPipe::getTransferProgress()
@@ -289,13 +299,14 @@ bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered)
 
 void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize)
 {
+    assert((data != nullptr || dataSize == 0) && "data is null with a size");
     const bool sendable = isTextSendable("a response", text);
     // Kept until the end: an answer may well be made of the request's own data.
     IncomingRequest answered;
     if (!takeCurrentRequest(answered))
         return;
 
-    zu::Event event = threadEvent();
+    const zu::Event& event = threadEvent();
     zu::u64 serial = 0;
     {
         std::lock_guard guard(outgoingLock);
@@ -322,18 +333,11 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
 /// True when the caller may return; its record is then gone.
 bool NetCommunicationPipe::finishResponding(zu::u64 serial)
 {
-    bool nextMayGo = false;
-    {
-        std::lock_guard guard(outgoingLock);
-        OutgoingResponse* response = outgoing.findResponse(serial);
-        if (response->sending.inFlight || !(response->sending.sent || closing))
-            return false;
-        nextMayGo = !closing && outgoing.responses.size() > kMessagesPerPass;
-        outgoing.responses.erase(static_cast<size_t>(response - &outgoing.responses.front()));
-        callerLeft();
-    }
-    if (nextMayGo)
-        requestPump();
+    std::lock_guard guard(outgoingLock);
+    OutgoingResponse* response = outgoing.findResponse(serial);
+    if (response->sending.inFlight || !(response->sending.sent || closing))
+        return false;
+    removeWaited(outgoing.responses, *response);
     return true;
 }
 
@@ -410,21 +414,18 @@ bool NetCommunicationPipe::raiseRefusalNotice()
 void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net::Packet& packet)
 {
     const Chunk& chunk = message.chunk;
-    zu::Event event;
-    {
-        std::lock_guard guard(outgoingLock);
-        OutgoingRequest* request = outgoing.findRequest(message.requestId);
-        if (request == nullptr || request->responseReceived)
-            return;
-        request->responseText = message.text;
-        if (chunk.bytes > 0)
-            storeResponse(*request, chunk, packet);
-        if (!chunk.reachesEnd())
-            return;
-        request->responseReceived = true;
-        event = request->event;
-    }
-    event.set();
+    std::lock_guard guard(outgoingLock);
+    OutgoingRequest* request = outgoing.findRequest(message.requestId);
+    if (request == nullptr || request->responseReceived)
+        return;
+    request->responseText = message.text;
+    if (chunk.bytes > 0)
+        storeResponse(*request, chunk, packet);
+    if (!chunk.reachesEnd())
+        return;
+    request->responseReceived = true;
+    request->sending.sent = true; // an early answer: nothing more of it is wanted
+    request->event.set();
 }
 
 void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
@@ -445,13 +446,6 @@ void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Pac
 }
 
 // End of life.
-
-/// Under outgoingLock, after a caller's record was removed.
-void NetCommunicationPipe::callerLeft()
-{
-    if (closing && !outgoing.hasWaiters())
-        callersGone.set();
-}
 
 void NetCommunicationPipe::close()
 {

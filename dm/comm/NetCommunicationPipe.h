@@ -101,7 +101,8 @@ private:
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
     bool takeCurrentRequest(IncomingRequest& answered);
     bool finishResponding(zu::u64 serial);
-    void callerLeft();
+    template <typename Record>
+    void removeWaited(RecordQueue<Record>& queue, Record& record);
     void requestPump();
 
     // Never change after construction.

@@ -17,7 +17,7 @@ NetCommunicationPipeManager::NetCommunicationPipeManager(const Options& options)
     : server(options.isServer)
     , createPipesOnRequest(options.createPipesOnRequest)
     , name(options.name)
-    , remoteName("")
+    , remoteName("", kMaxRemoteNames)
     , addresses(options.host, static_cast<uint32>(options.port))
     , id(options.id)
     , pipes(*this)
@@ -45,26 +45,18 @@ NetCommunicationPipeManager::~NetCommunicationPipeManager()
 {
     requestShutdown();
     joinThread();
-    // The thread may have made a pipe after the flag was set.
-    closePipes();
     for (NetCommunicationPipe* pipe : pipes.all())
         pipe->awaitCallersGone();
-    loop->shutDown();
 }
 
 void NetCommunicationPipeManager::requestShutdown()
 {
     stopRequested.store(true);
-    closePipes();
+    for (NetCommunicationPipe* pipe : pipes.all())
+        pipe->close();
     loop->wake();
     std::lock_guard guard(flushLock);
     flushSettled.notify_all();
-}
-
-void NetCommunicationPipeManager::closePipes()
-{
-    for (NetCommunicationPipe* pipe : pipes.all())
-        pipe->close();
 }
 
 int NetCommunicationPipeManager::run()
@@ -78,6 +70,8 @@ int NetCommunicationPipeManager::run()
         if (flushWanted.load())
             settleFlushes();
     }
+    // Here, so that managers that end together do it side by side.
+    loop->shutDown();
     return 0;
 }
 

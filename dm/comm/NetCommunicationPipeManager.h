@@ -3,7 +3,7 @@
 ///
 /// Life of the thread: started by the last statement of the constructor; woken by requestShutdown,
 /// which sets the flag and the wait set; joined by the destructor's first. Between the two nothing
-/// it does can block, except a callback of the program's.
+/// it does can block, except a callback of the program's and the last flush, which is bounded.
 #pragma once
 
 #include "dm/comm/CallbackSlot.h"
@@ -56,6 +56,7 @@ public:
     /// Asks the thread to end and makes everybody blocked on a pipe return. Does not wait.
     void requestShutdown();
 
+    bool isStopping() const { return stopRequested.load(); }
     bool isOwnThread() const { return threadId.load() == std::this_thread::get_id(); }
     ConnectionStatus status();
 
@@ -83,7 +84,6 @@ public:
     void connectionLost(const char* reason);
 
 private:
-    void closePipes();
     void settleFlushes();
 
     // Never change after construction.

@@ -11,6 +11,9 @@ namespace dm {
 /// Names of pipes and managers; a longer one in a received message drops the message.
 inline constexpr uint32 kMaxNameBytes = 1024;
 
+/// Different names that other ends may give themselves to one manager.
+inline constexpr uint32 kMaxRemoteNames = 4096;
+
 /// How many entries of each outgoing queue one pass looks at. A request keeps its place until it
 /// is answered, so the ninth unanswered one waits.
 inline constexpr uint32 kMessagesPerPass = 8;

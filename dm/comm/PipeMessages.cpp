@@ -116,13 +116,13 @@ bool decode(net::Packet& packet, uint32, WelcomeMessage& message)
     if (!packet.good())
         return false;
     packet >> message.connectionId >> message.serverManagerName;
+    const bool decoded = packet.good() && isNameAllowed(message.serverManagerName);
+    if (decoded || message.protocolVersion == kPipeProtocolVersion)
+        return decoded;
     // Of another version nothing but the number can be relied on, and the number must be heard.
-    if (message.protocolVersion != kPipeProtocolVersion) {
-        message.connectionId = 0;
-        message.serverManagerName = "";
-        return true;
-    }
-    return packet.good() && isNameAllowed(message.serverManagerName);
+    message.connectionId = 0;
+    message.serverManagerName = "";
+    return true;
 }
 
 void encode(net::Packet& packet, const OpenPipeMessage& message)

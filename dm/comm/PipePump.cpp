@@ -3,6 +3,7 @@
 #include "dm/comm/NetCommunicationPipe.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 namespace dm {
@@ -151,14 +152,13 @@ PipePump::Result PipePump::sendChunks(Sending& sending, EncodeChunk encodeChunk)
 
         net::Packet packet(kPipePacketId);
         const uint32 taken = encodeChunk(packet, Chunk{sending.dataSize, sending.sentBytes, 0});
-        if (!socket->sendPacket(&packet) || (taken == 0 && sending.dataSize > 0)) {
-            // The connection is gone, or what it was told is not a message any more: either way
-            // the next attach sends this one again, whole.
-            socket->close();
+        assert(taken > 0 || sending.dataSize == 0);
+        // A connection that does not take it is gone, though what its peer sent before may still
+        // be unread. The next attach sends the message again, whole.
+        if (!socket->sendPacket(&packet))
             return Result::Blocked;
-        }
         sending.sentBytes += taken;
-        shareLeft -= std::min(shareLeft, taken);
+        shareLeft -= std::min(shareLeft, packet.getSize());
     } while (sending.sentBytes < sending.dataSize);
     sending.sent = true;
     return Result::Done;

@@ -9,7 +9,6 @@
 #include "dm/comm/OutgoingMessages.h"
 #include "dm/comm/PipeMessages.h"
 
-#include <zul/Event.h>
 #include <zul/Socket.h>
 
 #include <array>
@@ -21,7 +20,7 @@ class NetCommunicationPipe;
 class PipePump
 {
 public:
-    enum class Result
+    enum class Result // in the order of urgency: of two, the later one counts
     {
         Done,    ///< nothing left that could be sent now
         More,    ///< this pass's share is used up: come back in the next

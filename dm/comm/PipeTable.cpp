@@ -39,6 +39,7 @@ NetCommunicationPipe& PipeTable::getPipe(const char* name, bool& made)
     createCallback.call(&manager, pipe);
     std::lock_guard guard(pipesLock);
     pipes.find(name)->second.ready = true;
+    nextDueToOpen = 0;
     return *pipe;
 }
 
@@ -58,53 +59,63 @@ NetCommunicationPipe* PipeTable::find(const char* name)
 
 bool PipeTable::exists(const char* name) { return find(name) != nullptr; }
 
-/// Under pipesLock. Whether the other end may make one more.
-bool PipeTable::hasRoom()
-{
-    if (pipes.size() < kMaxPipes)
-        return true;
-    if (saidTooMany.raise())
-        warn("manager \"%s\": other ends cannot make more than %u pipes", manager.getName(),
-             kMaxPipes);
-    return false;
-}
-
 /// Under pipesLock.
 PipeTable::Entry& PipeTable::insert(const char* name)
 {
     Entry& entry = pipes[name];
     entry.pipe = std::make_unique<NetCommunicationPipe>(manager, name);
+    // Made by a callback while everything ends: whoever asks on it must not wait.
+    if (manager.isStopping())
+        entry.pipe->close();
     ++detachedCount;
+    nextDueToOpen = 0;
     return entry;
 }
 
 PipeTable::OpenResult PipeTable::open(const char* name, bool mayCreate, Connection& connection,
                                       NetCommunicationPipe*& pipe)
 {
-    bool made = false;
-    {
-        std::lock_guard guard(pipesLock);
-        auto found = pipes.find(name);
-        if (found == pipes.end()) {
-            if (!mayCreate || !hasRoom())
-                return OpenResult::Refused;
-            insert(name);
-            made = true;
-            found = pipes.find(name);
-        }
-        Entry& entry = found->second;
-        pipe = entry.pipe.get();
-        if (entry.connection == &connection)
-            return OpenResult::AlreadyOpen;
-        if (entry.connection == nullptr)
-            --detachedCount;
-        entry.connection = &connection;
-        pipe->attach(connection);
-    }
+    const AttachResult attached = attach(name, mayCreate, connection);
+    pipe = attached.pipe;
+    if (attached.sayTooMany)
+        warn("manager \"%s\": other ends cannot make more than %u pipes", manager.getName(),
+             kMaxPipes);
+    if (attached.result != OpenResult::Attached)
+        return attached.result;
     pipe->announceConnection();
-    if (made)
+    if (attached.made)
         createCallback.call(&manager, pipe);
     return OpenResult::Attached;
+}
+
+PipeTable::AttachResult PipeTable::attach(const char* name, bool mayCreate, Connection& connection)
+{
+    AttachResult attached;
+    std::lock_guard guard(pipesLock);
+    auto found = pipes.find(name);
+    if (found == pipes.end()) {
+        const bool hasRoom = pipes.size() < kMaxPipes;
+        attached.sayTooMany = mayCreate && !hasRoom && saidTooMany.raise();
+        if (!mayCreate || !hasRoom)
+            return attached;
+        insert(name);
+        attached.made = true;
+        found = pipes.find(name);
+    }
+    Entry& entry = found->second;
+    attached.pipe = entry.pipe.get();
+    attached.result = OpenResult::NotYet;
+    if (!entry.ready)
+        return attached;
+    attached.result = OpenResult::AlreadyOpen;
+    if (entry.connection == &connection)
+        return attached;
+    if (entry.connection == nullptr)
+        --detachedCount;
+    entry.connection = &connection;
+    entry.pipe->attach(connection);
+    attached.result = OpenResult::Attached;
+    return attached;
 }
 
 void PipeTable::detachAll(const Connection& connection)
@@ -116,25 +127,29 @@ void PipeTable::detachAll(const Connection& connection)
         entry.connection = nullptr;
         entry.pipe->detach();
         ++detachedCount;
+        nextDueToOpen = 0;
     }
 }
 
 double PipeTable::takeDueToOpen(double now, std::vector<const char*>& names)
 {
-    double nextDue = std::numeric_limits<double>::infinity();
     std::lock_guard guard(pipesLock);
+    // One pipe that the other end refuses must not have every pass look at all of them.
+    if (now < nextDueToOpen)
+        return nextDueToOpen;
+    nextDueToOpen = std::numeric_limits<double>::infinity();
     if (detachedCount == 0)
-        return nextDue;
+        return nextDueToOpen;
     for (auto& [name, entry] : pipes) {
-        if (entry.connection != nullptr)
+        if (entry.connection != nullptr || !entry.ready)
             continue;
         if (now - entry.lastOpenPipeSent > kOpenPipeSeconds) {
             entry.lastOpenPipeSent = now;
             names.push_back(name.c_str());
         }
-        nextDue = std::min(nextDue, entry.lastOpenPipeSent + kOpenPipeSeconds);
+        nextDueToOpen = std::min(nextDueToOpen, entry.lastOpenPipeSent + kOpenPipeSeconds);
     }
-    return nextDue;
+    return nextDueToOpen;
 }
 
 std::vector<NetCommunicationPipe*> PipeTable::all()

@@ -37,6 +37,7 @@ public:
     enum class OpenResult
     {
         Refused,
+        NotYet,      ///< its create callback is still running: the other end will ask again
         AlreadyOpen, ///< attached to this very connection before
         Attached,
     };
@@ -68,7 +69,15 @@ private:
         bool ready = true;                 // false while getPipe's create callback runs
     };
 
-    bool hasRoom();
+    struct AttachResult
+    {
+        OpenResult result = OpenResult::Refused;
+        NetCommunicationPipe* pipe = nullptr;
+        bool made = false;
+        bool sayTooMany = false;
+    };
+
+    AttachResult attach(const char* name, bool mayCreate, Connection& connection);
     Entry& insert(const char* name);
     NetCommunicationPipe* findReady(const char* name);
 
@@ -78,6 +87,7 @@ private:
     OrderedMutex<LockRank::PipeTable> pipesLock;
     std::map<zu::InplaceString<128>, Entry, NameOrder> pipes; // under pipesLock
     OnceFlag saidTooMany;                                     // under pipesLock
+    double nextDueToOpen = 0;                                 // under pipesLock; 0: look again
     uint32 detachedCount = 0;                                 // under pipesLock
 };
 

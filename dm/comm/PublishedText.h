@@ -4,6 +4,8 @@
 #include "dm/common/LockOrder.h"
 
 #include <atomic>
+#include <cstddef>
+#include <limits>
 #include <set>
 #include <string>
 
@@ -13,20 +15,19 @@ namespace dm {
 class KeptTexts
 {
 public:
-    const char* keep(const char* text)
+    static constexpr size_t kNoLimit = std::numeric_limits<size_t>::max();
+
+    /// Null when it would be one more than `limit`.
+    const char* keep(const char* text, size_t limit = kNoLimit)
     {
         std::lock_guard guard(lock);
+        if (values.size() >= limit && !values.contains(text))
+            return nullptr;
         return values.insert(text).first->c_str();
     }
 
-    size_t count() const
-    {
-        std::lock_guard guard(lock);
-        return values.size();
-    }
-
 private:
-    mutable LeafMutex lock;
+    LeafMutex lock;
     std::set<std::string> values; // under lock; nodes never move
 };
 
@@ -34,19 +35,23 @@ private:
 class PublishedText
 {
 public:
-    explicit PublishedText(const char* text) { set(text); }
+    /// Past `mostTexts` different ones, new texts are not taken any more: for what a peer chooses.
+    explicit PublishedText(const char* text, size_t mostTexts = KeptTexts::kNoLimit)
+        : limit(mostTexts)
+    {
+        set(text);
+    }
 
     const char* get() const { return current.load(std::memory_order_acquire); }
 
     void set(const char* text)
     {
-        // A peer may be the one who chooses: past this many, new texts are not taken any more.
-        constexpr size_t kMaxTexts = 4096;
-        if (texts.count() < kMaxTexts)
-            current.store(texts.keep(text), std::memory_order_release);
+        if (const char* kept = texts.keep(text, limit))
+            current.store(kept, std::memory_order_release);
     }
 
 private:
+    const size_t limit;
     KeptTexts texts;
     std::atomic<const char*> current{""};
 };

@@ -10,7 +10,8 @@ bool PumpQueue::add(NetCommunicationPipe& pipe)
 {
     PumpLink& link = pipe.pumpLink();
     // The plain look first: both ends of the mark are ordered by the pipe's own lock, which the
-    // caller has just released, so a mark that is still seen set has not been acted on yet.
+    // caller holds or has just released, so a mark that is still seen set has not been acted on
+    // yet.
     if (link.queued.load(std::memory_order_relaxed) || link.queued.exchange(true))
         return false;
     link.next = newest.load(std::memory_order_relaxed);

@@ -9,12 +9,13 @@
 namespace dm {
 
 /// Taking the front only moves a mark; the gap is closed when it is half of the storage, so a long
-/// queue costs the same a record as a short one. Keeps its storage.
+/// queue costs the same a record as a short one.
 template <typename Record>
 class RecordQueue
 {
 public:
     static constexpr size_t kInitialRoom = 16;
+    static constexpr size_t kKeptRoom = 1024; // what a burst needed beyond is given back
 
     RecordQueue() { records.reserve(kInitialRoom); }
 
@@ -54,6 +55,10 @@ public:
 
     void clear()
     {
+        if (records.capacity() > kKeptRoom) {
+            records = zu::Vector<Record>();
+            records.reserve(kInitialRoom);
+        }
         records.clear();
         head = 0;
     }

@@ -29,8 +29,8 @@ void ServerLoop::pass()
         if (const auto found = connections.find(readiness.key); found != connections.end())
             serve(*found->second, readiness);
     }
-    dropBroken();
     trimIfDue();
+    dropBroken();
     pumpPipes();
 }
 
@@ -101,7 +101,10 @@ void ServerLoop::dispatch(Connection& connection, net::Packet& packet, uint32 pa
 void ServerLoop::onOpenPipe(Connection& connection, const OpenPipeMessage& message)
 {
     manager.setRemoteName(message.senderManagerName);
-    const bool opened = openPipe(connection, message.pipeName, manager.createsPipesOnRequest());
+    const auto result = openPipe(connection, message.pipeName, manager.createsPipesOnRequest());
+    if (result == PipeTable::OpenResult::NotYet)
+        return;
+    const bool opened = result != PipeTable::OpenResult::Refused;
     net::Packet answer(kPipePacketId);
     encode(answer, opened ? MessageKind::PipeOpened : MessageKind::PipeRefused,
            PipeNameMessage{message.pipeName});
@@ -125,8 +128,11 @@ void ServerLoop::trimIfDue()
     if (now - lastTrim < kTrimSeconds)
         return;
     lastTrim = now;
-    for (auto& [key, connection] : connections)
+    for (auto& [key, connection] : connections) {
         connection->socket->update(false, false);
+        if (!connection->socket->isConnected())
+            noteBroken(*connection);
+    }
 }
 
 void ServerLoop::drop(Connection& connection)

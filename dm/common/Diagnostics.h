@@ -9,7 +9,7 @@ namespace dm {
 /// printf formatting; no newline needed.
 void warn(const char* format, ...) ZUL_PRINTF_LIKE(1, 2);
 
-/// A warning that is worth saying once for each thing it concerns: `said` belongs to that thing.
+/// For a warning that is worth saying once for each thing it concerns; a member of that thing.
 class OnceFlag
 {
 public:

@@ -16,8 +16,8 @@ enum class LockRank : int
     JobRun = 1,   ///< JobManager: serialises batches, and the batch itself
     ListBuffer,   ///< remote files: the shared directory-list buffer
     Monitor,      ///< debug monitor: its connections
-    Registry,     ///< the map of pipe managers
     PipeCreation, ///< process-wide: held while a pipe-create callback runs on a caller's thread
+    Registry,     ///< the map of pipe managers
     PipeTable,    ///< one manager's map of pipes
     Hub,          ///< a hub's list of members
     Leaf,         ///< a pipe's queues, a manager's address, a callback slot

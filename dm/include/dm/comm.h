@@ -111,9 +111,8 @@ public:
     ///   text               request text; "" cannot be told from "none" by the receiver.
     ///   value              handed to the receiver as it is.
     ///   responseBuffer     receives the answer's data; may be null, then the data is dropped.
-    ///   responseCapacity   its size in bytes. NOT enforced unless
-    ///   setResponseCapacityEnforced(true)
-    ///                      was called: a larger answer is written past it.
+    ///   responseCapacity   its size in bytes. NOT enforced, a larger answer is written past it,
+    ///                      until setResponseCapacityEnforced(true) was called.
     ///   outResponseSize    receives the answer's full data size in bytes, which may exceed the
     ///                      capacity; may be null; untouched when the pipe closes first.
     ///   data, dataSize     bytes sent along, lent until return; null and 0 for none.
@@ -255,8 +254,8 @@ DM_API CommunicationPipe* getCommunicationPipeChecked(const char* pipeName);
 /// Whether the only manager has that pipe. Never makes it; false without exactly one manager.
 DM_API bool isResourceHotLoadPipeCreated(const char* pipeName);
 
-/// Waits until everything queued on the manager's connected pipes has been handed to the system, for
-/// `timeoutMs` at most. For programs that send and exit: sendNotify and respond return before.
+/// Waits until everything queued on the manager's connected pipes has been handed to the system,
+/// for `timeoutMs` at most. For programs that send and exit: sendNotify and respond return before.
 ///
 /// Returns whether nothing is left; false after the time-out, and without such a manager.
 DM_API bool flushCommunicationManager(const char* name, uint32 timeoutMs);
@@ -264,7 +263,10 @@ DM_API bool flushCommunicationManager(const char* name, uint32 timeoutMs);
 /// Removes the manager from the registry, wakes everybody blocked on its pipes with "", stops its
 /// thread and destroys it with its pipes, in at most a fifth of a second and as long as its own
 /// callbacks run. Unknown names are ignored. From one of the manager's own callbacks it only
-/// removes it; the next registry call of another thread destroys it.
+/// removes it; the next init, deinit or look-up by name on another thread destroys it.
+///
+/// Callers already blocked on a pipe are woken and waited for. A thread that is just about to call
+/// one of the pipe's functions is not: stop using the pipes first.
 DM_API void deinitCommunicationManager(const char* name);
 
 /// The same for all managers, those made meanwhile by callbacks included.
