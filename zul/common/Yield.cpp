@@ -7,7 +7,13 @@ namespace zu {
 
 namespace {
 
+constexpr std::chrono::microseconds kCrowdedYield{kCrowdedYieldMicroseconds};
+constexpr std::chrono::microseconds kCrowdedPause{kCrowdedPauseMicroseconds};
+
 std::atomic<u32> s_yieldMicroseconds{kDefaultYieldMicroseconds};
+
+// Until when this thread takes its core for crowded.
+thread_local std::chrono::steady_clock::time_point s_crowdedUntil;
 
 } // namespace
 
@@ -20,17 +26,19 @@ u32 getYieldMicroseconds() { return s_yieldMicroseconds.load(std::memory_order_r
 
 bool YieldBudget::yield()
 {
-    using Clock = std::chrono::steady_clock;
-
     if (remaining.count() == 0)
         return false;
     const Clock::time_point now = Clock::now();
+    const bool crowded = lastYield != Clock::time_point() && now - lastYield > kCrowdedYield;
+    if (crowded)
+        s_crowdedUntil = now + kCrowdedPause;
     if (deadline == Clock::time_point())
-        deadline = now + remaining;
-    if (now >= deadline) {
+        deadline = now < s_crowdedUntil ? now : now + remaining;
+    if (crowded || now >= deadline) {
         remaining = {};
         return false;
     }
+    lastYield = now;
     std::this_thread::yield();
     return true;
 }

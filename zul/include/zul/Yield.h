@@ -21,6 +21,11 @@ namespace zu {
 
 inline constexpr u32 kDefaultYieldMicroseconds = 50;
 
+/// A yield that took this long gave the core to somebody with real work. Yielding on would cost
+/// the thread its turn again and again, so it stops for kCrowdedPauseMicroseconds.
+inline constexpr u32 kCrowdedYieldMicroseconds = 300;
+inline constexpr u32 kCrowdedPauseMicroseconds = 5000;
+
 /// Process-wide, for waits that begin afterwards. 0 makes every waiter sleep at once.
 ZUL_API void setYieldMicroseconds(u32 microseconds);
 ZUL_API u32 getYieldMicroseconds();
@@ -34,12 +39,16 @@ public:
     {
     }
 
-    /// Yields the core; false, without yielding, once the time is used up or yielding is off.
+    /// Yields the core; false, without yielding, once the time is used up, yielding is off, or the
+    /// core has turned out to be crowded.
     bool yield();
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     std::chrono::microseconds remaining;
-    std::chrono::steady_clock::time_point deadline{};
+    Clock::time_point deadline{};
+    Clock::time_point lastYield{};
 };
 
 } // namespace zu
