@@ -27,9 +27,9 @@ struct Event::State
             return false;
         return manual || raised.exchange(0) != 0;
     }
-    bool passWhileYielding()
+    bool passWhileYielding(std::chrono::nanoseconds atMost)
     {
-        YieldBudget budget;
+        YieldBudget budget{std::chrono::duration_cast<std::chrono::microseconds>(atMost)};
         while (budget.yield())
             if (pass())
                 return true;
@@ -79,7 +79,7 @@ void Event::reset() const
 bool Event::waitUntil(Clock::time_point deadline) const
 {
     assert(isValid());
-    if (state->pass() || state->passWhileYielding())
+    if (state->pass() || state->passWhileYielding(timeUntil(deadline)))
         return true;
     state->sleepers.fetch_add(1);
     bool passed = state->pass();

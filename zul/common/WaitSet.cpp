@@ -50,26 +50,27 @@ u32 WaitSet::wait(Ready* out, u32 capacity, u32 timeoutMs)
     bool woken = wakeRequested();
     u32 count = 0;
     if (active || woken || timeoutMs == 0) {
-        count = poll(out, capacity);
+        count = poll(out, capacity, timeoutMs);
         woken = takeWake();
     }
     if (count == 0 && !woken && timeoutMs > 0) {
         count = sleep(out, capacity, timeoutMs);
         woken = takeWake();
     }
-    active = count > 0 || woken;
+    // A mere look that found nothing does not make the owner an idle one.
+    active = count > 0 || woken || (active && timeoutMs == 0);
     return count;
 }
 
 bool WaitSet::takeWake() { return wakeRequested() && wakePending.exchange(false); }
 
 // Looks again and again, yielding the core in between to whoever is to make something ready.
-u32 WaitSet::poll(Ready* out, u32 capacity)
+u32 WaitSet::poll(Ready* out, u32 capacity, u32 timeoutMs)
 {
     u32 count = collect(out, capacity, 0);
     if (count > 0 || !active)
         return count;
-    zu::YieldBudget budget;
+    zu::YieldBudget budget{std::chrono::milliseconds(timeoutMs)};
     while (count == 0 && !wakeRequested() && budget.yield())
         count = collect(out, capacity, 0);
     return count;

@@ -83,7 +83,7 @@ public:
 
 private:
     bool takeWake();
-    u32 poll(Ready* out, u32 capacity);
+    u32 poll(Ready* out, u32 capacity, u32 timeoutMs);
     u32 sleep(Ready* out, u32 capacity, u32 timeoutMs);
     u32 collect(Ready* out, u32 capacity, u32 timeoutMs);
 

@@ -15,6 +15,7 @@
 #include <zul/Types.h>
 #include <zul/export.h>
 
+#include <algorithm>
 #include <chrono>
 
 namespace zu {
@@ -34,8 +35,9 @@ ZUL_API u32 getYieldMicroseconds();
 class ZUL_API YieldBudget
 {
 public:
-    YieldBudget()
-        : remaining(getYieldMicroseconds())
+    /// Never more than `atMost`, whatever the process-wide time.
+    explicit YieldBudget(std::chrono::microseconds atMost = std::chrono::microseconds::max())
+        : remaining(std::min(std::chrono::microseconds(getYieldMicroseconds()), atMost))
     {
     }
 
