@@ -1,7 +1,7 @@
 #include "dm/comm/IncomingNotifications.h"
 
 #include <algorithm>
-#include <array>
+#include <cstring>
 
 namespace dm {
 
@@ -9,20 +9,8 @@ namespace {
 
 void appendChunk(zu::String& text, uint32 bytes, net::Packet& packet)
 {
-    std::array<char, 1024> piece;
-    bool ended = false;
-    while (bytes > 0) {
-        const uint32 count =
-            packet.read(piece.data(), std::min(bytes, static_cast<uint32>(piece.size() - 1)));
-        if (count == 0)
-            return;
-        piece[count] = '\0';
-        if (!ended)
-            text.append(piece.data());
-        ended =
-            ended || std::find(piece.begin(), piece.begin() + count, '\0') != piece.begin() + count;
-        bytes -= count;
-    }
+    if (const auto* chunk = reinterpret_cast<const char*>(packet.view(bytes)))
+        text.append(chunk, strnlen(chunk, bytes));
 }
 
 } // namespace
@@ -105,12 +93,13 @@ bool IncomingNotifications::takeOldest(zu::InplaceString<128>& text, uint32* out
 {
     if (queue.empty() || !queue.front().isReadable())
         return false;
-    Notification notification = queue.takeFront();
+    Notification& notification = queue.front();
     queuedBytes -= notification.cost();
     carriedBytes -= std::min(carriedBytes, notification.cost()); // the oldest go first
     if (outValue != nullptr)
         *outValue = notification.value;
     text = std::move(notification.text);
+    queue.popFront();
     if (queue.empty())
         giveBack();
     return true;

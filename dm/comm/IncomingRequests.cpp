@@ -92,7 +92,8 @@ bool IncomingRequests::takeOldest()
 {
     if (queue.empty())
         return false;
-    currentRequest = queue.takeFront();
+    currentRequest = std::move(queue.front());
+    queue.popFront();
     takenEarlyIsCurrent = !currentRequest.complete;
     if (takenEarlyIsCurrent)
         takenEarlyId = currentRequest.id;

@@ -13,6 +13,11 @@ std::span<const ManagerLoop::Ready> ManagerLoop::wait(uint32 timeoutMs)
 {
     // A pass may have ended before it pumped, when the wake-up for the queue was already taken.
     const bool workLeft = !isPumpIdle() || !broken.empty();
+    // Passes over a long queue of small messages are far shorter than a look at the kernel.
+    const auto now = std::chrono::steady_clock::now();
+    if (workLeft && now - lastLook < kLookInterval)
+        return {};
+    lastLook = now;
     const uint32 count =
         waitSet.wait(ready.data(), static_cast<uint32>(ready.size()), workLeft ? 0 : timeoutMs);
     return {ready.data(), count};

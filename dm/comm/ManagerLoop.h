@@ -17,6 +17,7 @@
 #include <zul/WaitSet.h>
 
 #include <array>
+#include <chrono>
 #include <span>
 #include <utility>
 #include <vector>
@@ -101,10 +102,11 @@ private:
 
     PumpQueue pumpQueue;
     std::array<Ready, 64> ready;
-    std::vector<NetCommunicationPipe*> announced; // just taken from the queue
-    std::vector<NetCommunicationPipe*> pending;   // to be pumped, oldest first
-    std::vector<NetCommunicationPipe*> pumped;    // in this pass
-    std::vector<Connection*> touched;             // to be flushed and watched anew
+    std::chrono::steady_clock::time_point lastLook; // at the wait set
+    std::vector<NetCommunicationPipe*> announced;   // just taken from the queue
+    std::vector<NetCommunicationPipe*> pending;     // to be pumped, oldest first
+    std::vector<NetCommunicationPipe*> pumped;      // in this pass
+    std::vector<Connection*> touched;               // to be flushed and watched anew
     std::vector<zu::u64> broken;
 };
 

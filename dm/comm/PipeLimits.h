@@ -58,6 +58,9 @@ inline constexpr uint32 kMaxUnreadAnswerBytes = 1024 * 1024;
 inline constexpr double kReconnectSeconds = 0.5;
 inline constexpr double kOpenPipeSeconds = 0.2;
 
+/// With work at hand, how long passes go on before they look again for what has arrived.
+inline constexpr std::chrono::microseconds kLookInterval{20};
+
 /// How often a server looks at all its connections, for memory that bulk data has left behind.
 inline constexpr double kTrimSeconds = 1.0;
 

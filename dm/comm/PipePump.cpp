@@ -77,9 +77,9 @@ void PipePump::takeNotifications()
     notificationCount = 0;
     auto& queue = pipe.outgoing.notifications;
     while (notificationCount < kMessagesPerPass && !queue.empty()) {
-        OutgoingNotification notification = queue.takeFront();
-        pipe.outgoing.notifyCost -= notification.cost();
-        notifications[notificationCount++] = std::move(notification);
+        pipe.outgoing.notifyCost -= queue.front().cost();
+        notifications[notificationCount++] = std::move(queue.front());
+        queue.popFront();
     }
     moreQueued = !queue.empty();
 }

@@ -26,7 +26,7 @@ public:
     const Record& operator[](size_t index) const { return records[head + index]; }
     Record& front() { return records[head]; }
 
-    Record& append(Record record)
+    Record& append(Record&& record)
     {
         if (records.size() == records.capacity() && head >= records.size() / 2)
             closeGap();
@@ -34,11 +34,12 @@ public:
         return records[records.size() - 1];
     }
 
-    Record takeFront()
+    /// Removes the front, which the caller has moved elsewhere.
+    void popFront()
     {
-        Record record = std::move(records[head]);
-        erase(0);
-        return record;
+        ++head;
+        if (head == records.size())
+            clear();
     }
 
     void erase(size_t index)
@@ -47,10 +48,8 @@ public:
             records.erase(head + index);
             return;
         }
-        records[head] = Record{};
-        ++head;
-        if (head == records.size())
-            clear();
+        records[head] = Record{}; // gives back what it holds now, not when the gap is closed
+        popFront();
     }
 
     void clear()
