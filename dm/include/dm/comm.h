@@ -151,6 +151,8 @@ public:
     /// The three below replace a callback; an empty one removes it. When they return, the previous
     /// callback is not running on another thread and will not run again, so its context may go;
     /// the caller must hold no lock that the previous callback waits for. Allowed from callbacks.
+    /// What arrived before is not announced any more: look once after setting, or set them in the
+    /// pipe-create callback, before anything can arrive.
 
     /// Called each time a connection has been attached.
     virtual void setConnectionCallback(PipeCallback callback) = 0;
