@@ -7,8 +7,11 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <memory>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -29,9 +32,9 @@ bool exists(const std::string& name) { return NamedMutex::doesMutexExist(name.c_
 class Holder
 {
 public:
-    explicit Holder(const std::string& name)
+    explicit Holder(const std::string& name, const std::string& part = "HoldsUntilItsInputEnds")
         : child({ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",
-                 "--gtest_filter=NamedMutexHolder.DISABLED_HoldsUntilItsInputEnds"},
+                 "--gtest_filter=NamedMutexHolder.DISABLED_" + part},
                 {{kNameVariable, name}})
     {
         for (auto line = child.readLine(); line && *line != "held"; line = child.readLine()) {
@@ -58,6 +61,23 @@ TEST(NamedMutexHolder, DISABLED_HoldsUntilItsInputEnds)
     if (name == nullptr)
         GTEST_SKIP() << "the part of another process";
     const NamedMutex mutex(name);
+    std::cout << "held" << std::endl;
+    std::string line;
+    std::getline(std::cin, line);
+}
+
+TEST(NamedMutexHolder, DISABLED_ForksAProcessThatLetsGo)
+{
+    const char* name = std::getenv(kNameVariable);
+    if (name == nullptr)
+        GTEST_SKIP() << "the part of another process";
+    auto mutex = std::make_unique<NamedMutex>(name);
+    const pid_t forked = fork();
+    if (forked == 0) {
+        mutex.reset();
+        _exit(0);
+    }
+    waitpid(forked, nullptr, 0);
     std::cout << "held" << std::endl;
     std::string line;
     std::getline(std::cin, line);
@@ -100,6 +120,15 @@ TEST(NamedMutex, VanishesWithAKilledHolder)
     EXPECT_FALSE(exists(name));
     const NamedMutex again(name.c_str());
     EXPECT_TRUE(exists(name));
+}
+
+TEST(NamedMutex, OutlivesAForkedProcessThatLetsGo)
+{
+    const std::string name = uniqueName("forked");
+    Holder holder(name, "ForksAProcessThatLetsGo");
+    EXPECT_TRUE(exists(name));
+    holder.end();
+    EXPECT_FALSE(exists(name));
 }
 
 TEST(NamedMutex, TellsLongNamesApart)

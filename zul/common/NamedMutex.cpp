@@ -7,17 +7,17 @@ namespace zu {
 
 NamedMutex::NamedMutex(const char* mutexName)
     : name(mutexName)
-    , holder(acquireNamedLock(mutexName))
+    , holder(acquireNamedLock(name.c_str()))
 {
     if (holder != kNoNamedLock)
         return;
     Exception error;
-    error.setError("cannot hold the name \"%s\" in the system", mutexName);
+    error.setError("cannot hold the name \"%s\" in the system", name.c_str());
     throw error;
 }
 
 NamedMutex::~NamedMutex() { releaseNamedLock(holder, name.c_str()); }
 
-bool NamedMutex::doesMutexExist(const char* name) { return isNamedLockHeld(name); }
+bool NamedMutex::doesMutexExist(const char* name) { return isNamedLockHeld(name ? name : ""); }
 
 } // namespace zu

@@ -18,18 +18,25 @@ namespace {
 
 using Path = InplaceString<256>;
 
-// A fixed place rather than TMPDIR: processes with different environments must find each other.
-Path folder() { return str("/tmp/zul-%u", static_cast<unsigned>(geteuid())); }
+// Fixed places rather than what the environment names: processes with different environments must
+// find each other. The user's runtime folder is not swept while there are sessions, but not every
+// user has one.
+Path runtimeFolder() { return str("/run/user/%u", static_cast<unsigned>(geteuid())); }
+Path namesInRuntimeFolder() { return str("%s/zul", runtimeFolder().c_str()); }
+Path namesInTemporaryFolder() { return str("/tmp/zul-%u", static_cast<unsigned>(geteuid())); }
 
-/// Makes the folder. False when somebody else owns it, who could then fake or block names.
-bool prepareFolder()
+/// False also when somebody else owns it, who could then fake or block names.
+bool isOwnFolder(const Path& path)
 {
-    const Path path = folder();
-    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
-        return false;
     struct stat status;
     return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
            status.st_uid == geteuid() && (status.st_mode & 022) == 0;
+}
+
+/// Where new names go.
+Path currentFolder()
+{
+    return isOwnFolder(runtimeFolder()) ? namesInRuntimeFolder() : namesInTemporaryFolder();
 }
 
 u64 hashOf(std::string_view text)
@@ -47,13 +54,13 @@ bool isPlain(char character)
 }
 
 /// Readable as far as a file name can be, and told apart by a hash of the whole name.
-Path pathOf(const char* name)
+Path pathOf(const Path& folder, const char* name)
 {
     constexpr size_t kReadableCharacters = 100;
     InplaceString<128> readable;
     for (const char* c = name; *c != '\0' && readable.length() < kReadableCharacters; ++c)
         readable += isPlain(*c) ? *c : '_';
-    return str("%s/%s-%016llx", folder().c_str(), readable.c_str(), hashOf(name));
+    return str("%s/%s-%016llx", folder.c_str(), readable.c_str(), hashOf(name));
 }
 
 struct flock wholeFile(short type)
@@ -82,13 +89,29 @@ bool isFileAt(int file, const char* path)
            opened.st_ino == named.st_ino;
 }
 
+// A lock for writing belongs to somebody who is just removing the file, so to no holder.
+bool isHeldIn(const Path& folder, const char* name)
+{
+    if (!isOwnFolder(folder))
+        return false;
+    const int file = open(pathOf(folder, name).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+    if (file < 0)
+        return false;
+    struct flock lock = wholeFile(F_WRLCK);
+    const bool asked = fcntl(file, F_OFD_GETLK, &lock) == 0;
+    close(file);
+    return asked && lock.l_type == F_RDLCK;
+}
+
 } // namespace
 
 s64 acquireNamedLock(const char* name)
 {
-    if (!prepareFolder())
+    const Path folder = currentFolder();
+    mkdir(folder.c_str(), 0700);
+    if (!isOwnFolder(folder))
         return kNoNamedLock;
-    const Path path = pathOf(name);
+    const Path path = pathOf(folder, name);
     for (;;) {
         const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (file < 0)
@@ -105,9 +128,13 @@ s64 acquireNamedLock(const char* name)
 
 void releaseNamedLock(s64 holder, const char* name)
 {
-    const int file = static_cast<int>(holder);
-    const Path path = pathOf(name);
-    // Only the last holder gets the exclusive lock, and only under it the file may go.
+    close(static_cast<int>(holder));
+    const Path path = pathOf(currentFolder(), name);
+    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+    if (file < 0)
+        return;
+    // Nobody gets the exclusive lock while there are holders, and only under it the file may go.
+    // Not through the holder's own description, which a forked process shares and goes on holding.
     if (lockFile(file, F_OFD_SETLK, F_WRLCK) && isFileAt(file, path.c_str()))
         unlink(path.c_str());
     close(file);
@@ -115,15 +142,8 @@ void releaseNamedLock(s64 holder, const char* name)
 
 bool isNamedLockHeld(const char* name)
 {
-    if (!prepareFolder())
-        return false;
-    const int file = open(pathOf(name).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-    if (file < 0)
-        return false;
-    struct flock lock = wholeFile(F_WRLCK);
-    const bool asked = fcntl(file, F_OFD_GETLK, &lock) == 0;
-    close(file);
-    return asked && lock.l_type != F_UNLCK;
+    // Both, because the user's first session makes the one folder after processes used the other.
+    return isHeldIn(namesInRuntimeFolder(), name) || isHeldIn(namesInTemporaryFolder(), name);
 }
 
 } // namespace zu

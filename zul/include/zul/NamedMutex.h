@@ -9,10 +9,12 @@
 ///     while (zu::NamedMutex::doesMutexExist("game_refcount")) ...   // in another process
 ///
 /// A holder that dies, by whatever signal, lets go like one that destroys its object. A process
-/// forked from a holder holds the name too, until it execs or ends.
+/// forked from a holder holds the name too, until it destroys its copy of the object, execs or
+/// ends.
 ///
-/// Threads: any. Limits: names are case-sensitive and of any length; processes of different users
-/// do not see each other's.
+/// Threads: any. Limits: names are case-sensitive and of any length, null counts as ""; processes
+/// of different users do not see each other's. A system that sweeps its folder of temporary files
+/// may forget, after days, names held by a user without a session.
 #pragma once
 
 #include <zul/InplaceString.h>
