@@ -4,10 +4,12 @@
 #include <zul/Listener.h>
 #include <zul/Socket.h>
 
+#include <algorithm>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
+#include <sys/socket.h>
 #include <thread>
 #include <vector>
 
@@ -95,6 +97,14 @@ protected:
         std::string text(60000, 's');
         while (socket.pendingSendBytes() < 1000000)
             ASSERT_TRUE(sendText(socket, text));
+    }
+
+    static std::chrono::milliseconds timeToDestroy(std::unique_ptr<Socket>& socket)
+    {
+        auto start = std::chrono::steady_clock::now();
+        socket.reset();
+        return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                             start);
     }
 
     Listener listener{0};
@@ -320,17 +330,43 @@ TEST_F(SocketTest, TheDestructorHandsOverWhatIsLeft)
 
 TEST_F(SocketTest, TheDestructorDoesNotWaitLongForAStalledPeer)
 {
-    {
-        Socket stalled;
-        stalled.connect("127.0.0.1", listener.getPort());
-        ASSERT_TRUE(waitUntil([&] {
-            stalled.update();
-            accept();
-            return stalled.isConnected();
+    ASSERT_TRUE(connectPair());
+    stall(*server);
+    EXPECT_LT(timeToDestroy(server).count(), 5 * net::kFinalFlushMs);
+}
+
+TEST_F(SocketTest, TheDestructorDoesNotWaitAtAllForAPeerThatEnded)
+{
+    auto fastest = std::chrono::milliseconds::max();
+    for (int round = 0; round < 3; round++) {
+        net::tcp::Handle raw = connectRaw();
+        stall(*server);
+        // Fills a block of the decoder, so that one update finds the frame and the end behind it.
+        std::string header("\xD5\x7A\1\0\xF8\x3F\0\0", 8);
+        sendRaw(raw, header + std::string(0x3FF8, 'f'));
+        ::shutdown(static_cast<int>(raw), SHUT_WR);
+        EXPECT_EQ(receiveText(*server), "");
+        EXPECT_TRUE(waitUntil([&] {
+            server->update(true, false);
+            return !server->isConnected();
         }));
-        stall(stalled);
+        EXPECT_STREQ(server->closeReason(), "closed by the peer");
+        fastest = std::min(fastest, timeToDestroy(server));
+        net::tcp::close(raw);
     }
-    SUCCEED() << "it ended";
+    EXPECT_LT(fastest.count(), net::kFinalFlushMs / 2);
+}
+
+TEST_F(SocketTest, AConnectionThatCanNoLongerSendEnds)
+{
+    ASSERT_TRUE(connectPair());
+    sendText(*server, "arrived before");
+    // The peer knows of nothing, so receiving alone would never tell.
+    ::shutdown(static_cast<int>(client.getWaitHandle().native), SHUT_WR);
+    EXPECT_FALSE(sendText(client, "into the void"));
+    EXPECT_EQ(receiveText(client), "arrived before");
+    EXPECT_TRUE(waitClosed(client));
+    EXPECT_STRNE(client.closeReason(), "");
 }
 
 TEST_F(SocketTest, ConnectsAgainAfterFailureAndClose)

@@ -33,12 +33,12 @@ void setListenAddress(const char* address)
     shared.address = address ? address : "";
 }
 
-static std::string chosenListenAddress()
+zu::InplaceString<128> getListenAddress()
 {
     ListenAddress& shared = sharedListenAddress();
     std::lock_guard guard(shared.lock);
     if (!shared.address.empty())
-        return shared.address;
+        return shared.address.c_str();
     const char* variable = std::getenv("ZUL_LISTEN_ADDRESS");
     return variable && *variable ? variable : kDefaultListenAddress;
 }
@@ -55,7 +55,7 @@ Listener::Listener(int port)
     : listening(std::make_unique<State>())
     , portInUse(static_cast<u32>(port))
 {
-    std::string address = chosenListenAddress();
+    zu::InplaceString<128> address = getListenAddress();
     std::string error = "no port of TCP";
     if (port >= 0 && port <= 0xFFFF) {
         auto addresses = tcp::numericAddresses(address.c_str(), portInUse);
@@ -83,13 +83,13 @@ Socket* Listener::pollConnect()
 {
     if (!isListening())
         return nullptr;
+    auto state = std::make_unique<Socket::State>(); // before there is a connection to lose
     tcp::Address peer;
     tcp::Attempt accepted = tcp::accept(listening->listening, peer);
     if (accepted.outcome == tcp::Outcome::Failed)
         reportRefusal();
     if (accepted.outcome != tcp::Outcome::Done)
         return nullptr;
-    auto state = std::make_unique<Socket::State>();
     state->open(accepted.handle, peer);
     return new Socket(std::move(state));
 }

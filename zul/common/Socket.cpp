@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cassert>
+#include <new>
 
 namespace net {
 
@@ -113,12 +114,24 @@ bool Socket::State::accepts(u32 ownBytes, u32 lentBytes) const
            queue.size() + frameBytes <= kMaxPendingSendBytes;
 }
 
+// What the peer sent before is still to be read, so the socket stays open.
+void Socket::State::failSending(const std::string& why)
+{
+    sendFailed = true;
+    reason = why;
+    queue.clear();
+}
+
 void Socket::State::enqueue(const tcp::Piece& own, const tcp::Piece& lent)
 {
-    if (own.count > 0)
-        queue.append(own.bytes, own.count);
-    if (lent.count > 0)
-        queue.append(lent.bytes, lent.count);
+    try {
+        if (own.count > 0)
+            queue.append(own.bytes, own.count);
+        if (lent.count > 0)
+            queue.append(lent.bytes, lent.count);
+    } catch (const std::bad_alloc&) {
+        failSending("out of memory"); // half a frame may be on its way: no other may follow
+    }
 }
 
 // Sends the queue and behind it the two pieces with one call; queues what was not taken.
@@ -129,13 +142,8 @@ void Socket::State::sendNow(const tcp::Piece& own, const tcp::Piece& lent)
         return;
     const tcp::Piece pieces[] = {{queue.bytes(), queued}, own, lent};
     tcp::Transfer sent = tcp::send(handle, pieces);
-    if (sent.outcome == tcp::Outcome::Failed) {
-        // What the peer sent before it went is still to be read, so the socket stays open.
-        sendFailed = true;
-        reason = tcp::errorText(sent.error);
-        queue.clear();
-        return;
-    }
+    if (sent.outcome == tcp::Outcome::Failed)
+        return failSending(tcp::errorText(sent.error));
     blocked = sent.outcome == tcp::Outcome::WouldBlock;
     if (queued > kQuietBytes)
         lastBulk = Clock::now();
@@ -191,6 +199,7 @@ bool Socket::State::receiveOnce(u32& inOutBudget)
     case tcp::Outcome::Done:
         break;
     case tcp::Outcome::WouldBlock:
+        ended = sendFailed; // all that had arrived has been read
         return false;
     case tcp::Outcome::Ended:
         ended = true;
@@ -264,8 +273,8 @@ Socket::Socket(std::unique_ptr<State> state)
 
 Socket::~Socket()
 {
-    if (impl->phase != State::Phase::Open)
-        return;
+    if (impl->phase != State::Phase::Open || impl->ended)
+        return; // after the peer's end a backlog is lost anyway
     drain(kFinalFlushMs);
     tcp::finish(impl->handle);
     impl->handle = tcp::kNoHandle;
@@ -380,7 +389,7 @@ u32 Socket::getLocalPort() const
 
 const char* Socket::closeReason() const
 {
-    return impl->phase == State::Phase::Closed ? impl->reason.c_str() : "";
+    return isConnected() || isPending() ? "" : impl->reason.c_str();
 }
 
 zu::WaitHandle Socket::getWaitHandle() const

@@ -38,6 +38,7 @@ struct Socket::State
 
     // Sending.
     bool accepts(u32 ownBytes, u32 lentBytes) const;
+    void failSending(const std::string& why);
     void enqueue(const tcp::Piece& own, const tcp::Piece& lent);
     void sendNow(const tcp::Piece& own, const tcp::Piece& lent);
     void flush() { sendNow({nullptr, 0}, {nullptr, 0}); }

@@ -79,11 +79,12 @@ Transfer receive(Handle handle, std::span<u8> space);
 
 Endpoint localEndpoint(Handle handle);
 
-// Closes at once; what the system has not sent yet it still sends.
+// Closes at once. What the system has not sent yet it still sends, unless bytes are left unread:
+// then it cuts the connection.
 void close(Handle handle);
 
-// The same after an end of stream. Reads and drops what arrived meanwhile first: closing with
-// unread bytes would make the system cut the connection and lose what it has yet to send.
+// The same after an end of stream. Reads and drops what arrived meanwhile first, so that what the
+// system has yet to send is not lost.
 void finish(Handle handle);
 
 struct Listening

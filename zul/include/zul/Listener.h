@@ -15,6 +15,7 @@
 /// closed at once instead of waiting in a queue that nobody can empty.
 #pragma once
 
+#include <zul/InplaceString.h>
 #include <zul/Packet.h>
 #include <zul/WaitHandle.h>
 #include <zul/export.h>
@@ -28,6 +29,9 @@ class Socket;
 /// Where listeners made from now on listen: a numeric address of this machine, "localhost", or
 /// "0.0.0.0" or "::" for all networks. "" goes back to the default. Outranks ZUL_LISTEN_ADDRESS.
 ZUL_API void setListenAddress(const char* address);
+
+/// Where a listener made now would listen: what was set, else ZUL_LISTEN_ADDRESS, else loopback.
+ZUL_API zu::InplaceString<128> getListenAddress();
 
 class ZUL_API Listener
 {
@@ -47,7 +51,8 @@ public:
     /// Does what is due besides taking connections. Never waits.
     void update();
 
-    /// Takes the next connection, or gives null. Never waits. The caller deletes the socket.
+    /// Takes the next connection, or gives null. The caller deletes the socket. Never waits for a
+    /// connection; without descriptors it may take some milliseconds, so that no loop spins.
     Socket* pollConnect();
 
     /// How many connections were closed at once for want of descriptors.

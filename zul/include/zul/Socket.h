@@ -51,7 +51,8 @@ class ZUL_API Socket
 public:
     Socket();
 
-    /// Sends what is left, for kFinalFlushMs at most, and ends the stream in order.
+    /// Sends what is left, for kFinalFlushMs at most, and ends the stream in order. Waits for
+    /// nothing once the peer has ended its stream.
     ~Socket();
 
     Socket(const Socket&) = delete;
