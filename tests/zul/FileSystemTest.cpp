@@ -119,6 +119,10 @@ TEST_F(LocalFileSystem, MovesFilesAndFoldersAndReplacesOnlyWhenTold)
     EXPECT_TRUE(move("b", "new", false));
     EXPECT_FALSE(move("new", "folder", true));
     EXPECT_FALSE(move("missing", "new", true));
+    std::filesystem::create_hard_link(at("new"), at("link"));
+    EXPECT_FALSE(move("link", "new", false));
+    EXPECT_TRUE(move("link", "new", true));
+    EXPECT_TRUE(move("new", "./new", true)); // stays: it is there already
     EXPECT_TRUE(move("folder", "renamed", false));
     EXPECT_EQ(contentOf("renamed/c"), "C");
     EXPECT_THAT(names(), ElementsAre("new", "renamed"));
@@ -205,6 +209,11 @@ TEST_F(LocalFileSystem, TimesCountFrom1601)
     EXPECT_EQ(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
     files.setFileTime(handle, File::Time::fromTicks(kStartOf2024), File::Time());
     EXPECT_EQ(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
+    constexpr u64 kFarFuture = ~0ull / 10 * 9; // beyond s64, and beyond what many disks keep
+    files.setFileTime(handle, File::Time(), File::Time::fromTicks(kFarFuture));
+    EXPECT_GT(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
+    EXPECT_LE(files.getFileTime(handle).toTicks(), kFarFuture);
+    files.setFileTime(handle, File::Time(), File::Time::fromTicks(kStartOf2024 + 7));
     files.closeFile(handle);
 
     u64 size = 1;
@@ -317,6 +326,48 @@ TEST_F(FileSystemBase, ListsWhatTheFilterAcceptsAndClosesEverySearch)
     EXPECT_EQ(counting.openSearches, 0);
 }
 
+// Whatever folder is asked for has a hundred folders and a file, and names that lead elsewhere.
+class EndlessFileSystem : public zu::LocalFileSystem
+{
+public:
+    struct Search : FindFileHandle
+    {
+        size_t next = 0;
+    };
+    static constexpr const char* kNames[] = {".", "..", "a/b", "", "file"};
+
+    FindFileHandle* findFirstFile(const char*) override { return new Search; }
+    FindFileHandle* findNextFile(FindFileHandle* handle) override
+    {
+        if (++static_cast<Search*>(handle)->next < 100 + std::size(kNames))
+            return handle;
+        findClose(handle);
+        return nullptr;
+    }
+    const char* findGetFileName(FindFileHandle* handle) override
+    {
+        const size_t index = static_cast<Search*>(handle)->next;
+        return index < std::size(kNames) ? kNames[index] : "f";
+    }
+    bool findIsDirectory(FindFileHandle* handle) override
+    {
+        return static_cast<Search*>(handle)->next != std::size(kNames) - 1;
+    }
+};
+
+TEST_F(FileSystemBase, AWalkThroughFoldersWithoutEndEnds)
+{
+    EndlessFileSystem endless;
+    FileSystem::PathList found;
+    endless.findSubfolders(found, "x", false);
+    EXPECT_EQ(found.size(), 100u);
+    testing::internal::CaptureStderr();
+    endless.listFiles(found, "x", "file", true);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("below \"x\""), std::string::npos);
+    EXPECT_STREQ(found[0].c_str(), "x/file");
+    EXPECT_LE(found.size(), FileSystem::kMaxFoldersWalked / 100 + 1);
+}
+
 TEST_F(FileSystemBase, InstalledOneIsLocalUntilSet)
 {
     EXPECT_EQ(&FileSystem::get(), &zu::LocalFileSystem::getInstance());
@@ -388,6 +439,29 @@ TEST_F(FileSystemBase, ClosingAwaitsTheReadThatHasBegunAndWhatItAsksFor)
     gated.gate.count_down();
     closing.join();
     EXPECT_EQ(completed, 2);
+}
+
+TEST_F(FileSystemBase, ClosingEndsAChainOfReadsThatNeverEndsByItself)
+{
+    make("file", "abcdef");
+    FileHandle* handle = open("file", BaseFile::Read);
+    char bytes[2];
+    std::latch started(3);
+    std::atomic<int> failed{0};
+    FileSystem::ReadCallback again = [&](FileHandle* read, u64 count) {
+        if (count == 0) {
+            ++failed;
+            return;
+        }
+        if (!started.try_wait())
+            started.count_down();
+        files.seekFile(read, 0, BaseFile::SeekFromStart);
+        files.readFileAsync(read, bytes, 2, again);
+    };
+    files.readFileAsync(handle, bytes, 2, again);
+    started.wait();
+    EXPECT_TRUE(files.closeFile(handle));
+    EXPECT_EQ(failed, 1);
 }
 
 TEST(FileUtils, WildcardsMatchNamesWithoutRegardToCase)

@@ -4,6 +4,7 @@
 #include <zul/FileStream.h>
 
 #include <cstring>
+#include <new>
 #include <thread>
 
 using zu::BaseFile;
@@ -27,12 +28,16 @@ public:
     u64 writeFile(FileHandle* handle, void* buffer, u64 count) override
     {
         ++transfers;
+        if (outOfMemory)
+            throw std::bad_alloc();
         u64 written = zu::LocalFileSystem::writeFile(handle, buffer, std::min(count, freeBytes));
         freeBytes -= written;
         return written;
     }
     u64 getFileSize(FileHandle* handle) override
     {
+        if (outOfMemory)
+            throw std::bad_alloc();
         return claimedSize != 0 ? claimedSize : zu::LocalFileSystem::getFileSize(handle);
     }
     bool closeFile(FileHandle* handle) override
@@ -45,6 +50,7 @@ public:
     int closed = 0;
     u64 freeBytes = ~0ull;
     u64 claimedSize = 0;
+    bool outOfMemory = false;
 };
 
 class File : public FileFixture
@@ -151,6 +157,18 @@ TEST_F(File, FullDiskIsReportedOnceAndTheFileClosed)
         zu::File lost = open("lost", BaseFile::Write);
         lost.write("gathered", 8);
     }
+    EXPECT_EQ(disk.closed, 2);
+}
+
+TEST_F(File, LosesNoHandleToAFileSystemThatThrows)
+{
+    {
+        zu::File file = open("file", BaseFile::Write);
+        file.write("x", 1);
+        disk.outOfMemory = true;
+    }
+    EXPECT_EQ(disk.closed, 1);
+    EXPECT_THROW(open("file", BaseFile::Append), std::bad_alloc);
     EXPECT_EQ(disk.closed, 2);
 }
 

@@ -1,5 +1,6 @@
 #include "zul/common/AsyncReader.h"
 
+#include <algorithm>
 #include <cassert>
 #include <utility>
 
@@ -33,16 +34,25 @@ void AsyncReader::finish(FileHandle* handle)
     std::deque<Read> failed;
     {
         std::unique_lock guard(lock);
-        takeReadsOf(handle, failed);
         if (readingThread != std::this_thread::get_id()) {
+            finishing.push_back(handle);
             readDone.wait(guard, [&] { return current != handle || handle == nullptr; });
-            takeReadsOf(handle, failed);
+            finishing.erase(std::find(finishing.begin(), finishing.end(), handle));
         }
+        takeReadsOf(handle, failed);
     }
     for (const Read& read : failed) {
         if (read.completed)
             read.completed(read.handle, 0);
     }
+}
+
+// Under the lock.
+std::deque<AsyncReader::Read>::iterator AsyncReader::nextRead()
+{
+    return std::find_if(waiting.begin(), waiting.end(), [this](const Read& read) {
+        return std::find(finishing.begin(), finishing.end(), read.handle) == finishing.end();
+    });
 }
 
 // Under the lock.
@@ -60,11 +70,12 @@ int AsyncReader::run()
     std::unique_lock guard(lock);
     readingThread = std::this_thread::get_id();
     for (;;) {
-        wakeUp.wait(guard, [this] { return stopping || !waiting.empty(); });
-        if (waiting.empty())
+        wakeUp.wait(guard, [this] { return stopping || nextRead() != waiting.end(); });
+        auto next = nextRead();
+        if (next == waiting.end())
             return 0;
-        Read read = std::move(waiting.front());
-        waiting.pop_front();
+        Read read = std::move(*next);
+        waiting.erase(next);
         current = read.handle;
         guard.unlock();
         perform(read);

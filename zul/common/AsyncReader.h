@@ -12,6 +12,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace zu {
 
@@ -45,6 +46,7 @@ private:
 
     int run() override;
     void perform(const Read& read);
+    std::deque<Read>::iterator nextRead();
     void takeReadsOf(FileHandle* handle, std::deque<Read>& outTaken);
 
     FileSystem& fileSystem;
@@ -55,7 +57,8 @@ private:
     std::condition_variable readDone; // current became null
     std::thread::id readingThread;
     std::deque<Read> waiting;
-    FileHandle* current = nullptr; // being read, until its callback has returned
+    std::vector<FileHandle*> finishing; // no read of these begins any more
+    FileHandle* current = nullptr;      // being read, until its callback has returned
     bool started = false;
     bool stopping = false;
 };

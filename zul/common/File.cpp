@@ -55,8 +55,8 @@ File::~File()
 {
     try {
         close();
-    } catch (const Exception&) {
-        // Whoever wants to know calls close.
+    } catch (...) {
+        // Whoever wants to know calls close. Not only our own: a file system may throw anything.
     }
 }
 
@@ -69,8 +69,14 @@ void File::open()
         error.setError("Cannot open the file \"%s\" for %s", path.c_str(), purpose);
         throw error;
     }
-    if (mode == Append)
+    if (mode != Append)
+        return;
+    try {
         position = fileSystem.getFileSize(handle);
+    } catch (...) {
+        fileSystem.closeFile(std::exchange(handle, nullptr));
+        throw;
+    }
 }
 
 void File::fail(const char* what) const

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdio>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -60,22 +62,40 @@ private:
     FindFileHandle* found;
 };
 
+bool isPlainName(const char* name)
+{
+    return name[0] != '\0' && std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 &&
+           std::strpbrk(name, "/\\") == nullptr;
+}
+
 // Calls visit(name, path, isDirectory) for what is in a folder and, if recursive, in those below
 // it: first all of one folder, then the next. The folders still to come are kept in a list, not on
-// the stack, whose depth the disk would decide.
+// the stack, whose depth the disk would decide. Names and folders may be a peer's inventions: a
+// name that leads elsewhere is skipped, and folders without end are cut off.
 template <typename Visit>
 void walk(FileSystem& fileSystem, const char* path, bool recursive, Visit visit)
 {
     std::vector<Folder> pending{{Path(path), 1}};
+    u32 foldersBelow = 0;
     while (!pending.empty()) {
         Folder folder = std::move(pending.back());
         pending.pop_back();
         size_t firstBelow = pending.size();
         for (FolderSearch search(fileSystem, folder.path); search.hasEntry(); search.next()) {
+            if (!isPlainName(search.getName()))
+                continue;
             Path entry = FolderSearch::joinPath(folder.path, search.getName());
             bool isDirectory = search.isDirectory();
             visit(search.getName(), entry, isDirectory);
-            if (isDirectory && recursive && folder.depth < FileSystem::kMaxFolderDepth)
+            if (!isDirectory || !recursive)
+                continue;
+            if (++foldersBelow > FileSystem::kMaxFoldersWalked) {
+                std::fprintf(stderr,
+                             "zul: more than %u folders below \"%s\": the rest is left out\n",
+                             FileSystem::kMaxFoldersWalked, path);
+                return;
+            }
+            if (folder.depth < FileSystem::kMaxFolderDepth)
                 pending.push_back({std::move(entry), folder.depth + 1});
         }
         std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstBelow), pending.end());

@@ -22,6 +22,8 @@ bool FileUtils::fileExists(const char* path) { return FileSystem::get().fileExis
 
 bool FileUtils::matchesWildcard(const char* pattern, const char* name)
 {
+    pattern = pattern ? pattern : "";
+    name = name ? name : "";
     if (std::strcmp(pattern, "*.*") == 0)
         return true;
     // When something does not fit, only the last star needs to take one character more: what an

@@ -213,6 +213,7 @@ bool LocalFileSystem::getDiskSpaceInfo(const char* path, u64& freeBytes, u64& to
 
 FindFileHandle* LocalFileSystem::findFirstFile(const char* pattern)
 {
+    pattern = pattern ? pattern : "";
     const char* wildcard = File::stripPath(pattern);
     auto handle = std::make_unique<LocalFindHandle>();
     handle->folder.assign(pattern, static_cast<size_t>(wildcard - pattern));

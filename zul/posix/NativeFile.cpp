@@ -13,7 +13,7 @@ namespace zu {
 
 namespace {
 
-constexpr s64 kTicksPerSecond = 10'000'000;
+constexpr u64 kTicksPerSecond = 10'000'000;
 constexpr s64 kNanosecondsPerTick = 100;
 constexpr s64 kSecondsFrom1601To1970 = 11'644'473'600;
 
@@ -22,10 +22,13 @@ constexpr u64 kMaxTransferBytes = 1u << 30;
 
 u64 ticksFromTime(const timespec& time)
 {
-    s64 seconds = static_cast<s64>(time.tv_sec) + kSecondsFrom1601To1970;
-    if (seconds < 0)
+    // Disks hold times that are farther away than ticks can tell.
+    constexpr u64 kLastSecond = std::numeric_limits<u64>::max() / kTicksPerSecond - 1;
+    if (time.tv_sec < -kSecondsFrom1601To1970)
         return 0;
-    return static_cast<u64>(seconds * kTicksPerSecond + time.tv_nsec / kNanosecondsPerTick);
+    u64 seconds = static_cast<u64>(time.tv_sec) + static_cast<u64>(kSecondsFrom1601To1970);
+    return std::min(seconds, kLastSecond) * kTicksPerSecond +
+           static_cast<u64>(time.tv_nsec / kNanosecondsPerTick);
 }
 
 timespec timeFromTicks(u64 ticks)
@@ -35,9 +38,8 @@ timespec timeFromTicks(u64 ticks)
         time.tv_nsec = UTIME_OMIT;
         return time;
     }
-    u64 ticksPerSecond = static_cast<u64>(kTicksPerSecond);
-    time.tv_sec = static_cast<time_t>(ticks / ticksPerSecond) - kSecondsFrom1601To1970;
-    time.tv_nsec = static_cast<long>(ticks % ticksPerSecond) * kNanosecondsPerTick;
+    time.tv_sec = static_cast<time_t>(ticks / kTicksPerSecond) - kSecondsFrom1601To1970;
+    time.tv_nsec = static_cast<long>(ticks % kTicksPerSecond) * kNanosecondsPerTick;
     return time;
 }
 

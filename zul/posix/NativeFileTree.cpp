@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -28,10 +29,10 @@ enum class Existing
     Keep
 };
 
-enum class Times
+enum class Purpose
 {
-    New,
-    AsSource
+    Copy,
+    Move // the source will go: with its times, and on the disk before the name is
 };
 
 bool mayNotWrite(const std::string& path, const struct stat& status)
@@ -55,14 +56,41 @@ bool isDirectory(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+bool isSame(const struct stat& first, const struct stat& second)
+{
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// Whether both names are links to one file, which rename would leave as they are and call it done.
+bool areLinksToOneFile(const std::string& first, const std::string& second)
+{
+    struct stat firstStatus;
+    struct stat secondStatus;
+    return ::lstat(first.c_str(), &firstStatus) == 0 &&
+           ::lstat(second.c_str(), &secondStatus) == 0 && isSame(firstStatus, secondStatus) &&
+           firstStatus.st_nlink > 1;
+}
+
 bool isTaken(const std::string& path)
 {
     struct stat status;
     return ::lstat(path.c_str(), &status) == 0;
 }
 
-// The folder of a path, with its separator; "" for the working directory.
-std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
+// The folder of a path, with its separator.
+std::string folderOf(const std::string& path)
+{
+    size_t length = path.rfind('/') + 1;
+    return length != 0 ? path.substr(0, length) : "./";
+}
+
+// The one path of an entry, whichever way its folder was named.
+std::string entryOf(const std::string& path)
+{
+    std::unique_ptr<char, decltype(&std::free)> folder(::realpath(folderOf(path).c_str(), nullptr),
+                                                       &std::free);
+    return folder ? std::string(folder.get()) + '/' + path.substr(path.rfind('/') + 1) : path;
+}
 
 bool renameUnlessTaken(const std::string& from, const std::string& to)
 {
@@ -180,7 +208,8 @@ public:
     const int number;
 };
 
-bool copyRegularFile(const std::string& from, const std::string& to, Existing existing, Times times)
+bool copyRegularFile(const std::string& from, const std::string& to, Existing existing,
+                     Purpose purpose)
 {
     Descriptor source(openDescriptor(from, O_RDONLY));
     struct stat status;
@@ -192,24 +221,30 @@ bool copyRegularFile(const std::string& from, const std::string& to, Existing ex
     // Disks without permissions or times refuse these, and the copy is none the worse.
     [[maybe_unused]] int ignored = ::fchmod(copy.getDescriptor(), status.st_mode & 0777);
     timespec sourceTimes[2] = {status.st_atim, status.st_mtim};
-    if (times == Times::AsSource)
+    if (purpose == Purpose::Move) {
         ignored = ::futimens(copy.getDescriptor(), sourceTimes);
+        if (::fsync(copy.getDescriptor()) != 0)
+            return false;
+    }
     return copy.take(to, existing);
+}
+
+// What a rename changed. Disks that cannot do it on demand do it some time.
+void bringFolderToDisk(const std::string& path)
+{
+    Descriptor folder(openDescriptor(path, O_RDONLY));
+    if (folder.number >= 0)
+        ::fsync(folder.number);
 }
 
 bool moveToOtherDisk(const std::string& from, const std::string& to, Existing existing)
 {
     // Once the copy is in its place there is no way back, so ask first whether from can go.
-    std::string folder = folderOf(from);
-    const char* folderName = folder.empty() ? "." : folder.c_str();
-    if (::faccessat(AT_FDCWD, folderName, W_OK, AT_EACCESS) != 0)
+    if (::faccessat(AT_FDCWD, folderOf(from).c_str(), W_OK, AT_EACCESS) != 0 ||
+        !copyRegularFile(from, to, existing, Purpose::Move))
         return false;
-    return copyRegularFile(from, to, existing, Times::AsSource) && ::unlink(from.c_str()) == 0;
-}
-
-bool isSame(const struct stat& first, const struct stat& second)
-{
-    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    bringFolderToDisk(folderOf(to));
+    return ::unlink(from.c_str()) == 0;
 }
 
 // Whether the path leads through the folder: "/", "/a" and "/a/b" for "/a/b", and the working
@@ -266,10 +301,12 @@ bool moveNativeFile(const char* from, const char* to, bool replace)
     std::string source = toSystemPath(from);
     std::string target = toSystemPath(to);
     Existing existing = replace ? Existing::Replace : Existing::Keep;
-    if (source == target)
+    if (entryOf(source) == entryOf(target))
         return replace && isTaken(source);
     if (isProtected(target) || isDirectory(target))
         return false;
+    if (replace && areLinksToOneFile(source, target))
+        return ::unlink(source.c_str()) == 0;
     if (renameAs(source, target, existing))
         return true;
     return errno == EXDEV && moveToOtherDisk(source, target, existing);
@@ -280,7 +317,7 @@ bool copyNativeFile(const char* from, const char* to)
     std::string target = toSystemPath(to);
     if (isProtected(target) || isDirectory(target))
         return false;
-    return copyRegularFile(toSystemPath(from), target, Existing::Replace, Times::New);
+    return copyRegularFile(toSystemPath(from), target, Existing::Replace, Purpose::Copy);
 }
 
 bool getNativeDiskSpace(const char* path, u64& outFreeBytes, u64& outTotalBytes)

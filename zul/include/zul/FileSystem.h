@@ -76,6 +76,10 @@ public:
     /// How many folders deep findFiles and findSubfolders go.
     static constexpr u32 kMaxFolderDepth = 64;
 
+    /// How many folders below the first they find; a notice on standard error tells of more. Beyond
+    /// any real disk: it ends the walk through what a peer makes up.
+    static constexpr u32 kMaxFoldersWalked = 1000000;
+
     static void* operator new(std::size_t size) { return allocateMemory(size); }
     static void operator delete(void* memory) { deleteMemory(memory); }
 
