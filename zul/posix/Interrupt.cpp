@@ -54,13 +54,11 @@ Interrupt& Interrupt::get()
 Interrupt::Interrupt()
 {
     int ends[2];
-    if (::pipe(ends) != 0) {
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
         Exception exception;
         exception.setError("cannot catch signals: no descriptor left (error %d)", errno);
         throw exception;
     }
-    for (int end : ends)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
     s_readEnd = ends[0];
     s_writeEnd = ends[1];
     catchSignal(SIGINT);

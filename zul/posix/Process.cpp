@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <thread>
 #include <time.h>
 #include <unistd.h>
@@ -109,10 +110,12 @@ public:
 private:
     bool start();
     int spawn(int inputEnd, int outputEnd);
+    void announceExit();
     void exchange();
     void writeInput();
     void readOutput();
     void end(ProcessResult::End why);
+    void finish(std::thread& waiter);
     void reap();
 
     const ProcessCommand& command;
@@ -132,25 +135,37 @@ ProcessResult Run::run()
 {
     if (!start())
         return std::move(result);
-    // Looks, but leaves the process's number taken: killing it stays safe until reap.
-    std::thread waiter([this] {
-        siginfo_t info;
-        while (::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOWAIT) != 0 &&
-               errno == EINTR) {
-        }
-        exitAnnouncer.close();
-    });
+    std::thread waiter;
     try {
+        waiter = std::thread([this] { announceExit(); });
         exchange();
+    } catch (const std::system_error& error) {
+        end(ProcessResult::NotStarted);
+        result.exitCode = error.code().value();
     } catch (...) {
         end(ProcessResult::TooVerbose);
-        waiter.join();
-        reap();
+        finish(waiter);
         throw;
     }
-    waiter.join();
-    reap();
+    finish(waiter);
     return std::move(result);
+}
+
+// Looks, but leaves the process's number taken: killing it stays safe until it is reaped.
+void Run::announceExit()
+{
+    siginfo_t info;
+    while (::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR) {
+    }
+    exitAnnouncer.close();
+}
+
+void Run::finish(std::thread& waiter)
+{
+    if (waiter.joinable())
+        waiter.join();
+    reap();
 }
 
 bool Run::start()
@@ -222,8 +237,11 @@ void Run::exchange()
                                         {output.number, POLLIN, 0},
                                         {input.number, POLLOUT, 0},
                                         {exited.number, POLLIN, 0}}};
-        if (::poll(waits.data(), waits.size(), -1) < 0)
-            continue;
+        if (::poll(waits.data(), waits.size(), -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            throw std::system_error(errno, std::generic_category());
+        }
         if (waits[0].revents != 0) {
             stopSeen = true;
             end(ProcessResult::Stopped);

@@ -49,7 +49,7 @@ struct ProcessResult
         Killed,     ///< by signal number exitCode
         Stopped,    ///< killed because `stop` became ready
         TooVerbose, ///< killed for writing more than maxOutputBytes
-        NotStarted, ///< the system could not start it; exitCode is the system's error number
+        NotStarted, ///< the system could not start or watch it; exitCode is its error number
     };
     End end = NotStarted;
     int exitCode = 0;
@@ -61,7 +61,8 @@ struct ProcessResult
 /// Runs the command to its end: until it has exited and its output is closed, also by programs that
 /// it left running in the background.
 ///
-///   stop   once ready, the command and all it started are killed; not valid for never.
+///   stop   once ready, the command and all it started are killed; not valid for never. A
+///          PollableEvent stays set, other than by waitAny.
 ///
 /// Its standard error is this process's own. It need not read its input. Throws std::bad_alloc when
 /// the output does not fit in memory.
