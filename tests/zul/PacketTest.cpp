@@ -182,6 +182,22 @@ TEST(Packet, PatchingAFieldKeepsWhatFollows)
     }
 }
 
+TEST(Packet, BytesOnBothSidesOfWhereLentOnesBeginCanBeRead)
+{
+    Packet packet(1);
+    packet.write("own", 3);
+    packet.lend("lent", 4);
+    char bytes[8] = {};
+    packet.setPos(1);
+    EXPECT_EQ(packet.view(4), nullptr);
+    EXPECT_EQ(packet.read(bytes, 4), 4u);
+    EXPECT_STREQ(bytes, "wnle");
+    EXPECT_EQ(packet.read(bytes, 2), 2u);
+    EXPECT_TRUE(packet.good());
+    EXPECT_EQ(packet.read(bytes, 1), 0u);
+    EXPECT_FALSE(packet.good());
+}
+
 TEST(Packet, NothingGoesBehindLentBytes)
 {
     Packet packet(1);

@@ -127,6 +127,17 @@ TEST(InplaceString, StaysUsableAfterItWasMovedFrom)
     }
 }
 
+TEST(InplaceString, GetsItsRoomBackByAMove)
+{
+    InplaceString<20> text = kLong.c_str();
+    const String heap = std::move(text);
+    text = "a small block"; // instead of the one that went with the move
+    InplaceString<20> twenty = "twenty characters...";
+    text = std::move(twenty);
+    EXPECT_EQ(text, "twenty characters...");
+    EXPECT_TRUE(ownsItsStorage(text)); // so nothing was allocated
+}
+
 TEST(StringOrder, FoldsLettersToLowerCaseAndComparesUnsignedBytes)
 {
     // '[' and '_' lie between the cases: folding to upper case would put them behind the letters.
@@ -172,6 +183,7 @@ TEST(StringOrder, LooksNoFurtherThanAskedOrTheEnd)
     EXPECT_TRUE(String("Alias x").startsWithNoCase("aLIAS"));
     EXPECT_FALSE(String("Al").startsWithNoCase("alias"));
     EXPECT_FALSE(toString(kZeroInside).equalsNoCase("ab"));
+    EXPECT_TRUE(String().equalsNoCase(nullptr) && String("a").startsWithNoCase(nullptr));
 }
 
 int format(char* buffer, size_t size, size_t count, const char* text, ...)

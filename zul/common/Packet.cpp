@@ -194,14 +194,25 @@ const char* Packet::readText(u32& outLength)
 
 u32 Packet::read(void* data, u32 size)
 {
-    const u8* bytes = view(size);
-    if (!bytes || size == 0)
+    if (size > bytesLeft())
+        failed = true;
+    if (failed || size == 0)
         return 0;
-    std::memcpy(data, bytes, size);
+    u32 own = std::min(size, ownBytesLeft());
+    if (own > 0)
+        std::memcpy(data, payload + cursor, own);
+    if (own < size)
+        std::memcpy(static_cast<u8*>(data) + own, lentBytes + (cursor + own - ownSize), size - own);
+    cursor += size;
     return size;
 }
 
-const u8* Packet::view(u32 size) { return failed ? nullptr : take(size); }
+const u8* Packet::view(u32 size)
+{
+    u32 own = ownBytesLeft();
+    bool inTwoPieces = own > 0 && size > own && size <= bytesLeft();
+    return failed || inTwoPieces ? nullptr : take(size);
+}
 
 void Packet::setPos(u32 position)
 {

@@ -142,12 +142,12 @@ void String::toLower()
 
 bool String::equalsNoCase(const char* other) const
 {
-    return compareNoCase(characters, used, other, std::strlen(other)) == 0;
+    return compareNoCase(characters, used, other, other ? std::strlen(other) : 0) == 0;
 }
 
 bool String::startsWithNoCase(const char* prefix) const
 {
-    const size_t count = std::strlen(prefix);
+    const size_t count = prefix ? std::strlen(prefix) : 0;
     return count <= used && compareNoCase(characters, count, prefix, count) == 0;
 }
 

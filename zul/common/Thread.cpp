@@ -124,6 +124,9 @@ void Thread::startThread()
         Exception error;
         error.setError("cannot start a thread: %s", failure.what());
         throw error;
+    } catch (...) {
+        state->running.store(false);
+        throw;
     }
 }
 
@@ -147,8 +150,9 @@ void setThreadName(u32 osThreadId, const char* name)
 {
     if (osThreadId == currentThreadId())
         forgetNameAtThreadEnd();
-    ThreadNames::get().set(osThreadId, name);
-    setNativeThreadName(osThreadId, name);
+    const char* text = name ? name : "";
+    ThreadNames::get().set(osThreadId, text);
+    setNativeThreadName(osThreadId, text);
 }
 
 const char* getThreadName(u32 osThreadId) { return ThreadNames::get().find(osThreadId); }

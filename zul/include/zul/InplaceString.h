@@ -8,7 +8,9 @@
 ///     name += ".mesh";
 ///     load(name);   // void load(const zu::String&)
 ///
-/// Limits: N characters and a terminator inline; the heap's beyond.
+/// Limits: N characters and a terminator inline; the heap's beyond. A text on the heap that is
+/// moved into a plain String takes the room along; the next InplaceString moved here brings it
+/// back.
 #pragma once
 
 #include <zul/String.h>
@@ -96,8 +98,9 @@ private:
     // is allocated.
     void take(InplaceString& other) noexcept
     {
-        if (!ownsHeap())
-            useStorage(storage, N); // may have lost it to a move into a plain String
+        // A move into a plain String may have left us with less room.
+        if (!ownsHeap() || capacity() < N)
+            useStorage(storage, N);
         const bool stolen = other.ownsHeap() && other.length() > N;
         moveFrom(other, N);
         if (stolen)

@@ -102,7 +102,8 @@ public:
     /// Copies size bytes out. Returns size, or 0 and copies nothing when fewer are left.
     u32 read(void* data, u32 size);
 
-    /// Gives size bytes inside the packet without copying; null when fewer are left.
+    /// Gives size bytes inside the packet without copying; null when fewer are left. Null, without
+    /// failing, also for bytes on both sides of where lent ones begin: these can only be read.
     const u8* view(u32 size);
 
     /// Whether every read so far found what it wanted.
@@ -130,6 +131,7 @@ private:
     const u8* take(u32 size);
     void grow(u32 payloadBytes);
     u32 acceptable(u32 size) const;
+    u32 ownBytesLeft() const { return cursor < ownSize ? ownSize - cursor : 0; }
 
     int packetId;
     bool failed = false;

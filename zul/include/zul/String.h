@@ -167,7 +167,7 @@ public:
     /// ASCII only; other bytes stay as they are, whatever the locale.
     void toLower();
 
-    /// Both ignore the case of ASCII letters.
+    /// Both ignore the case of ASCII letters. Null counts as "".
     bool equalsNoCase(const char* other) const;
     bool startsWithNoCase(const char* prefix) const;
 
@@ -196,10 +196,12 @@ protected:
     void stealHeap(String& other) noexcept;
 
     bool ownsHeap() const { return onHeap; }
-    /// Points an emptied string back at its own storage.
+    /// Empties the string and points it back at its own storage.
     void useStorage(char* storage, size_t count) noexcept
     {
-        assert(!onHeap);
+        if (onHeap)
+            freeHeap();
+        onHeap = false;
         characters = storage;
         room = count;
         setLength(0);

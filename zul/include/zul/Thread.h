@@ -59,10 +59,11 @@ ZUL_API int getRegisteredThreadId();
 /// The system's number of the calling thread, unique among living threads.
 ZUL_API u32 currentThreadId();
 
-/// Names a thread of this process, for debuggers and getThreadName. The system may show only the
-/// beginning (15 bytes on Linux).
+/// Names a thread of this process, for debuggers and getThreadName. Null counts as "". The system
+/// may show only the beginning.
 ZUL_API void setThreadName(u32 osThreadId, const char* name);
-/// The whole name last given to a thread, "" for none and for a thread that has ended. The text
+/// The whole name last given to a thread, "" for none. Forgotten when a zu::Thread ends, or one
+/// that named itself; other threads leave their name to the next thread of that number. The text
 /// lives as long as the process.
 ZUL_API const char* getThreadName(u32 osThreadId);
 

@@ -47,7 +47,7 @@ struct WaitHandle
     bool isValid() const { return native != -1; }
 };
 
-/// Waits until one of the handles is ready, at most timeoutMs.
+/// Waits until one of the handles is ready, at most timeoutMs. No value means for ever.
 ///
 ///   handles   count of them, at most MAXIMUM_WAIT; duplicates and handles that are not valid do
 ///             no harm. None at all just waits.

@@ -23,7 +23,6 @@
 #include <zul/String.h>
 #include <zul/Terminal.h>
 #include <zul/Thread.h>
-#include <zul/ThreadProfiler.h>
 #include <zul/Timer.h>
 #include <zul/Types.h>
 #include <zul/Vector.h>
