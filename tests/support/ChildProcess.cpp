@@ -1,219 +1,148 @@
 #include "support/ChildProcess.h"
 
-#include <array>
-#include <cerrno>
+#include "support/WaitUntil.h"
+
 #include <csignal>
 #include <fcntl.h>
-#include <map>
+#include <filesystem>
 #include <spawn.h>
+#include <stdexcept>
+#include <sys/mman.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 
-extern char** environ;
-
-namespace {
-
-std::array<int, 2> makePipe()
-{
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    return ends;
-}
-
-std::vector<std::string> mergedEnvironment(const ChildProcess::Environment& additions)
-{
-    std::map<std::string, std::string> variables;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        variables[text.substr(0, text.find('='))] = text;
-    }
-    for (const auto& [name, value] : additions)
-        variables[name] = name + "=" + value;
-    std::vector<std::string> merged;
-    for (auto& [name, text] : variables)
-        merged.push_back(std::move(text));
-    return merged;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts)
-{
-    std::vector<char*> pointers;
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-// Signals at their defaults whatever the test runner ignores: the tests send them on purpose.
-void setDefaultSignals(posix_spawnattr_t& attributes)
-{
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    for (int signal : {SIGINT, SIGTERM, SIGPIPE, SIGQUIT})
-        sigaddset(&defaults, signal);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-}
-
-} // namespace
-
-ChildProcess::ChildProcess(const std::vector<std::string>& command, const Environment& environment)
+ChildProcess::ChildProcess(std::vector<std::string> command, const Environment& additions)
 {
     // A child that has ended must fail a write, not kill the test.
     std::signal(SIGPIPE, SIG_IGN);
-    const auto in = makePipe();
-    const auto out = makePipe();
-    const auto err = makePipe();
+    for (const auto& [name, value] : additions)
+        command.insert(command.begin(), name + "=" + value);
+    if (!additions.empty())
+        command.insert(command.begin(), "env");
+    std::vector<char*> arguments;
+    for (std::string& word : command)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
 
+    int in[2];
+    if (::pipe2(in, O_CLOEXEC) != 0)
+        throw std::runtime_error("child process: no pipe");
+    input = in[1];
+    output.file = ::memfd_create("output", MFD_CLOEXEC);
+    error.file = ::memfd_create("error", MFD_CLOEXEC);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output.file, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, error.file, STDERR_FILENO);
+
+    // Signals at their defaults whatever the test runner ignores: the tests send them on purpose.
+    sigset_t signals;
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    setDefaultSignals(attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes, &signals);
+    for (int signal : {SIGINT, SIGTERM, SIGPIPE, SIGQUIT})
+        sigaddset(&signals, signal);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
 
-    std::vector<std::string> arguments = command;
-    std::vector<std::string> variables = mergedEnvironment(environment);
-    const int error = ::posix_spawnp(&id_, command.at(0).c_str(), &actions, &attributes,
-                                     pointersTo(arguments).data(), pointersTo(variables).data());
+    const int failure =
+        ::posix_spawnp(&processId, arguments[0], &actions, &attributes, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
-    for (int end : {in[0], out[1], err[1]})
-        ::close(end);
-    input_ = in[1];
-    output_.descriptor = out[0];
-    error_.descriptor = err[0];
-    if (error != 0) {
-        for (int end : {in[1], out[0], err[0]})
-            ::close(end);
-        throw std::system_error(error, std::generic_category(), command.at(0));
-    }
-    output_.reader = std::thread([this] { read(output_); });
-    error_.reader = std::thread([this] { read(error_); });
+    ::close(in[0]);
+    if (failure != 0)
+        throw std::runtime_error("child process: cannot start " + command[0]);
 }
 
 ChildProcess::~ChildProcess()
 {
+    kill();
+    wait();
     closeInput();
-    if (!exitCode_) {
-        kill();
-        wait();
-    }
-    for (Stream* stream : {&output_, &error_}) {
-        stream->reader.join();
-        ::close(stream->descriptor);
-    }
+    ::close(output.file);
+    ::close(error.file);
 }
 
-std::string ChildProcess::ownProgram()
-{
-    std::array<char, 4096> path{};
-    const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
-    return length > 0 ? std::string(path.data(), static_cast<size_t>(length)) : std::string();
-}
+std::string ChildProcess::ownProgram() { return std::filesystem::read_symlink("/proc/self/exe"); }
 
-void ChildProcess::read(Stream& stream)
-{
-    std::array<char, 65536> block;
-    for (;;) {
-        const ssize_t count = ::read(stream.descriptor, block.data(), block.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        const std::lock_guard lock(mutex_);
-        if (count <= 0)
-            stream.ended = true;
-        else
-            stream.bytes.append(block.data(), static_cast<size_t>(count));
-        arrived_.notify_all();
-        if (stream.ended)
-            return;
-    }
-}
-
-bool ChildProcess::writeInput(std::string_view bytes)
+void ChildProcess::writeInput(std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const ssize_t count = ::write(input_, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR)
-            continue;
+        const ssize_t count = ::write(input, bytes.data(), bytes.size());
         if (count <= 0)
-            return false;
+            return; // it does not read any more
         bytes.remove_prefix(static_cast<size_t>(count));
     }
-    return true;
 }
 
 void ChildProcess::closeInput()
 {
-    if (input_ >= 0)
-        ::close(input_);
-    input_ = -1;
+    if (input >= 0)
+        ::close(std::exchange(input, -1));
+}
+
+std::string ChildProcess::peek(const Stream& stream)
+{
+    std::string bytes;
+    char block[65536];
+    for (;;) {
+        const off_t position = stream.taken + static_cast<off_t>(bytes.size());
+        const ssize_t count = ::pread(stream.file, block, sizeof block, position);
+        if (count <= 0)
+            return bytes;
+        bytes.append(block, static_cast<size_t>(count));
+    }
 }
 
 std::optional<std::string> ChildProcess::takeLine(Stream& stream)
 {
-    std::unique_lock lock(mutex_);
-    arrived_.wait_for(lock, kPatience,
-                      [&] { return stream.ended || stream.bytes.find('\n') != std::string::npos; });
-    const size_t end = stream.bytes.find('\n');
-    if (end == std::string::npos && (!stream.ended || stream.bytes.empty()))
+    std::string bytes;
+    support::waitUntil([&] {
+        const bool running = isRunning(); // first: what it writes last is seen then
+        bytes = peek(stream);
+        return !running || bytes.find('\n') != std::string::npos;
+    });
+    if (bytes.empty())
         return std::nullopt;
-    std::string line = stream.bytes.substr(0, end);
-    stream.bytes.erase(0, end == std::string::npos ? end : end + 1);
+    const std::string line = bytes.substr(0, bytes.find('\n'));
+    stream.taken += static_cast<off_t>(line.size()) + 1;
     return line;
-}
-
-std::string ChildProcess::takeRest(Stream& stream)
-{
-    std::unique_lock lock(mutex_);
-    arrived_.wait_for(lock, kPatience, [&] { return stream.ended; });
-    return std::exchange(stream.bytes, {});
 }
 
 void ChildProcess::send(int signal)
 {
     // Reaped children have no number any more: it may be somebody else's by now.
-    if (!exitCode_)
-        ::kill(id_, signal);
+    if (isRunning())
+        ::kill(processId, signal);
 }
 
 void ChildProcess::kill() { send(SIGKILL); }
 void ChildProcess::interrupt() { send(SIGINT); }
-void ChildProcess::terminate() { send(SIGTERM); }
 void ChildProcess::resume() { send(SIGCONT); }
 
 void ChildProcess::pause()
 {
     send(SIGSTOP);
     siginfo_t info{};
-    if (!exitCode_)
-        ::waitid(P_PID, static_cast<id_t>(id_), &info, WSTOPPED | WEXITED | WNOWAIT);
+    ::waitid(P_PID, static_cast<id_t>(processId), &info, WSTOPPED | WEXITED | WNOWAIT);
 }
 
-int ChildProcess::wait(std::chrono::milliseconds limit)
+bool ChildProcess::isRunning()
 {
-    using namespace std::chrono_literals;
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    bool timedOut = false;
-    while (!exitCode_) {
-        int status = 0;
-        if (::waitpid(id_, &status, timedOut ? 0 : WNOHANG) == id_) {
-            exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            break;
-        }
-        if (std::chrono::steady_clock::now() > deadline) {
-            timedOut = true;
-            send(SIGKILL);
-            continue;
-        }
-        std::this_thread::sleep_for(2ms);
+    int status = 0;
+    if (!exitCode && ::waitpid(processId, &status, WNOHANG) == processId)
+        exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return !exitCode;
+}
+
+int ChildProcess::wait()
+{
+    if (!support::waitUntil([this] { return !isRunning(); })) {
+        kill();
+        ::waitpid(processId, nullptr, 0);
+        exitCode = -1;
     }
-    return timedOut ? kTimedOut : *exitCode_;
+    return *exitCode;
 }

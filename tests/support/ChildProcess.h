@@ -1,12 +1,9 @@
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
@@ -17,22 +14,17 @@
 ///     child.interrupt();
 ///     EXPECT_EQ(child.wait(), 130);
 ///
-/// Output is gathered by threads as it comes, so a child never blocks on a full pipe. What is
-/// still running at destruction is killed. A wait that runs out of its long limit kills the child
-/// and reports kTimedOut, so that a test fails instead of hanging.
+/// Output goes to files in memory, so a child never blocks on a full pipe. What still runs at
+/// destruction is killed, and so is what outlasts the long limit of a wait.
 ///
 /// Threads: one test thread at a time.
 class ChildProcess
 {
 public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
-    static constexpr int kTimedOut = -1;
-    static constexpr std::chrono::seconds kPatience{60};
 
-    /// Starts command[0], searched in PATH, with the rest as arguments and `environment` added to
-    /// this process's own. Throws std::system_error when it cannot be started.
-    explicit ChildProcess(const std::vector<std::string>& command,
-                          const Environment& environment = {});
+    /// Starts command[0], searched in PATH, with `additions` to this process's environment.
+    explicit ChildProcess(std::vector<std::string> command, const Environment& additions = {});
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -40,47 +32,41 @@ public:
     /// The path of the running test program, to start it again in another role.
     static std::string ownProgram();
 
-    /// Writes to the child's standard input; false when the child no longer reads.
-    bool writeInput(std::string_view bytes);
+    void writeInput(std::string_view bytes);
     void closeInput();
 
-    /// The next line without its end, or nothing at the end of the stream (or of patience).
-    std::optional<std::string> readLine() { return takeLine(output_); }
-    std::optional<std::string> readErrorLine() { return takeLine(error_); }
+    /// The next line without its end; nothing when the child has ended (or patience has).
+    std::optional<std::string> readLine() { return takeLine(output); }
+    std::optional<std::string> readErrorLine() { return takeLine(error); }
 
-    /// What no readLine has taken, up to the end of the stream.
-    std::string readRest() { return takeRest(output_); }
-    std::string readErrorRest() { return takeRest(error_); }
+    /// Waits for the end: what no readLine has taken.
+    std::string readRest() { return wait(), peek(output); }
+    std::string readErrorRest() { return wait(), peek(error); }
 
     void kill();
     void interrupt();
-    void terminate();
     void pause(); ///< returns when it stands still
     void resume();
-    int id() const { return id_; }
+    int id() const { return processId; }
 
-    /// Waits for the end: the exit code, 128 + signal when it was killed, or kTimedOut.
-    int wait(std::chrono::milliseconds limit = kPatience);
+    /// Waits for the end: the exit code, 128 + signal when it was killed, -1 when it never came.
+    int wait();
 
 private:
     struct Stream
     {
-        int descriptor = -1;
-        std::thread reader;
-        std::string bytes; // under mutex_
-        bool ended = false;
+        int file = -1;
+        off_t taken = 0;
     };
 
-    void read(Stream& stream);
-    std::optional<std::string> takeLine(Stream& stream);
-    std::string takeRest(Stream& stream);
+    bool isRunning();
     void send(int signal);
+    static std::string peek(const Stream& stream);
+    std::optional<std::string> takeLine(Stream& stream);
 
-    int id_ = 0;
-    int input_ = -1;
-    std::optional<int> exitCode_;
-    std::mutex mutex_;
-    std::condition_variable arrived_;
-    Stream output_;
-    Stream error_;
+    pid_t processId = 0;
+    int input = -1;
+    std::optional<int> exitCode;
+    Stream output;
+    Stream error;
 };

@@ -28,20 +28,23 @@ Answer ask(dm::CommunicationPipe* pipe, const std::string& text, const std::stri
     return answer;
 }
 
-std::string takeRequest(dm::CommunicationPipe* pipe, dm::uint32* value)
+template <typename Receive>
+static std::string takeText(Receive receive)
 {
     std::string text;
-    if (!waitUntil([&] { return !(text = toString(pipe->receiveRequest(value))).empty(); }))
-        throw std::runtime_error("no request arrived in time");
+    if (!waitUntil([&] { return !(text = toString(receive())).empty(); }))
+        throw std::runtime_error("nothing arrived in time");
     return text;
+}
+
+std::string takeRequest(dm::CommunicationPipe* pipe, dm::uint32* value)
+{
+    return takeText([&] { return pipe->receiveRequest(value); });
 }
 
 std::string takeNotify(dm::CommunicationPipe* pipe, dm::uint32* value)
 {
-    std::string text;
-    if (!waitUntil([&] { return !(text = toString(pipe->receiveNotify(value))).empty(); }))
-        throw std::runtime_error("no notification arrived in time");
-    return text;
+    return takeText([&] { return pipe->receiveNotify(value); });
 }
 
 std::string requestData(dm::CommunicationPipe* pipe)
@@ -51,8 +54,6 @@ std::string requestData(dm::CommunicationPipe* pipe)
     pipe->getRequestData(&data, &size);
     return {static_cast<const char*>(data), data ? size : 0};
 }
-
-Answer Responder::echo(const std::string& text, const std::string& data) { return {text, data}; }
 
 Responder::Responder(dm::CommunicationPipe* answeredPipe, Answering how)
     : pipe(answeredPipe)
@@ -88,7 +89,6 @@ void Responder::run()
         if (text.empty())
             continue; // it came over a connection that is gone, and will come again
         const Answer answer = answering(text, requestData(pipe));
-        ++answerCount;
         pipe->respond(answer.text.c_str(), answer.data.data(),
                       static_cast<dm::uint32>(answer.data.size()));
     }

@@ -11,7 +11,6 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <string>
-#include <string_view>
 #include <thread>
 
 namespace support {
@@ -65,11 +64,9 @@ public:
     using Answering = std::function<Answer(const std::string& text, const std::string& data)>;
 
     explicit Responder(dm::CommunicationPipe* pipe, Answering answering = echo);
-    /// Stops after the answer being given. Removes the callback.
-    ~Responder();
+    ~Responder(); ///< after the answer being given
 
-    int answered() const { return answerCount; }
-    static Answer echo(const std::string& text, const std::string& data);
+    static Answer echo(const std::string& text, const std::string& data) { return {text, data}; }
 
 private:
     void announce();
@@ -78,7 +75,6 @@ private:
     dm::CommunicationPipe* pipe;
     Answering answering;
     std::atomic<int> announced{0};
-    std::atomic<int> answerCount{0};
     std::atomic<bool> stopping{false};
     std::thread thread;
 };
@@ -88,13 +84,10 @@ struct CallCounter
 {
     std::atomic<int> calls{0};
 
-    dm::PipeCallback onPipe()
-    {
-        return {this, [](void* self, dm::CommunicationPipe*) { count(self); }};
-    }
+    dm::PipeCallback onPipe() { return {this, count<dm::CommunicationPipe>}; }
     dm::ClientConnectionCallback onConnection()
     {
-        return {this, [](void* self, dm::CommunicationPipeManager*) { count(self); }};
+        return {this, count<dm::CommunicationPipeManager>};
     }
     bool reaches(int wanted)
     {
@@ -102,7 +95,11 @@ struct CallCounter
     }
 
 private:
-    static void count(void* self) { ++static_cast<CallCounter*>(self)->calls; }
+    template <typename Caller>
+    static void count(void* self, Caller*)
+    {
+        ++static_cast<CallCounter*>(self)->calls;
+    }
 };
 
 class PipeFixture : public testing::Test

@@ -2,8 +2,8 @@
 
 #include "support/WaitUntil.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
+#include <cstring>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <stdexcept>
@@ -15,7 +15,6 @@ namespace support {
 
 namespace {
 
-constexpr int kLimitMs = static_cast<int>(std::chrono::milliseconds(kLongLimit).count());
 constexpr size_t kHeaderBytes = 8;
 
 sockaddr_in loopback(std::uint32_t port)
@@ -27,22 +26,23 @@ sockaddr_in loopback(std::uint32_t port)
     return address;
 }
 
-bool isReadable(int descriptor, int withinMs)
-{
-    pollfd poller{descriptor, POLLIN, 0};
-    return ::poll(&poller, 1, withinMs) > 0;
-}
-
 void require(bool holds, const char* what)
 {
     if (!holds)
-        throw std::runtime_error(what);
+        throw std::runtime_error(std::string("scripted peer: ") + what);
+}
+
+void waitReadable(int descriptor, const char* otherwise)
+{
+    constexpr std::chrono::milliseconds kLimit = kLongLimit;
+    pollfd poller{descriptor, POLLIN, 0};
+    require(::poll(&poller, 1, static_cast<int>(kLimit.count())) > 0, otherwise);
 }
 
 int newSocket()
 {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    require(descriptor >= 0, "scripted peer: no socket");
+    require(descriptor >= 0, "no socket");
     return descriptor;
 }
 
@@ -54,7 +54,7 @@ ScriptedPeer ScriptedPeer::connectTo(std::uint32_t port)
     const sockaddr_in address = loopback(port);
     require(::connect(peer.descriptor, reinterpret_cast<const sockaddr*>(&address),
                       sizeof address) == 0,
-            "scripted peer: cannot connect");
+            "cannot connect");
     const int on = 1;
     ::setsockopt(peer.descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return peer;
@@ -74,7 +74,7 @@ ScriptedPeer& ScriptedPeer::operator=(ScriptedPeer&& other) noexcept
 {
     std::swap(descriptor, other.descriptor);
     std::swap(unread, other.unread);
-    std::swap(received, other.received);
+    std::swap(seenKinds, other.seenKinds);
     return *this;
 }
 
@@ -105,16 +105,9 @@ bool ScriptedPeer::sendRaw(std::string_view bytes)
     return true;
 }
 
-bool ScriptedPeer::sendByteByByte(std::string_view bytes)
-{
-    return std::all_of(bytes.begin(), bytes.end(), [this](const char& byte) {
-        return sendRaw({&byte, 1});
-    });
-}
-
 bool ScriptedPeer::readMore()
 {
-    require(isReadable(descriptor, kLimitMs), "scripted peer: nothing arrived in time");
+    waitReadable(descriptor, "nothing arrived in time");
     char buffer[65536];
     const ssize_t count = ::recv(descriptor, buffer, sizeof buffer, 0);
     if (count > 0)
@@ -126,17 +119,15 @@ bool ScriptedPeer::takeMessage(WireMessage& message)
 {
     if (unread.size() < kHeaderBytes)
         return false;
-    size_t payloadBytes = 0;
-    for (size_t i = 0; i < 4; ++i)
-        payloadBytes |= size_t{static_cast<unsigned char>(unread[4 + i])} << (8 * i);
+    std::uint32_t payloadBytes = 0;
+    std::memcpy(&payloadBytes, unread.data() + 4, sizeof payloadBytes);
     if (unread.size() < kHeaderBytes + payloadBytes)
         return false;
     const auto parsed = WireMessage::parse({unread.data() + kHeaderBytes, payloadBytes});
-    require(parsed.has_value(), "scripted peer: a malformed message arrived");
+    require(parsed.has_value(), "a malformed message arrived");
     unread.erase(0, kHeaderBytes + payloadBytes);
     message = *parsed;
-    received.push_back(message);
-    received.back().chunk.clear(); // a record of what came, not of every byte
+    seenKinds |= 1u << message.kind;
     return true;
 }
 
@@ -147,8 +138,8 @@ WireMessage ScriptedPeer::expect(WireMessage::Kind kind)
         while (takeMessage(message))
             if (message.kind == kind)
                 return message;
-        require(std::chrono::steady_clock::now() < deadline, "scripted peer: message never came");
-        require(readMore(), "scripted peer: closed while a message was expected");
+        require(std::chrono::steady_clock::now() < deadline, "message never came");
+        require(readMore(), "closed while a message was expected");
     }
 }
 
@@ -159,7 +150,7 @@ WireMessage ScriptedPeer::expectWhole(WireMessage::Kind kind)
         const WireMessage next = expect(kind);
         require(next.id == whole.id && next.text == whole.text &&
                     next.offset == whole.chunk.size() && !next.chunk.empty(),
-                "scripted peer: chunks of two messages are mixed up");
+                "chunks of two messages are mixed up");
         whole.chunk += next.chunk;
     }
     return whole;
@@ -173,12 +164,6 @@ void ScriptedPeer::expectClosed()
             ;
 }
 
-bool ScriptedPeer::hasSeen(WireMessage::Kind kind) const
-{
-    return std::any_of(received.begin(), received.end(),
-                       [kind](const WireMessage& message) { return message.kind == kind; });
-}
-
 std::uint32_t unusedPort() { return ScriptedServer().port(); }
 
 ScriptedServer::ScriptedServer(int backlog)
@@ -189,7 +174,7 @@ ScriptedServer::ScriptedServer(int backlog)
     auto* plain = reinterpret_cast<sockaddr*>(&address);
     require(::bind(descriptor, plain, size) == 0 && ::listen(descriptor, backlog) == 0 &&
                 ::getsockname(descriptor, plain, &size) == 0,
-            "scripted server: cannot listen");
+            "cannot listen");
     listenPort = ntohs(address.sin_port);
 }
 
@@ -197,13 +182,8 @@ ScriptedServer::~ScriptedServer() { ::close(descriptor); }
 
 ScriptedPeer ScriptedServer::accept()
 {
-    require(hasWaitingClient(kLimitMs), "scripted server: nobody connected");
+    waitReadable(descriptor, "nobody connected");
     return ScriptedPeer(::accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC));
-}
-
-bool ScriptedServer::hasWaitingClient(int withinMs) const
-{
-    return isReadable(descriptor, withinMs);
 }
 
 } // namespace support

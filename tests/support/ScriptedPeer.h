@@ -6,7 +6,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace support {
 
@@ -30,18 +29,16 @@ public:
     void welcomeAndOpen(const std::string& pipe);
 
     /// False when the other end has closed.
-    bool send(const WireMessage& message) { return sendRaw(message.frame()); }
+    bool send(const WireMessage& message) { return sendRaw(frameOf(message.payload())); }
     bool sendRaw(std::string_view bytes);
-    bool sendByteByByte(std::string_view bytes);
 
-    /// Waits for the next message of the kind; others are skipped but stay in seen().
+    /// Waits for the next message of the kind; others are skipped, see hasSeen().
     WireMessage expect(WireMessage::Kind kind);
     /// Waits for a Request, Response or Notify with all its chunks, put together.
     WireMessage expectWhole(WireMessage::Kind kind);
-    /// Waits until the other end closes; what still arrives is read into seen().
+    /// Waits until the other end closes.
     void expectClosed();
-    bool hasSeen(WireMessage::Kind kind) const;
-    const std::vector<WireMessage>& seen() const { return received; }
+    bool hasSeen(WireMessage::Kind kind) const { return (seenKinds >> kind & 1) != 0; }
 
     /// Sends nothing more, but can still receive.
     void finish();
@@ -54,7 +51,7 @@ private:
 
     int descriptor = -1;
     std::string unread;
-    std::vector<WireMessage> received;
+    std::uint32_t seenKinds = 0; // a bit each
 };
 
 /// A port that nobody listens on (and that nobody is given for a while).
@@ -72,7 +69,6 @@ public:
 
     std::uint32_t port() const { return listenPort; }
     ScriptedPeer accept();
-    bool hasWaitingClient(int withinMs) const;
 
 private:
     int descriptor = -1;

@@ -1,23 +1,32 @@
 #include "support/WireMessage.h"
 
+#include <utility>
+
 namespace support {
 
 namespace {
 
-constexpr std::uint32_t kPipePacket = 205;
-
-void putNumber(std::string& out, std::uint32_t number, int bytes = 4)
+struct Writer
 {
-    for (int i = 0; i < bytes; ++i)
-        out += static_cast<char>(number >> (8 * i));
-}
+    std::string out{};
 
-void putText(std::string& out, std::string_view text)
-{
-    putNumber(out, static_cast<std::uint32_t>(text.size()));
-    out.append(text);
-    out += '\0';
-}
+    void operator()(std::uint32_t number, int bytes = 4)
+    {
+        for (int i = 0; i < bytes; ++i)
+            out += static_cast<char>(number >> (8 * i));
+    }
+    void operator()(const std::string& text)
+    {
+        (*this)(static_cast<std::uint32_t>(text.size()));
+        out.append(text.c_str(), text.size() + 1);
+    }
+    void chunk(const WireMessage& message)
+    {
+        const auto bytes = static_cast<std::uint32_t>(message.chunk.size());
+        (*this)(message.claimedChunk.value_or(bytes));
+        out += message.chunk;
+    }
+};
 
 struct Reader
 {
@@ -27,90 +36,81 @@ struct Reader
     std::string_view bytes(size_t count)
     {
         good = good && count <= rest.size();
-        if (!good)
-            return {};
-        const std::string_view taken = rest.substr(0, count);
-        rest.remove_prefix(count);
+        const std::string_view taken = rest.substr(0, good ? count : 0);
+        rest.remove_prefix(taken.size());
         return taken;
     }
-    std::uint32_t number()
+    void operator()(std::uint32_t& number)
     {
-        std::uint32_t value = 0;
+        number = 0;
         int shift = 0;
-        for (const char byte : bytes(4)) {
-            value |= std::uint32_t{static_cast<unsigned char>(byte)} << shift;
-            shift += 8;
-        }
-        return value;
+        for (const char byte : bytes(4))
+            number |= std::uint32_t{static_cast<unsigned char>(byte)}
+                      << std::exchange(shift, shift + 8);
     }
-    std::string string()
+    void operator()(std::string& text)
     {
-        const std::string text(bytes(number()));
+        std::uint32_t length = 0;
+        (*this)(length);
+        text = bytes(length);
         good = good && bytes(1) == std::string_view("\0", 1);
-        return text;
+    }
+    void chunk(WireMessage& message)
+    {
+        std::uint32_t count = 0;
+        (*this)(count);
+        message.chunk = bytes(count);
     }
 };
 
-bool isPayloadKind(std::uint32_t kind)
+/// Visits the fields in the order they have on the wire.
+template <typename Message, typename Fields>
+void visit(Message& message, Fields& fields)
 {
-    return kind == WireMessage::Request || kind == WireMessage::Response ||
-           kind == WireMessage::Notify;
+    fields(message.kind);
+    const std::uint32_t kind = message.kind;
+    if (kind == WireMessage::Welcome) {
+        fields(message.value);
+        fields(message.id);
+    }
+    fields(message.name);
+    if (kind == WireMessage::OpenPipe)
+        fields(message.text);
+    if (kind == WireMessage::Redirect)
+        fields(message.value);
+    if (kind < WireMessage::Request || kind > WireMessage::Notify)
+        return;
+    fields(message.id);
+    if (kind != WireMessage::Response)
+        fields(message.value);
+    if (kind != WireMessage::Notify)
+        fields(message.text);
+    fields(message.total);
+    fields(message.offset);
+    fields.chunk(message);
+}
+
+WireMessage whole(WireMessage message, std::string data)
+{
+    message.total = static_cast<std::uint32_t>(data.size());
+    message.chunk = std::move(data);
+    return message;
 }
 
 } // namespace
 
 std::string WireMessage::payload() const
 {
-    std::string out;
-    putNumber(out, kind);
-    if (kind == Welcome) {
-        putNumber(out, value);
-        putNumber(out, id);
-    }
-    putText(out, name);
-    if (kind == OpenPipe)
-        putText(out, text);
-    if (kind == Redirect)
-        putNumber(out, value);
-    if (!isPayloadKind(kind))
-        return out;
-    putNumber(out, id);
-    if (kind != Response)
-        putNumber(out, value);
-    if (kind != Notify)
-        putText(out, text);
-    putNumber(out, total);
-    putNumber(out, offset);
-    putNumber(out, claimedChunk.value_or(static_cast<std::uint32_t>(chunk.size())));
-    return out + chunk;
+    Writer writer;
+    visit(*this, writer);
+    return writer.out;
 }
-
-std::string WireMessage::frame() const { return frameOf(kPipePacket, payload()); }
 
 std::optional<WireMessage> WireMessage::parse(std::string_view payload)
 {
     Reader reader{payload};
     WireMessage message;
-    message.kind = reader.number();
-    if (message.kind == Welcome) {
-        message.value = reader.number();
-        message.id = reader.number();
-    }
-    message.name = reader.string();
-    if (message.kind == OpenPipe)
-        message.text = reader.string();
-    if (message.kind == Redirect)
-        message.value = reader.number();
-    if (isPayloadKind(message.kind)) {
-        message.id = reader.number();
-        if (message.kind != Response)
-            message.value = reader.number();
-        if (message.kind != Notify)
-            message.text = reader.string();
-        message.total = reader.number();
-        message.offset = reader.number();
-        message.chunk = std::string(reader.bytes(reader.number()));
-    }
+    visit(message, reader);
     if (!reader.good || !reader.rest.empty() || message.kind > Welcome)
         return std::nullopt;
     return message;
@@ -118,17 +118,15 @@ std::optional<WireMessage> WireMessage::parse(std::string_view payload)
 
 std::ostream& operator<<(std::ostream& out, const WireMessage& message)
 {
-    return out << "kind " << message.kind << " '" << message.name << "' '" << message.text
-               << "' id " << message.id << " value " << message.value << " chunk " << message.offset
-               << '+' << message.chunk.size() << " of " << message.total;
+    return out << "kind " << message.kind << " '" << message.name << "' '" << message.text << "'";
 }
 
-std::string frameOf(std::uint32_t packetId, std::string_view payload)
+std::string frameOf(std::string_view payload, std::uint32_t packetId)
 {
-    std::string out = "\xD5\x7A";
-    putNumber(out, packetId, 2);
-    putNumber(out, static_cast<std::uint32_t>(payload.size()));
-    return out.append(payload);
+    Writer writer{"\xD5\x7A"};
+    writer(packetId, 2);
+    writer(static_cast<std::uint32_t>(payload.size()));
+    return writer.out.append(payload);
 }
 
 WireMessage openPipe(std::string pipe, std::string sender)
@@ -151,39 +149,26 @@ WireMessage redirect(std::string host, std::uint32_t port)
     return {.kind = WireMessage::Redirect, .name = std::move(host), .value = port};
 }
 
-static WireMessage whole(WireMessage message, std::string data)
-{
-    message.total = static_cast<std::uint32_t>(data.size());
-    message.chunk = std::move(data);
-    return message;
-}
-
 WireMessage request(std::string pipe, std::uint32_t id, std::string text, std::string data)
 {
-    return whole(
-        {.kind = WireMessage::Request, .name = std::move(pipe), .text = std::move(text), .id = id},
-        std::move(data));
+    return whole({.kind = WireMessage::Request, .name = pipe, .text = text, .id = id}, data);
 }
 
 WireMessage response(std::string pipe, std::uint32_t id, std::string text, std::string data)
 {
-    return whole(
-        {.kind = WireMessage::Response, .name = std::move(pipe), .text = std::move(text), .id = id},
-        std::move(data));
+    return whole({.kind = WireMessage::Response, .name = pipe, .text = text, .id = id}, data);
 }
 
 WireMessage notify(std::string pipe, std::uint32_t id, std::string text, std::uint32_t value)
 {
-    return whole({.kind = WireMessage::Notify, .name = std::move(pipe), .id = id, .value = value},
-                 std::move(text));
+    return whole({.kind = WireMessage::Notify, .name = pipe, .id = id, .value = value}, text);
 }
 
-WireMessage piece(const WireMessage& whole, std::uint32_t offset, std::uint32_t bytes)
+WireMessage piece(WireMessage whole, std::uint32_t offset, std::uint32_t bytes)
 {
-    WireMessage part = whole;
-    part.offset = offset;
-    part.chunk = whole.chunk.substr(offset, bytes);
-    return part;
+    whole.offset = offset;
+    whole.chunk = whole.chunk.substr(offset, bytes);
+    return whole;
 }
 
 } // namespace support

@@ -37,14 +37,12 @@ struct WireMessage
 
     /// The fields as one packet's payload.
     std::string payload() const;
-    /// The same as a frame of the pipes' packet id.
-    std::string frame() const;
     static std::optional<WireMessage> parse(std::string_view payload);
 };
 
 std::ostream& operator<<(std::ostream& out, const WireMessage& message);
 
-std::string frameOf(std::uint32_t packetId, std::string_view payload);
+std::string frameOf(std::string_view payload, std::uint32_t packetId = 205);
 
 WireMessage openPipe(std::string pipe, std::string sender = "scripted");
 WireMessage pipeOpened(std::string pipe);
@@ -57,6 +55,6 @@ WireMessage response(std::string pipe, std::uint32_t id, std::string text, std::
 WireMessage notify(std::string pipe, std::uint32_t id, std::string text, std::uint32_t value = 0);
 
 /// The piece [offset, offset + bytes) of a message that carries its whole payload.
-WireMessage piece(const WireMessage& whole, std::uint32_t offset, std::uint32_t bytes);
+WireMessage piece(WireMessage whole, std::uint32_t offset, std::uint32_t bytes);
 
 } // namespace support
