@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 
 namespace fuzz {
 
@@ -47,43 +48,41 @@ private:
         using enum dm::MessageKind;
         switch (dm::readKind(packet)) {
         case OpenPipe:
-            return decode<dm::OpenPipeMessage>(packet, [&](auto&) { beginConnection(); });
+            return decode<dm::OpenPipeMessage>(packet, [&](auto&) {
+                requests.reset();
+                notifications.beginConnection();
+            });
         case PipeOpened:
             return decode<dm::PipeNameMessage>(packet, [&](auto&) { takeAll(); });
         case PipeRefused:
-            return decode<dm::PipeNameMessage>(packet, [](auto&) {});
+            return decode<dm::PipeNameMessage>(packet);
         case Request:
             return decode<dm::RequestMessage>(packet, [&](auto& message) {
                 note('r', requests.accept(message, packet, budget));
             });
         case Response:
-            return decode<dm::ResponseMessage>(packet, [](auto&) {});
+            return decode<dm::ResponseMessage>(packet);
         case Notify:
             return decode<dm::NotifyMessage>(packet, [&](auto& message) {
                 note('n', notifications.accept(message, packet, budget));
             });
         case Redirect:
-            return decode<dm::RedirectMessage>(packet, [](auto&) {});
+            return decode<dm::RedirectMessage>(packet);
         case Welcome:
             return decode<dm::WelcomeMessage>(packet, [&](auto&) { answerOne(); });
         }
         return -1;
     }
 
-    template <typename Message, typename Handler>
-    int decode(net::Packet& packet, Handler handle)
+    template <typename Message>
+    int decode(
+        net::Packet& packet, const std::function<void(Message&)>& handle = [](auto&) {})
     {
         Message message;
         if (!dm::decode(packet, packet.getSize(), message))
             return 0;
         handle(message);
         return 1;
-    }
-
-    void beginConnection()
-    {
-        requests.reset();
-        notifications.beginConnection();
     }
 
     void answerOne()

@@ -12,31 +12,25 @@ using NotifyOutcome = dm::IncomingNotifications::Outcome;
 
 namespace {
 
-/// A message decoded as if it had been received.
-template <typename Message>
-class Arrival
+/// Decodes as if it had been received, and hands over.
+template <typename Message, typename Incoming>
+auto feedTo(Incoming& incoming, const std::string& payload,
+            const std::shared_ptr<dm::IncomingBudget>& budget, typename Incoming::Outcome malformed)
 {
-public:
-    explicit Arrival(const std::string& payload)
-        : packet(payload)
-    {
-        dm::readKind(*packet);
-        accepted = dm::decode(*packet, (*packet).getSize(), message);
-    }
-
-    ReceivedPacket packet;
+    ReceivedPacket packet(payload);
     Message message;
-    bool accepted = false;
-};
+    dm::readKind(*packet);
+    return dm::decode(*packet, (*packet).getSize(), message)
+               ? incoming.accept(message, *packet, budget)
+               : malformed;
+}
 
 class RequestReassembly : public testing::Test
 {
 protected:
     RequestOutcome feed(const std::string& payload)
     {
-        Arrival<dm::RequestMessage> arrival(payload);
-        return arrival.accepted ? requests.accept(arrival.message, *arrival.packet, budget)
-                                : RequestOutcome::Dropped;
+        return feedTo<dm::RequestMessage>(requests, payload, budget, RequestOutcome::Dropped);
     }
     RequestOutcome feed(const WireMessage& wire) { return feed(wire.payload()); }
     RequestOutcome feed(std::uint32_t id) { return feed(request("pipe", id, "again")); }
@@ -56,9 +50,8 @@ class NotifyReassembly : public testing::Test
 protected:
     NotifyOutcome feed(const WireMessage& wire)
     {
-        Arrival<dm::NotifyMessage> arrival(wire.payload());
-        return arrival.accepted ? notifications.accept(arrival.message, *arrival.packet, budget)
-                                : NotifyOutcome::Refused;
+        return feedTo<dm::NotifyMessage>(notifications, wire.payload(), budget,
+                                         NotifyOutcome::Refused);
     }
     std::string take()
     {
@@ -72,74 +65,58 @@ protected:
 
 } // namespace
 
-TEST_F(RequestReassembly, PutsChunksTogether)
-{
-    EXPECT_EQ(feed(piece(whole, 0, 4)), RequestOutcome::Stored);
-    EXPECT_EQ(feed(piece(whole, 4, 3)), RequestOutcome::Stored);
-    EXPECT_EQ(feed(piece(whole, 7, 3)), RequestOutcome::Completed);
-    ASSERT_TRUE(requests.takeOldest());
-    EXPECT_EQ(takenData(), whole.chunk);
-    EXPECT_FALSE(requests.takeOldest());
-}
-
 TEST_F(RequestReassembly, DropsChunksOutsideTheAnnouncedSize)
 {
-    auto lying = [this](std::uint32_t total, std::uint32_t offset, std::uint32_t claimed) {
+    const struct
+    {
+        std::uint32_t total, offset, claimed;
+        const char* lie;
+    } lies[] = {
+        {10, 3, 8, "one byte past the end"},
+        {10, 11, 1, "all past the end"},
+        {4, 0xFFFFFFFC, 8, "wraps to the total"},
+        {0, 0, 8, "chunk of nothing"},
+        {10, 0, 9, "more than the packet holds"},
+        {1000, 900, 8, "size changed on the way"},
+        {0xFFFFFFFF, 0xFFFFFFF0, 8, "size changed to the largest"},
+    };
+    EXPECT_EQ(feed(piece(whole, 0, 2)), RequestOutcome::Stored);
+    for (const auto& [total, offset, claimed, lie] : lies) {
         WireMessage message = piece(whole, 0, 8);
         message.total = total;
         message.offset = offset;
         message.claimedChunk = claimed;
-        return message;
-    };
-    EXPECT_EQ(feed(piece(whole, 0, 2)), RequestOutcome::Stored);
-    EXPECT_EQ(feed(lying(10, 3, 8)), RequestOutcome::Dropped) << "one byte past the end";
-    EXPECT_EQ(feed(lying(10, 11, 1)), RequestOutcome::Dropped) << "all past the end";
-    EXPECT_EQ(feed(lying(4, 0xFFFFFFFC, 8)), RequestOutcome::Dropped) << "wraps to the total";
-    EXPECT_EQ(feed(lying(0, 0, 8)), RequestOutcome::Dropped) << "chunk of nothing";
-    EXPECT_EQ(feed(lying(10, 0, 9)), RequestOutcome::Dropped) << "more than the packet holds";
-    EXPECT_EQ(feed(lying(1000, 900, 8)), RequestOutcome::Dropped) << "size changed on the way";
-    EXPECT_EQ(feed(lying(0xFFFFFFFF, 0xFFFFFFF0, 8)), RequestOutcome::Dropped);
-
+        EXPECT_EQ(feed(message), RequestOutcome::Dropped) << lie;
+    }
     EXPECT_EQ(feed(piece(whole, 2, 8)), RequestOutcome::Completed) << "and is none the worse";
     ASSERT_TRUE(requests.takeOldest());
     EXPECT_EQ(takenData(), whole.chunk);
 }
 
-TEST_F(RequestReassembly, ShowsZerosWhereNothingArrived)
+TEST_F(RequestReassembly, LastOrEmptyChunkCompletesAndShowsZerosWhereNothingArrived)
 {
     EXPECT_EQ(feed(piece(whole, 6, 4)), RequestOutcome::Completed);
-    ASSERT_TRUE(requests.takeOldest());
-    EXPECT_EQ(takenData(), std::string(6, '\0') + "6789");
-}
-
-TEST_F(RequestReassembly, EmptyChunkCompletesWhateverTheSize)
-{
-    EXPECT_EQ(feed(piece(whole, 0, 0)), RequestOutcome::Completed);
-    ASSERT_TRUE(requests.takeOldest());
-    EXPECT_EQ(takenData(), std::string(10, '\0'));
-}
-
-TEST_F(RequestReassembly, TakesARequestWithoutSizes)
-{
-    const std::string withSizes = request("pipe", 0, "bare").payload();
+    EXPECT_EQ(feed(piece(request("pipe", 1, "", "0123456789"), 0, 0)), RequestOutcome::Completed);
+    const std::string withSizes = request("pipe", 2, "bare").payload();
     EXPECT_EQ(feed(withSizes.substr(0, withSizes.size() - 12)), RequestOutcome::Completed);
+    for (const std::string& data :
+         {std::string(6, '\0') + "6789", std::string(10, '\0'), std::string()})
+    {
+        ASSERT_TRUE(requests.takeOldest());
+        EXPECT_EQ(takenData(), data);
+        requests.takeCurrent();
+    }
 }
 
-TEST_F(RequestReassembly, DropsRepeatsUntilANewConnection)
+TEST_F(RequestReassembly, DropsRepeatsUntilANewConnectionAndWrapsAround)
 {
     EXPECT_EQ(feed(5), RequestOutcome::Completed);
     EXPECT_EQ(feed(5), RequestOutcome::Duplicate);
     EXPECT_EQ(feed(3), RequestOutcome::Duplicate);
     requests.reset();
     EXPECT_FALSE(requests.takeOldest());
-    EXPECT_EQ(feed(3), RequestOutcome::Completed);
-}
-
-TEST_F(RequestReassembly, IdsWrapAround)
-{
-    EXPECT_EQ(feed(0xFFFFFFFE), RequestOutcome::Completed);
-    EXPECT_EQ(feed(0xFFFFFFFF), RequestOutcome::Completed);
-    EXPECT_EQ(feed(0), RequestOutcome::Completed);
+    for (const std::uint32_t id : {3u, 0xFFFFFFFEu, 0xFFFFFFFFu, 0u})
+        EXPECT_EQ(feed(id), RequestOutcome::Completed) << id;
     EXPECT_EQ(feed(0), RequestOutcome::Duplicate);
 }
 
@@ -209,18 +186,6 @@ TEST_F(NotifyReassembly, AnUnfinishedTextHoldsBackTheNewerOnes)
     EXPECT_EQ(feed(piece(slow, 2, 2)), NotifyOutcome::Completed);
     EXPECT_EQ(take(), "slow");
     EXPECT_EQ(take(), "quick");
-}
-
-TEST_F(NotifyReassembly, ANewConnectionKeepsWholeTextsAndForgetsHalves)
-{
-    feed(notify("pipe", 0, "unread"));
-    feed(piece(notify("pipe", 1, "half a text"), 0, 4));
-    notifications.beginConnection();
-    EXPECT_EQ(feed(notify("pipe", 0, "new")), NotifyOutcome::Completed) << "ids start again";
-    EXPECT_EQ(feed(notify("pipe", 1, "newer")), NotifyOutcome::Completed);
-    EXPECT_EQ(take(), "unread");
-    EXPECT_EQ(take(), "new");
-    EXPECT_EQ(take(), "newer");
 }
 
 TEST_F(NotifyReassembly, ARefusedTextIsSkippedToItsEnd)
