@@ -17,12 +17,18 @@
 #include <string>
 #include <vector>
 
+using Words = std::vector<std::string>;
+
+inline Words operator+(Words first, const Words& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 /// Runs the built command as a person or a script would.
 class ToolFixture : public ::testing::Test
 {
 protected:
-    using Words = std::vector<std::string>;
-
     struct Outcome
     {
         int exitCode = 0;
@@ -43,31 +49,20 @@ protected:
         std::filesystem::remove_all(folder);
     }
 
-    static Words command(const Words& words)
-    {
-        Words all = {DM_TOOL_PATH};
-        all.insert(all.end(), words.begin(), words.end());
-        return all;
-    }
+    static Words command(const Words& words) { return Words{DM_TOOL_PATH} + words; }
 
     static Outcome dm(const Words& words, const std::string& input = "")
     {
         ChildProcess tool(command(words));
         tool.writeInput(input);
         tool.closeInput();
-        Outcome outcome;
-        outcome.output = tool.readRest();
-        outcome.errors = tool.readErrorRest();
-        outcome.exitCode = tool.wait();
-        return outcome;
+        return {tool.wait(), tool.readRest(), tool.readErrorRest()};
     }
 
     /// Starts `dm listen` on the pipe "chat" and learns its address.
     void listen(const Words& options = {}, const std::string& port = "0")
     {
-        Words words = {"listen", port, "chat"};
-        words.insert(words.end(), options.begin(), options.end());
-        listener = std::make_unique<ChildProcess>(command(words));
+        listener = std::make_unique<ChildProcess>(command(Words{"listen", port, "chat"} + options));
         const std::string line = listener->readErrorLine().value_or("");
         const std::string expected = "dm: listening on ";
         ASSERT_EQ(line.substr(0, expected.size()), expected);
@@ -76,9 +71,7 @@ protected:
 
     Outcome call(const std::string& text, const Words& options = {}, const std::string& input = "")
     {
-        Words words = {"call", address, "chat", text};
-        words.insert(words.end(), options.begin(), options.end());
-        return dm(words, input);
+        return dm(Words{"call", address, "chat", text} + options, input);
     }
 
     std::string portOf(const std::string& text) const { return text.substr(text.rfind(':') + 1); }
@@ -112,11 +105,6 @@ protected:
 class GreetingProgram
 {
 public:
-    GreetingProgram()
-        : listener(0)
-    {
-    }
-
     std::string address() const { return "127.0.0.1:" + std::to_string(listener.getPort()); }
 
     void greet(unsigned version)
@@ -133,6 +121,6 @@ public:
     }
 
 private:
-    net::Listener listener;
+    net::Listener listener{0};
     std::unique_ptr<net::Socket> client;
 };
