@@ -7,9 +7,8 @@
 
 namespace fuzz {
 
-/// Takes the bytes for a stream of frames that arrives in pieces of `pieceBytes`, decodes every
-/// pipe message in it and puts requests and notifications together. Returns an account of what was
-/// made of it, which must not depend on the pieces.
+/// Decodes a stream of pipe messages that arrives in pieces of `pieceBytes` and puts them together.
+/// Returns an account of what was made of it, which must not depend on the pieces.
 std::string runPipeStream(const std::uint8_t* data, size_t size, size_t pieceBytes);
 
 /// The same in pieces of several sizes; aborts when the accounts differ.

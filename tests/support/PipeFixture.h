@@ -38,8 +38,8 @@ inline std::string toString(const zu::String& text) { return {text.c_str(), text
 Answer ask(dm::CommunicationPipe* pipe, const std::string& text, const std::string& data = "",
            dm::uint32 value = 0, dm::uint32 capacity = 0);
 
-inline std::future<Answer> askAside(dm::CommunicationPipe* pipe, std::string text,
-                                    std::string data = "", dm::uint32 capacity = 0)
+inline auto askAside(dm::CommunicationPipe* pipe, std::string text, std::string data = "",
+                     dm::uint32 capacity = 0)
 {
     return std::async(std::launch::async, [=] { return ask(pipe, text, data, 0, capacity); });
 }

@@ -55,7 +55,7 @@ ScriptedPeer ScriptedPeer::connectTo(std::uint32_t port)
     require(::connect(peer.descriptor, reinterpret_cast<const sockaddr*>(&address),
                       sizeof address) == 0,
             "cannot connect");
-    const int on = 1;
+    const int on = 1; // what is sent byte by byte arrives so
     ::setsockopt(peer.descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return peer;
 }
@@ -96,13 +96,9 @@ void ScriptedPeer::welcomeAndOpen(const std::string& pipe)
 
 bool ScriptedPeer::sendRaw(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<size_t>(sent));
-    }
-    return true;
+    // A blocking socket sends all or fails.
+    return ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
 }
 
 bool ScriptedPeer::readMore()

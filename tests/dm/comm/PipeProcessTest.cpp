@@ -114,6 +114,7 @@ TEST_F(PipeProcess, ServerRespondingAGigabyteNeedsLittleMemoryBesideIt)
     const long before = residentKilobytes("VmRSS:");
     ASSERT_GT(before, 0);
     peer.send(request("child", 0, "give"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // everything on the way fills up
     for (size_t received = 0; received < kGigabyte;)
         received += peer.expect(WireMessage::Response).chunk.size();
     EXPECT_LE(residentKilobytes("VmHWM:") - before, 8 * 1024);

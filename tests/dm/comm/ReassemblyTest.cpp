@@ -142,18 +142,6 @@ TEST_F(RequestReassembly, RestOfARequestAnsweredEarlyIsSkipped)
     EXPECT_EQ(feed(1), RequestOutcome::Completed);
 }
 
-TEST_F(RequestReassembly, ANewConnectionAbortsTheRequestBeingAnswered)
-{
-    feed(request("pipe", 7, "old", "data"));
-    ASSERT_TRUE(requests.takeOldest());
-    requests.reset();
-    EXPECT_TRUE(requests.isAborted());
-    requests.discardAbortToken();
-    EXPECT_FALSE(requests.isAborted());
-    EXPECT_EQ(takenData(), "");
-    EXPECT_EQ(requests.takeCurrent().id, 7u) << "who answers late answers what it was asked";
-}
-
 TEST_F(RequestReassembly, DataIsLimitedByConnectionAndGivenBack)
 {
     WireMessage huge = request("pipe", 0, "write", "x");

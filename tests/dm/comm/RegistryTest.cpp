@@ -24,7 +24,6 @@ TEST_F(Registry, SoleManagerIsFoundWithoutItsName)
     dm::CommunicationPipeManager* client = startClient(portOf(server));
     EXPECT_EQ(dm::getCommunicationPipeManager(), nullptr);
     EXPECT_EQ(dm::getCommunicationPipe("pipe"), nullptr);
-    EXPECT_EQ(dm::getCommunicationPipeChecked("pipe"), nullptr);
     EXPECT_FALSE(dm::isResourceHotLoadPipeCreated("pipe"));
 
     dm::deinitCommunicationManager("SERVER");
