@@ -52,6 +52,7 @@ void ClientLoop::receive()
 {
     if (!std::exchange(wasConnected, true))
         manager.connectionIsUp();
+    noteHeard(connection);
     pendingTarget = Target::None;
     closedByUs = false;
     net::Socket& socket = *connection.socket;
@@ -178,6 +179,9 @@ bool ClientLoop::tryConnect(Target target, const Address& to)
 
 void ClientLoop::sendOpenPipes()
 {
+    if (nextOpenPipe == std::numeric_limits<double>::infinity() &&
+        !manager.pipeTable().hasNewToOpen())
+        return;
     const double now = zu::Timer::getAppAge();
     if (connection.socket->pendingSendBytes() > kSendHighWaterBytes) {
         nextOpenPipe = now + kOpenPipeSeconds; // it does not read: asking again does not help

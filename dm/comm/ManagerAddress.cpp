@@ -8,12 +8,6 @@ ManagerAddress::Snapshot ManagerAddress::read() const
     return {configured, redirect, redirectsSet};
 }
 
-ManagerAddress::Version ManagerAddress::version() const
-{
-    std::lock_guard guard(lock);
-    return redirectsSet;
-}
-
 void ManagerAddress::setConfigured(const char* host, uint32 port)
 {
     std::lock_guard guard(lock);

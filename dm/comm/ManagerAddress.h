@@ -9,6 +9,7 @@
 
 #include <dm/comm.h>
 
+#include <atomic>
 #include <string>
 
 namespace dm {
@@ -38,7 +39,7 @@ public:
         Version version = 0;
     };
     Snapshot read() const;
-    Version version() const;
+    Version version() const { return redirectsSet.load(std::memory_order_acquire); }
 
     void setConfigured(const char* host, uint32 port);
 
@@ -70,7 +71,7 @@ private:
     Address configured;
     Address redirect;
     bool redirectPending = false;
-    Version redirectsSet = 0;
+    std::atomic<Version> redirectsSet{0}; // read without it
 };
 
 } // namespace dm

@@ -14,12 +14,17 @@ std::span<const ManagerLoop::Ready> ManagerLoop::wait(uint32 timeoutMs)
     // A pass may have ended before it pumped, when the wake-up for the queue was already taken.
     const bool workLeft = !isPumpIdle() || !broken.empty();
     // Passes over a long queue of small messages are far shorter than a look at the kernel.
-    const auto now = std::chrono::steady_clock::now();
-    if (workLeft && now - lastLook < kLookInterval)
-        return {};
-    lastLook = now;
-    const uint32 count =
-        waitSet.wait(ready.data(), static_cast<uint32>(ready.size()), workLeft ? 0 : timeoutMs);
+    if (workLeft) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - lastLook < kLookInterval)
+            return {};
+        lastLook = now;
+    }
+    net::WaitSet::Hint likely;
+    if (lastHeard != nullptr)
+        likely = {lastHeard->socket.get(), lastHeard->key};
+    const uint32 count = waitSet.wait(ready.data(), static_cast<uint32>(ready.size()),
+                                      workLeft ? 0 : timeoutMs, likely);
     return {ready.data(), count};
 }
 
@@ -194,6 +199,8 @@ void ManagerLoop::detachEverything(Connection& connection)
         pipe->pumpLink().blocked = false;
     connection.blockedPipes.clear();
     connection.lastPipe = nullptr;
+    if (lastHeard == &connection)
+        lastHeard = nullptr;
     connection.touched = false;
     std::erase(touched, &connection);
 }

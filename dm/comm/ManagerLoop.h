@@ -88,6 +88,9 @@ protected:
     void noteBroken(const Connection& connection) { broken.push_back(connection.key); }
     std::vector<zu::u64> takeBroken() { return std::exchange(broken, {}); }
 
+    /// Something came over this connection; the next thing most likely does too.
+    void noteHeard(Connection& connection) { lastHeard = &connection; }
+
     static void flushAndClose(std::span<Connection* const> connections);
 
     NetCommunicationPipeManager& manager;
@@ -102,11 +105,12 @@ private:
 
     PumpQueue pumpQueue;
     std::array<Ready, 64> ready;
-    std::chrono::steady_clock::time_point lastLook; // at the wait set
-    std::vector<NetCommunicationPipe*> announced;   // just taken from the queue
-    std::vector<NetCommunicationPipe*> pending;     // to be pumped, oldest first
-    std::vector<NetCommunicationPipe*> pumped;      // in this pass
-    std::vector<Connection*> touched;               // to be flushed and watched anew
+    std::chrono::steady_clock::time_point lastLook; // at the wait set, with work at hand
+    Connection* lastHeard = nullptr;
+    std::vector<NetCommunicationPipe*> announced; // just taken from the queue
+    std::vector<NetCommunicationPipe*> pending;   // to be pumped, oldest first
+    std::vector<NetCommunicationPipe*> pumped;    // in this pass
+    std::vector<Connection*> touched;             // to be flushed and watched anew
     std::vector<zu::u64> broken;
 };
 

@@ -39,7 +39,7 @@ NetCommunicationPipe& PipeTable::getPipe(const char* name, bool& made)
     createCallback.call(&manager, pipe);
     std::lock_guard guard(pipesLock);
     pipes.find(name)->second.ready = true;
-    nextDueToOpen = 0;
+    noteNewToOpen();
     return *pipe;
 }
 
@@ -68,7 +68,7 @@ PipeTable::Entry& PipeTable::insert(const char* name)
     if (manager.isStopping())
         entry.pipe->close();
     ++detachedCount;
-    nextDueToOpen = 0;
+    noteNewToOpen();
     return entry;
 }
 
@@ -127,13 +127,14 @@ void PipeTable::detachAll(const Connection& connection)
         entry.connection = nullptr;
         entry.pipe->detach();
         ++detachedCount;
-        nextDueToOpen = 0;
+        noteNewToOpen();
     }
 }
 
 double PipeTable::takeDueToOpen(double now, std::vector<const char*>& names)
 {
     std::lock_guard guard(pipesLock);
+    newToOpen = false;
     // One pipe that the other end refuses must not have every pass look at all of them.
     if (now < nextDueToOpen)
         return nextDueToOpen;

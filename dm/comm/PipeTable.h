@@ -12,6 +12,7 @@
 #include "dm/comm/NetCommunicationPipe.h"
 #include "dm/common/LockOrder.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <vector>
@@ -55,6 +56,9 @@ public:
     /// infinity when all are connected. Names live as long as the table.
     double takeDueToOpen(double now, std::vector<const char*>& names);
 
+    /// Whether a pipe has lost its connection, or was made, since the last takeDueToOpen.
+    bool hasNewToOpen() const { return newToOpen.load(std::memory_order_acquire); }
+
     /// Pipes live as long as the table.
     std::vector<NetCommunicationPipe*> all();
 
@@ -68,6 +72,13 @@ private:
         double lastOpenPipeSent = -1000.0; // at once
         bool ready = true;                 // false while getPipe's create callback runs
     };
+
+    /// Under pipesLock.
+    void noteNewToOpen()
+    {
+        nextDueToOpen = 0;
+        newToOpen = true;
+    }
 
     struct AttachResult
     {
@@ -88,7 +99,8 @@ private:
     std::map<zu::InplaceString<128>, Entry, NameOrder> pipes; // under pipesLock
     OnceFlag saidTooMany;                                     // under pipesLock
     double nextDueToOpen = 0;                                 // under pipesLock; 0: look again
-    uint32 detachedCount = 0;                                 // under pipesLock
+    std::atomic<bool> newToOpen{false};
+    uint32 detachedCount = 0; // under pipesLock
 };
 
 } // namespace dm

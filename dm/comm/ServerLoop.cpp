@@ -82,6 +82,7 @@ void ServerLoop::serve(Connection& connection, const Ready& readiness)
         drop(connection);
         return;
     }
+    noteHeard(connection);
     resumeBlockedPipes(connection);
     watch(connection);
 }

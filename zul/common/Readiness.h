@@ -52,6 +52,10 @@ public:
     bool change(std::intptr_t handle, zu::Interest interest, u64 key);
     void remove(std::intptr_t handle);
 
+    // Watches a signal that is never lowered: it is reported once for each time it was raised, or
+    // once for several.
+    bool addWakeUp(const Signal& signal, u64 key);
+
     // What is ready, up to capacity (at most kMaxReady); waits up to timeoutMs, not at all for 0.
     // Interrupted waits return 0 early.
     u32 wait(WaitSet::Ready* out, u32 capacity, u32 timeoutMs);

@@ -351,6 +351,12 @@ bool Socket::drain(u32 timeoutMs)
 
 u32 Socket::pendingSendBytes() const { return impl->queue.size(); }
 
+bool Socket::hasPacket() const
+{
+    return impl->phase == State::Phase::Open &&
+           impl->decoder.status() == FrameDecoder::Status::Complete;
+}
+
 Packet* Socket::pollPacket(u32* outSize)
 {
     State& state = *impl;

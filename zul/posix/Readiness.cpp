@@ -111,6 +111,15 @@ bool Poller::change(std::intptr_t handle, Interest interest, u64 key)
            (errno == ENOENT && control(descriptor, EPOLL_CTL_ADD, handle, interest, key));
 }
 
+bool Poller::addWakeUp(const Signal& signal, u64 key)
+{
+    epoll_event event{};
+    event.events = EPOLLIN | EPOLLET;
+    event.data.u64 = key;
+    return epoll_ctl(static_cast<int>(descriptor), EPOLL_CTL_ADD, static_cast<int>(signal.native()),
+                     &event) == 0;
+}
+
 void Poller::remove(std::intptr_t handle)
 {
     epoll_ctl(static_cast<int>(descriptor), EPOLL_CTL_DEL, static_cast<int>(handle), nullptr);

@@ -101,6 +101,9 @@ public:
     u32 pendingSendBytes() const;
     bool hasSendsToDo() const { return pendingSendBytes() != 0; }
 
+    /// Whether pollPacket would give a packet.
+    bool hasPacket() const;
+
     /// Gives the next packet that arrived whole, or null.
     ///
     ///   outSize   receives its payload's size in bytes; null if not wanted.

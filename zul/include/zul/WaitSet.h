@@ -35,6 +35,7 @@ namespace net {
 
 class Poller;
 class Signal;
+class Socket;
 
 class ZUL_API WaitSet
 {
@@ -66,13 +67,27 @@ public:
     /// Forgets the handle. One that is not in the set does no harm.
     void remove(const zu::WaitHandle& handle);
 
+    /// The socket that is likeliest to be ready next, with its key.
+    struct Hint
+    {
+        Socket* socket = nullptr;
+        u64 key = 0;
+    };
+
     /// Waits until something is ready or wake is called, at most timeoutMs.
     ///
-    ///   out   receives what is ready, capacity of them at most, the rest with the next waits.
+    ///   out      receives what is ready, capacity of them at most, the rest with the next waits.
+    ///   likely   received from directly while yielding, which is cheaper than asking the system
+    ///            what is ready. When that gave a packet, or the connection ended, it is reported
+    ///            with readable and writable false: only polling is left to do.
     ///
     /// Returns how many; 0 after a time-out or a wake-up. Returns at once when wake was called
     /// since the last return, possibly without a look at the handles, but never twice in a row.
-    u32 wait(Ready* out, u32 capacity, u32 timeoutMs);
+    u32 wait(Ready* out, u32 capacity, u32 timeoutMs, const Hint& likely);
+    u32 wait(Ready* out, u32 capacity, u32 timeoutMs)
+    {
+        return wait(out, capacity, timeoutMs, Hint());
+    }
 
     /// Ends the present wait, or the next if none is going on. A system call only when the owner
     /// really sleeps: call it as often as there is something to do.
@@ -83,7 +98,8 @@ public:
 
 private:
     bool takeWake();
-    u32 poll(Ready* out, u32 capacity, u32 timeoutMs);
+    u32 poll(Ready* out, u32 capacity, u32 timeoutMs, const Hint& likely);
+    u32 look(Ready* out, u32 capacity, const Hint& likely);
     u32 sleep(Ready* out, u32 capacity, u32 timeoutMs);
     u32 collect(Ready* out, u32 capacity, u32 timeoutMs);
 
@@ -96,6 +112,7 @@ private:
     std::atomic<bool> asleep{false};
 
     // Owner only.
+    u32 looks = 0;                // while yielding
     bool active = false;          // the last wait did not end by its time-out
     bool mayReturnUnread = false; // the last wait looked at the handles
 };
