@@ -183,15 +183,6 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
         return result;
 
     const zu::Event& event = threadEvent();
-    OutgoingRequest request;
-    request.value = arguments.value;
-    request.text = arguments.text;
-    request.sending.data = arguments.data;
-    request.sending.dataSize = arguments.dataSize;
-    request.responseBuffer = arguments.responseBuffer;
-    request.responseCapacity = arguments.responseCapacity;
-    request.capacityEnforced = arguments.capacityEnforced;
-    request.event = event;
     uint32 id = 0;
     {
         // The id is taken in the same step as the place in the queue: the receiver drops an id
@@ -200,8 +191,16 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
         if (closing)
             return result;
         id = outgoing.nextRequestId++;
+        OutgoingRequest& request = outgoing.requests.appendEmpty();
         request.id = id;
-        outgoing.requests.append(std::move(request));
+        request.value = arguments.value;
+        request.text = arguments.text;
+        request.sending.data = arguments.data;
+        request.sending.dataSize = arguments.dataSize;
+        request.responseBuffer = arguments.responseBuffer;
+        request.responseCapacity = arguments.responseCapacity;
+        request.capacityEnforced = arguments.capacityEnforced;
+        request.event = event;
     }
     requestPump();
 
@@ -313,7 +312,7 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
         if (closing)
             return;
         serial = outgoing.nextResponseSerial++;
-        OutgoingResponse response;
+        OutgoingResponse& response = outgoing.responses.appendEmpty();
         response.serial = serial;
         response.requestId = answered.id;
         // Without its text, but the one who asks must not wait for ever.
@@ -321,7 +320,6 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
         response.sending.data = data;
         response.sending.dataSize = dataSize;
         response.event = event;
-        outgoing.responses.append(std::move(response));
     }
     requestPump();
 

@@ -11,7 +11,7 @@ class NetCommunicationPipe;
 /// A pipe's place in the queue. Part of the pipe, so that adding never allocates or locks.
 struct PumpLink
 {
-    std::atomic<bool> queued{false};
+    alignas(64) std::atomic<bool> queued{false};
     NetCommunicationPipe* next = nullptr; // written by whoever set `queued`
 
     // Manager thread only: whether it is in the loop's list of those to pump, and in its
@@ -36,7 +36,8 @@ public:
     void takeAll(std::vector<NetCommunicationPipe*>& pipes);
 
 private:
-    std::atomic<NetCommunicationPipe*> newest{nullptr};
+    // On a cache line of its own: written by callers while the manager's thread spins beside it.
+    alignas(64) std::atomic<NetCommunicationPipe*> newest{nullptr};
 };
 
 } // namespace dm

@@ -28,9 +28,16 @@ public:
 
     Record& append(Record&& record)
     {
-        if (records.size() == records.capacity() && head >= records.size() / 2)
-            closeGap();
+        makeRoom();
         records.push_back(std::move(record));
+        return records[records.size() - 1];
+    }
+
+    /// Appends an empty record, to be filled in where it lies.
+    Record& appendEmpty()
+    {
+        makeRoom();
+        records.resize(records.size() + 1);
         return records[records.size() - 1];
     }
 
@@ -48,7 +55,8 @@ public:
             records.erase(head + index);
             return;
         }
-        records[head] = Record{}; // gives back what it holds now, not when the gap is closed
+        if (size() > 1)
+            records[head] = Record{}; // gives back what it holds now, not when the gap is closed
         popFront();
     }
 
@@ -84,6 +92,12 @@ public:
     }
 
 private:
+    void makeRoom()
+    {
+        if (records.size() == records.capacity() && head > 0 && head >= records.size() / 2)
+            closeGap();
+    }
+
     void closeGap()
     {
         const size_t count = size();

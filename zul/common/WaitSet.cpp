@@ -67,20 +67,25 @@ bool WaitSet::takeWake() { return wakeRequested() && wakePending.exchange(false)
 // Looks again and again, yielding the core in between to whoever is to make something ready.
 u32 WaitSet::poll(Ready* out, u32 capacity, u32 timeoutMs, const Hint& likely)
 {
-    u32 count = look(out, capacity, likely);
+    // The likely socket may be ready all the time; while it is not, others mostly are not either.
+    constexpr u32 kBusyLooksPerCollect = 4;
+    constexpr u32 kYieldingLooksPerCollect = 16;
+    u32 count = look(out, capacity, likely, kBusyLooksPerCollect);
     if (count > 0 || !active)
         return count;
     zu::YieldBudget budget{std::chrono::milliseconds(timeoutMs)};
-    while (count == 0 && !wakeRequested() && budget.yield())
-        count = look(out, capacity, likely);
+    while (count == 0 && !wakeRequested() && budget.yield()) {
+        // A wake is seen without a system call: no look first.
+        if (!wakeRequested())
+            count = look(out, capacity, likely, kYieldingLooksPerCollect);
+    }
     return count;
 }
 
-// Mostly at the likely socket alone, but often enough at all: it may be ready all the time.
-u32 WaitSet::look(Ready* out, u32 capacity, const Hint& likely)
+// Mostly at the likely socket alone, but every so often at all.
+u32 WaitSet::look(Ready* out, u32 capacity, const Hint& likely, u32 looksPerCollect)
 {
-    constexpr u32 kLooksPerCollect = 4;
-    if (likely.socket == nullptr || ++looks % kLooksPerCollect == 0)
+    if (likely.socket == nullptr || ++looks % looksPerCollect == 0)
         return collect(out, capacity, 0);
     likely.socket->update(true, false);
     if (likely.socket->isConnected() && !likely.socket->hasPacket())

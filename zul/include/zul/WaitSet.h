@@ -99,7 +99,7 @@ public:
 private:
     bool takeWake();
     u32 poll(Ready* out, u32 capacity, u32 timeoutMs, const Hint& likely);
-    u32 look(Ready* out, u32 capacity, const Hint& likely);
+    u32 look(Ready* out, u32 capacity, const Hint& likely, u32 looksPerCollect);
     u32 sleep(Ready* out, u32 capacity, u32 timeoutMs);
     u32 collect(Ready* out, u32 capacity, u32 timeoutMs);
 
@@ -108,11 +108,12 @@ private:
 
     // Any thread. The owner announces its sleep and then looks for a wake; a waker leaves its wake
     // and then looks for a sleeper. Both in one total order, so one of them sees the other.
-    std::atomic<bool> wakePending{false};
+    // On a cache line of their own, away from what the owner writes while it looks around.
+    alignas(64) std::atomic<bool> wakePending{false};
     std::atomic<bool> asleep{false};
 
     // Owner only.
-    u32 looks = 0;                // while yielding
+    alignas(64) u32 looks = 0;    // while yielding
     bool active = false;          // the last wait did not end by its time-out
     bool mayReturnUnread = false; // the last wait looked at the handles
 };
