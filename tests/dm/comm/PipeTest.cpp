@@ -195,3 +195,53 @@ TEST_F(Pipe, IdleEndsUseNoProcessorTime)
     std::this_thread::sleep_for(500ms);
     EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 20);
 }
+
+TEST_F(Pipe, NothingThereLeavesResultsAlone)
+{
+    const Ends ends = connectEnds();
+    dm::uint32 value = 5;
+    EXPECT_EQ(toString(ends.server->receiveNotify(&value)), "");
+    EXPECT_EQ(toString(ends.server->receiveRequest(&value)), "");
+    EXPECT_EQ(value, 5u);
+    void* data = &value;
+    dm::uint32 size = 5;
+    ends.server->getRequestData(&data, &size);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(size, 0u);
+}
+
+TEST_F(Pipe, RespondingOnceTooOftenAnswersRequest0)
+{
+    const Ends ends = connectEnds();
+    auto first = askAside(ends.client, "first");
+    EXPECT_EQ(takeRequest(ends.server), "first"); // which makes it the current one: not answered
+    auto second = askAside(ends.client, "second");
+    EXPECT_EQ(takeRequest(ends.server), "second");
+    ends.server->respond("to the second", nullptr, 0);
+    EXPECT_EQ(second.get().text, "to the second");
+    ends.server->respond("one too many", nullptr, 0);
+    EXPECT_EQ(first.get().text, "one too many");
+}
+
+TEST_F(Pipe, AFloodToOneClientDoesNotHoldUpAnothersAnswers)
+{
+    const Ends flooded = connectEnds("log");
+    dm::CommunicationPipeManager* server = flooded.server->getManager();
+    Responder responder(server->getPipe("work"));
+    dm::CommunicationPipe* worker = startClient(portOf(server), "worker")->getPipe("work");
+    std::atomic<bool> stopping{false};
+    std::thread flooding([&] {
+        while (!stopping)
+            flooded.server->sendNotify("a line of a log", 1);
+    });
+    std::thread draining([&] {
+        while (!stopping)
+            flooded.client->receiveNotify(nullptr);
+    });
+    // Held up, each of them took a second, and all of them longer than a test may.
+    for (int round = 0; round < 150; ++round)
+        EXPECT_EQ(ask(worker, "quick").text, "quick");
+    stopping = true;
+    flooding.join();
+    draining.join();
+}

@@ -94,7 +94,8 @@ TEST_F(Registry, TwoManagersMayMirrorEachOthersPipes)
     dm::CommunicationPipeManager* left = startServer(true, "left");
     dm::CommunicationPipeManager* right = startServer(true, "right");
     auto mirror = [](void* other, dm::CommunicationPipeManager*, dm::CommunicationPipe* pipe) {
-        static_cast<dm::CommunicationPipeManager*>(other)->getPipe(pipe->getName());
+        auto* manager = static_cast<dm::CommunicationPipeManager*>(other);
+        dm::getCommunicationPipe(manager->getName(), pipe->getName());
     };
     left->setPipeCreateCallback({right, mirror});
     right->setPipeCreateCallback({left, mirror});
