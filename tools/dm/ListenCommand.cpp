@@ -6,11 +6,11 @@
 #include "tools/dm/Text.h"
 
 #include <zul/Interrupt.h>
+#include <zul/Listener.h>
 #include <zul/Terminal.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -128,10 +128,8 @@ ExitCode listen(const ListenOptions& options)
                             "): end what uses it, or choose another, or 0 for any free one");
     service.open(*manager, options.pipeName.c_str());
     dm::uint32 port = 0;
-    const std::string loopback = manager->getHost(&port);
-    const char* const opened = std::getenv("ZUL_LISTEN_ADDRESS");
-    const std::string address = opened != nullptr && *opened != '\0' ? opened : loopback;
-    printer.listening(address, static_cast<int>(port));
+    manager->getHost(&port);
+    printer.listening(toStdString(net::getListenAddress()), static_cast<int>(port));
     if (!service.run(options.count))
         throw ToolError(ExitCode::Interrupted, "interrupted");
     flush();
