@@ -29,7 +29,9 @@ TEST_P(EventTest, KeepsOneTokenHoweverOftenItIsSet)
     event.set();
     event.set();
     EXPECT_TRUE(event.waitFor(0));
-    EXPECT_FALSE(event.waitFor(1));
+    const zu::Timer timer;
+    EXPECT_FALSE(event.waitFor(30));
+    EXPECT_GE(timer.getElapsed(), 0.030);
     EXPECT_TRUE(Event::create(false, true).waitFor(0));
 }
 
@@ -45,35 +47,6 @@ TEST_P(EventTest, StaysUpUntilResetWhenManual)
     event.wait();
     event.reset();
     EXPECT_FALSE(event.waitFor(0));
-}
-
-TEST_P(EventTest, GivesUpAfterTheTime)
-{
-    const zu::Timer timer;
-    EXPECT_FALSE(Event::create().waitFor(30));
-    EXPECT_GE(timer.getElapsed(), 0.030);
-}
-
-TEST_P(EventTest, LosesNoWakeUpBetweenTwoThreads)
-{
-    constexpr int kRounds = 20000;
-    const Event ping = Event::create();
-    const Event pong = Event::create();
-    int shared = 0; // handed over by the events alone
-    std::thread answerer([&] {
-        for (int i = 0; i < kRounds; ++i) {
-            ping.wait();
-            ++shared;
-            pong.set();
-        }
-    });
-    for (int i = 0; i < kRounds; ++i) {
-        ++shared;
-        ping.set();
-        pong.wait();
-    }
-    answerer.join();
-    EXPECT_EQ(shared, 2 * kRounds);
 }
 
 TEST_P(EventTest, LetsOneWaiterThroughForEachToken)
@@ -140,29 +113,7 @@ TEST(Mutex, WorksBeforeMain)
     EXPECT_FALSE(s_lock.isHeldByThisThread());
 }
 
-TEST(Mutex, IsFreeForOthersOnlyAfterTheLastUnlock)
-{
-    zu::Mutex mutex;
-    const auto freeForOthers = [&mutex] {
-        bool free = false;
-        std::thread([&] {
-            free = mutex.try_lock();
-            if (free)
-                mutex.unlock();
-        }).join();
-        return free;
-    };
-    mutex.lock();
-    EXPECT_TRUE(mutex.try_lock());
-    mutex.lock();
-    mutex.unlock();
-    mutex.unlock();
-    EXPECT_FALSE(freeForOthers());
-    mutex.unlock();
-    EXPECT_TRUE(freeForOthers());
-}
-
-TEST(Mutex, KeepsThreadsApart)
+TEST(Mutex, KeepsThreadsApartUntilTheLastUnlock)
 {
     zu::Mutex mutex;
     int count = 0;
@@ -171,7 +122,9 @@ TEST(Mutex, KeepsThreadsApart)
         threads.emplace_back([&] {
             for (int j = 0; j < 20000; ++j) {
                 const zu::MutexGuard outer(mutex);
-                const zu::MutexGuard inner(mutex);
+                {
+                    const zu::MutexGuard inner(mutex);
+                }
                 ++count;
             }
         });

@@ -35,16 +35,4 @@ TEST(FastDelegate, CallsFunctionsMethodsAndFunctors)
         "b", ""));
 }
 
-TEST(FastDelegate, IsEmptyUntilBoundAndAfterClear)
-{
-    Accept accept;
-    EXPECT_TRUE(accept.empty());
-    accept.bind(never);
-    EXPECT_TRUE(static_cast<bool>(accept));
-    Accept copy = accept;
-    accept.clear();
-    EXPECT_FALSE(static_cast<bool>(accept));
-    EXPECT_FALSE(copy.empty());
-}
-
 } // namespace

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <latch>
-#include <stdexcept>
 #include <thread>
 
 using testing::ElementsAre;
@@ -48,15 +47,10 @@ TEST_F(LocalFileSystem, ModesKeepOrDropTheContent)
     EXPECT_EQ(open("missing", BaseFile::Read), nullptr);
     for (auto mode : {BaseFile::ReadWrite, BaseFile::Append, BaseFile::Write}) {
         FileHandle* handle = open("kept", mode);
-        ASSERT_NE(handle, nullptr);
         EXPECT_EQ(files.getCurrentPosition(handle), 0u);
         EXPECT_EQ(files.getFileSize(handle), mode == BaseFile::Write ? 0u : 4u);
         EXPECT_TRUE(files.closeFile(handle));
     }
-    FileHandle* reading = open("kept", BaseFile::Read);
-    char byte = 'x';
-    EXPECT_EQ(files.writeFile(reading, &byte, 1), 0u);
-    EXPECT_TRUE(files.closeFile(reading));
 }
 
 TEST_F(LocalFileSystem, OpensNothingButRegularFilesAndNeverWaits)
@@ -78,16 +72,10 @@ TEST_F(LocalFileSystem, TransfersAndSeeksAtAnyPosition)
     char bytes[8] = {};
     EXPECT_EQ(files.readFile(handle, bytes, sizeof bytes), 5u);
     EXPECT_STREQ(bytes, "56789");
-    EXPECT_EQ(files.readFile(handle, bytes, 1), 0u);
-
-    u64 beforeStart = files.seekFile(handle, 20, BaseFile::SeekFromEnd);
-    EXPECT_EQ(beforeStart, static_cast<u64>(-10));
-    EXPECT_EQ(files.readFile(handle, bytes, 1), 0u);
-    EXPECT_EQ(files.writeFile(handle, bytes, 1), 0u);
-
+    EXPECT_EQ(files.seekFile(handle, 20, BaseFile::SeekFromEnd), static_cast<u64>(-10));
+    EXPECT_EQ(files.readFile(handle, bytes, 1) + files.writeFile(handle, bytes, 1), 0u);
     files.seekFile(handle, 12, BaseFile::SeekFromStart);
     EXPECT_EQ(files.writeFile(handle, bytes, 1), 1u);
-    EXPECT_TRUE(files.flushFileBuffers(handle));
     files.closeFile(handle);
     EXPECT_EQ(contentOf("file"), std::string("0123456789\0\0", 12) + "5");
 }
@@ -97,14 +85,11 @@ TEST_F(LocalFileSystem, ReadOnlyFilesAreProtectedFromEverything)
     makeReadOnly("locked", "precious");
     make("other", "other");
     EXPECT_TRUE(files.isFileReadOnly(at("locked").c_str()));
-    EXPECT_FALSE(files.isFileReadOnly(at("other").c_str()));
     EXPECT_EQ(open("locked", BaseFile::Write), nullptr);
     EXPECT_EQ(open("locked", BaseFile::ReadWrite), nullptr);
     EXPECT_FALSE(files.deleteFile(at("locked").c_str()));
-    EXPECT_FALSE(move("other", "locked", true));
-    EXPECT_FALSE(copy("other", "locked"));
-    EXPECT_EQ(contentOf("locked"), "precious");
-    EXPECT_EQ(contentOf("other"), "other");
+    EXPECT_FALSE(move("other", "locked", true) || copy("other", "locked"));
+    EXPECT_EQ(contentOf("locked") + contentOf("other"), "preciousother");
 }
 
 TEST_F(LocalFileSystem, MovesFilesAndFoldersAndReplacesOnlyWhenTold)
@@ -189,13 +174,10 @@ TEST_F(LocalFileSystem, FoldersAreMadeOnceAndDeletedEmpty)
     std::string path = at("new");
     EXPECT_TRUE(files.createDirectory(path.c_str()));
     EXPECT_TRUE(files.createDirectory(path.c_str()));
-    EXPECT_TRUE(files.directoryExists(path.c_str()));
-    EXPECT_FALSE(files.fileExists(path.c_str()));
+    EXPECT_TRUE(files.directoryExists(path.c_str()) && !files.fileExists(path.c_str()));
     EXPECT_FALSE(files.createDirectory(at("a/b").c_str()));
-    EXPECT_FALSE(files.createDirectory(make("file").c_str()));
-    make("new/inside");
-    EXPECT_FALSE(files.deleteFile(path.c_str()));
-    EXPECT_FALSE(files.deleteDirectory(path.c_str()));
+    EXPECT_FALSE(files.createDirectory(make("new/inside").c_str()));
+    EXPECT_FALSE(files.deleteFile(path.c_str()) || files.deleteDirectory(path.c_str()));
     EXPECT_TRUE(files.deleteFile((path + "\\inside").c_str())); // both separators
     EXPECT_TRUE(files.deleteDirectory(path.c_str()));
 }
@@ -203,17 +185,14 @@ TEST_F(LocalFileSystem, FoldersAreMadeOnceAndDeletedEmpty)
 TEST_F(LocalFileSystem, TimesCountFrom1601)
 {
     constexpr u64 kStartOf2024 = (1'704'067'200ull + 11'644'473'600ull) * 10'000'000ull;
+    constexpr u64 kFarFuture = ~0ull / 10 * 9; // beyond s64, and beyond what many disks keep
     make("file", "12345");
     FileHandle* handle = open("file", BaseFile::ReadWrite);
-    files.setFileTime(handle, File::Time(), File::Time::fromTicks(kStartOf2024 + 7));
-    EXPECT_EQ(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
-    files.setFileTime(handle, File::Time::fromTicks(kStartOf2024), File::Time());
-    EXPECT_EQ(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
-    constexpr u64 kFarFuture = ~0ull / 10 * 9; // beyond s64, and beyond what many disks keep
     files.setFileTime(handle, File::Time(), File::Time::fromTicks(kFarFuture));
-    EXPECT_GT(files.getFileTime(handle).toTicks(), kStartOf2024 + 7);
+    EXPECT_GT(files.getFileTime(handle).toTicks(), kStartOf2024);
     EXPECT_LE(files.getFileTime(handle).toTicks(), kFarFuture);
     files.setFileTime(handle, File::Time(), File::Time::fromTicks(kStartOf2024 + 7));
+    files.setFileTime(handle, File::Time::fromTicks(kStartOf2024), File::Time());
     files.closeFile(handle);
 
     u64 size = 1;
@@ -221,8 +200,7 @@ TEST_F(LocalFileSystem, TimesCountFrom1601)
     EXPECT_FALSE(files.getFileAttributes(folder.c_str(), size, time));
     EXPECT_EQ(size + time, 3u);
     EXPECT_TRUE(files.getFileAttributes(at("file").c_str(), size, time));
-    EXPECT_EQ(size, 5u);
-    EXPECT_EQ(time, kStartOf2024 + 7);
+    EXPECT_TRUE(size == 5 && time == kStartOf2024 + 7);
 }
 
 TEST_F(LocalFileSystem, FindsNamesInOrderWithoutRegardToCase)
@@ -230,29 +208,13 @@ TEST_F(LocalFileSystem, FindsNamesInOrderWithoutRegardToCase)
     for (const char* name : {"b.TXT", "A.txt", "c.txt", "_d.txt", "noextension", "sub/e.txt"})
         make(name, name);
     EXPECT_THAT(find("*.txt"), ElementsAre("_d.txt", "A.txt", "b.TXT", "c.txt"));
-    EXPECT_THAT(find("a.TXT"), ElementsAre("A.txt"));
     EXPECT_EQ(find("*.*").size(), 6u);
-    EXPECT_THAT(find("*.map"), IsEmpty());
     EXPECT_THAT(find("nowhere/*"), IsEmpty());
-
-    FindFileHandle* entry = files.findFirstFile(at("s*").c_str());
-    ASSERT_NE(entry, nullptr);
-    EXPECT_TRUE(files.findIsDirectory(entry));
-    EXPECT_EQ(files.findGetFileSize(entry), 0u);
-    files.findClose(entry);
-    files.findClose(nullptr);
-}
-
-TEST_F(LocalFileSystem, SearchSkipsEntriesThatWentAwayMeanwhile)
-{
-    for (const char* name : {"1", "2", "3"})
-        make(name);
     FindFileHandle* entry = files.findFirstFile(at("*").c_str());
-    files.deleteFile(at("2").c_str());
+    files.deleteFile(at("A.txt").c_str()); // meanwhile: the search skips it
     entry = files.findNextFile(entry);
-    ASSERT_NE(entry, nullptr);
-    EXPECT_STREQ(files.findGetFileName(entry), "3");
-    EXPECT_EQ(files.findNextFile(entry), nullptr);
+    EXPECT_STREQ(files.findGetFileName(entry), "b.TXT");
+    files.findClose(entry);
 }
 
 TEST_F(LocalFileSystem, WalksEndDespiteLinksThatLeadBack)
@@ -273,7 +235,7 @@ TEST_F(LocalFileSystem, WalksEndDespiteLinksThatLeadBack)
     EXPECT_THAT(relative(found), ElementsAre("a", "b", "a/to_b", "b/to_a"));
 }
 
-// Counts what stays open, and shows which way a listing takes.
+// Counts the searches that stay open.
 class CountingFileSystem : public zu::LocalFileSystem
 {
 public:
@@ -290,39 +252,21 @@ public:
     }
 
     int openSearches = 0;
-    int listings = 0;
-
-private:
-    void findFilesInternal(PathList& out, const char* path, const char* filter, FileFilter& accept,
-                           bool recursive) override
-    {
-        ++listings;
-        findFiles(out, path, filter, accept, recursive); // must not come back here
-    }
 };
 
 using FileSystemBase = LocalFileSystem;
 
 TEST_F(FileSystemBase, ListsWhatTheFilterAcceptsAndClosesEverySearch)
 {
-    make("in/x.map");
-    make("in/y.map");
-    make("in/deep/z.map");
+    for (const char* name : {"in/x.map", "in/y.map", "in/deep/z.map"})
+        make(name);
     CountingFileSystem counting;
     FileSystem::PathList found;
-    FileSystem::FileFilter notY = [&](const char* name, const char* path) {
-        EXPECT_STREQ(File::stripPath(path), name);
-        return std::string(name) != "y.map";
-    };
+    FileSystem::FileFilter notY = [](const char* name, const char*) { return *name != 'y'; };
     counting.listFiles(found, at("in").c_str(), nullptr, notY, true);
     EXPECT_THAT(relative(found), ElementsAre("in/x.map", "in/deep/z.map"));
-    EXPECT_EQ(counting.listings, 1);
-
-    FileSystem::FileFilter throwing = [](const char*, const char*) -> bool {
-        throw std::runtime_error("enough");
-    };
-    EXPECT_THROW(counting.listFiles(found, at("in").c_str(), "*", throwing, true),
-                 std::runtime_error);
+    FileSystem::FileFilter throwing = [](const char*, const char*) -> bool { throw 1; };
+    EXPECT_THROW(counting.listFiles(found, at("in").c_str(), "*", throwing, true), int);
     EXPECT_EQ(counting.openSearches, 0);
 }
 
@@ -368,28 +312,16 @@ TEST_F(FileSystemBase, AWalkThroughFoldersWithoutEndEnds)
     EXPECT_LE(found.size(), FileSystem::kMaxFoldersWalked / 100 + 1);
 }
 
-TEST_F(FileSystemBase, InstalledOneIsLocalUntilSet)
-{
-    EXPECT_EQ(&FileSystem::get(), &zu::LocalFileSystem::getInstance());
-    FileSystem::set(&files);
-    EXPECT_EQ(&FileSystem::get(), &files);
-    EXPECT_TRUE(zu::FileUtils::fileExists(make("file").c_str()));
-    FileSystem::set(nullptr);
-    EXPECT_EQ(&FileSystem::get(), &zu::LocalFileSystem::getInstance());
-}
-
 // Reads only when the gate is open.
 class GatedFileSystem : public zu::LocalFileSystem
 {
 public:
     u64 readFile(FileHandle* handle, void* buffer, u64 count) override
     {
-        begun.count_down();
         gate.wait();
         return zu::LocalFileSystem::readFile(handle, buffer, count);
     }
 
-    std::latch begun{1};
     std::latch gate{1};
 };
 
@@ -414,31 +346,6 @@ TEST_F(FileSystemBase, AsynchronousReadsCompleteInOrderUntilOneClosesTheFile)
     closed.wait();
     EXPECT_THAT(counts, ElementsAre(2u, 0u, 2u));
     EXPECT_EQ(std::string(bytes[0]) + bytes[1] + bytes[2], "abcdef");
-}
-
-TEST_F(FileSystemBase, ClosingAwaitsTheReadThatHasBegunAndWhatItAsksFor)
-{
-    make("file", "abcdef");
-    GatedFileSystem gated;
-    FileHandle* handle = gated.openFile(at("file").c_str(), BaseFile::Read);
-    char bytes[2];
-    std::atomic<int> completed{0};
-    std::atomic<bool> open{true};
-    gated.readFileAsync(handle, bytes, 2, [&](FileHandle* again, u64) {
-        ++completed;
-        gated.readFileAsync(again, bytes, 2, [&](FileHandle*, u64) {
-            EXPECT_TRUE(open);
-            ++completed;
-        });
-    });
-    gated.begun.wait();
-    std::thread closing([&] {
-        gated.closeFile(handle);
-        open = false;
-    });
-    gated.gate.count_down();
-    closing.join();
-    EXPECT_EQ(completed, 2);
 }
 
 TEST_F(FileSystemBase, ClosingEndsAChainOfReadsThatNeverEndsByItself)
@@ -472,22 +379,10 @@ TEST(FileUtils, WildcardsMatchNamesWithoutRegardToCase)
         const char* name;
         bool matches;
     } const cases[] = {
-        {"*", "", true},
-        {"*", ".hidden", true},
-        {"*.*", "noextension", true},
-        {"", "", true},
-        {"", "a", false},
-        {"a?c", "AbC", true},
-        {"a?c", "ac", false},
-        {"*.txt", "x.TXT", true},
-        {"*.txt", "x.txt.bak", false},
-        {"a*b*c", "axbxbc", true},
-        {"a*b*c", "axbxb", false},
-        {"**a", "aaa", true},
-        {"?*", "", false},
-        {"*a*", "bab", true},
-        {"a.*", "ab", false},
-    };
+        {"*", "", true},           {"*.*", "noextension", true}, {"", "a", false},
+        {"a?c", "AbC", true},      {"a?c", "ac", false},         {"*.txt", "x.txt.bak", false},
+        {"a*b*c", "axbxbc", true}, {"a*b*c", "axbxb", false},    {"**a", "aaa", true},
+        {"?*", "", false},         {"a.*", "ab", false}};
     for (const auto& row : cases)
         EXPECT_EQ(zu::FileUtils::matchesWildcard(row.pattern, row.name), row.matches)
             << row.pattern << " and " << row.name;

@@ -16,18 +16,12 @@ using zu::StreamException;
 using zu::String;
 using zu::u64;
 
-// A disk that counts what is asked of it, and can be full or claim sizes it does not have.
+// A disk that can be full or out of memory, or claim sizes it does not have.
 class ScriptedDisk : public zu::LocalFileSystem
 {
 public:
-    u64 readFile(FileHandle* handle, void* buffer, u64 count) override
-    {
-        ++transfers;
-        return zu::LocalFileSystem::readFile(handle, buffer, count);
-    }
     u64 writeFile(FileHandle* handle, void* buffer, u64 count) override
     {
-        ++transfers;
         if (outOfMemory)
             throw std::bad_alloc();
         u64 written = zu::LocalFileSystem::writeFile(handle, buffer, std::min(count, freeBytes));
@@ -46,7 +40,6 @@ public:
         return zu::LocalFileSystem::closeFile(handle);
     }
 
-    int transfers = 0;
     int closed = 0;
     u64 freeBytes = ~0ull;
     u64 claimedSize = 0;
@@ -64,17 +57,7 @@ protected:
     ScriptedDisk disk;
 };
 
-TEST_F(File, NamesTheFileThatDoesNotOpen)
-{
-    try {
-        open("missing", BaseFile::Read);
-        FAIL() << "opened";
-    } catch (const FileException_FileOpenFailed& error) {
-        EXPECT_NE(std::string(error.getError()).find("missing"), std::string::npos);
-    }
-}
-
-TEST_F(File, BehavesLikeBytesInMemoryUnderAnyMixOfOperations)
+TEST_F(File, IsBytesInMemoryUnderAnyMixOfOperations)
 {
     unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -114,21 +97,6 @@ TEST_F(File, BehavesLikeBytesInMemoryUnderAnyMixOfOperations)
     }
     file.close();
     EXPECT_EQ(contentOf("file"), model);
-}
-
-TEST_F(File, GathersSmallTransfers)
-{
-    {
-        zu::File file = open("file", BaseFile::Write);
-        for (int index = 0; index < 1000; ++index)
-            file.write("0123", 4);
-    }
-    EXPECT_EQ(disk.transfers, 1);
-    zu::File file = open("file", BaseFile::Read);
-    char bytes[4];
-    for (int index = 0; index < 1000; ++index)
-        EXPECT_EQ(file.read(bytes, 4), 4u);
-    EXPECT_EQ(disk.transfers, 2);
 }
 
 TEST_F(File, AppendsAtTheEndAndRefusesToWriteWhatIsOnlyRead)
@@ -174,12 +142,8 @@ TEST_F(File, LosesNoHandleToAFileSystemThatThrows)
 
 TEST_F(File, WritableFolderEndsWithASeparatorAndOutlivesItsSuccessor)
 {
-    const char* before = zu::File::getFileSysPathForWrite();
-    EXPECT_STREQ(before, "./");
     zu::File::setFileSysPathForWrite("/some/where");
     const char* first = zu::File::getFileSysPathForWrite();
-    zu::File::setFileSysPathForWrite("devkit:\\");
-    EXPECT_STREQ(zu::File::getFileSysPathForWrite(), "devkit:\\");
     std::thread setting([] {
         for (int index = 0; index < 500; ++index)
             zu::File::setFileSysPathForWrite(std::to_string(index % 7).c_str());
@@ -192,13 +156,6 @@ TEST_F(File, WritableFolderEndsWithASeparatorAndOutlivesItsSuccessor)
     EXPECT_STREQ(zu::File::getFileSysPathForWrite(), "./");
 }
 
-TEST_F(File, StripsFoldersOfEitherKind)
-{
-    EXPECT_STREQ(zu::File::stripPath("a/b\\c.txt"), "c.txt");
-    EXPECT_STREQ(zu::File::stripPath("c.txt"), "c.txt");
-    EXPECT_STREQ(zu::File::stripPath("a/"), "");
-}
-
 class FileStreamTest : public File
 {
 };
@@ -206,36 +163,25 @@ class FileStreamTest : public File
 TEST_F(FileStreamTest, GivesBackWhatWasWrittenByteForByte)
 {
     String text("line\nfeed\0zero", 14);
-    {
-        zu::File file = open("file", BaseFile::Write);
-        FileStream stream(file);
-        stream << -2 << 0x01020304u << text << "" << 7;
-    }
-    EXPECT_EQ(contentOf("file").substr(0, 12), std::string("\xfe\xff\xff\xff\x04\x03\x02\x01"
-                                                           "\x0e\0\0\0",
-                                                           12));
+    zu::File writing = open("file", BaseFile::Write);
+    FileStream(writing) << -2 << 0x01020304u << text << "" << 7;
+    writing.close();
+    EXPECT_EQ(contentOf("file").substr(0, 12),
+              std::string("\xfe\xff\xff\xff\4\3\2\1\x0e\0\0\0", 12));
     zu::File file = open("file", BaseFile::Read);
     FileStream stream(file);
-    int negative = 0;
+    int negative = 0, last = 0;
     unsigned int number = 0;
-    zu::InplaceString<4> read;
-    zu::InplaceString<4> none = "some";
-    int last = 0;
+    zu::InplaceString<4> read, none = "some";
     stream >> negative >> number >> read >> none >> last;
-    EXPECT_EQ(negative, -2);
-    EXPECT_EQ(number, 0x01020304u);
-    EXPECT_TRUE(read == text);
-    EXPECT_TRUE(none.empty());
-    EXPECT_EQ(last, 7);
+    EXPECT_TRUE(negative == -2 && number == 0x01020304 && last == 7);
+    EXPECT_TRUE(read == text && none.empty());
     EXPECT_THROW(stream >> last, StreamException);
-    EXPECT_EQ(last, 7);
 }
 
 TEST_F(FileStreamTest, RefusesTextsLongerThanTheFile)
 {
-    make("file", std::string("\xff\xff\xff\xff"
-                             "abc",
-                             7));
+    make("file", "\xff\xff\xff\x7f text");
     String text("kept");
     zu::File file = open("file", BaseFile::Read);
     EXPECT_THROW(FileStream(file) >> text, StreamException);
@@ -256,7 +202,6 @@ TEST_F(BufferedMemoryFile, HoldsTheWholeFileOrThrows)
     zu::BufferedMemoryFile whole(path.c_str(), disk);
     ASSERT_EQ(whole.getSize(), content.size());
     EXPECT_EQ(std::memcmp(whole.getData(), content.data(), content.size()), 0);
-    EXPECT_EQ(zu::BufferedMemoryFile(make("empty").c_str(), disk).getSize(), 0u);
     EXPECT_THROW(zu::BufferedMemoryFile(at("missing").c_str(), disk), FileException_FileOpenFailed);
     for (u64 claimed : {content.size() + 1, size_t(~0ull)}) {
         disk.claimedSize = claimed;

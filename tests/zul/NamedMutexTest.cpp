@@ -55,32 +55,38 @@ private:
     ChildProcess child;
 };
 
-TEST(NamedMutexHolder, DISABLED_HoldsUntilItsInputEnds)
+/// The holder's side.
+class NamedMutexHolder : public ::testing::Test
 {
-    const char* name = std::getenv(kNameVariable);
-    if (name == nullptr)
-        GTEST_SKIP() << "the part of another process";
-    const NamedMutex mutex(name);
-    std::cout << "held" << std::endl;
-    std::string line;
-    std::getline(std::cin, line);
-}
+protected:
+    void SetUp() override
+    {
+        if (const char* name = std::getenv(kNameVariable))
+            mutex = std::make_unique<NamedMutex>(name);
+        else
+            GTEST_SKIP() << "the part of another process";
+    }
+    void holdUntilInputEnds()
+    {
+        std::cout << "held" << std::endl;
+        std::string line;
+        std::getline(std::cin, line);
+    }
 
-TEST(NamedMutexHolder, DISABLED_ForksAProcessThatLetsGo)
+    std::unique_ptr<NamedMutex> mutex;
+};
+
+TEST_F(NamedMutexHolder, DISABLED_HoldsUntilItsInputEnds) { holdUntilInputEnds(); }
+
+TEST_F(NamedMutexHolder, DISABLED_ForksAProcessThatLetsGo)
 {
-    const char* name = std::getenv(kNameVariable);
-    if (name == nullptr)
-        GTEST_SKIP() << "the part of another process";
-    auto mutex = std::make_unique<NamedMutex>(name);
     const pid_t forked = fork();
     if (forked == 0) {
         mutex.reset();
         _exit(0);
     }
     waitpid(forked, nullptr, 0);
-    std::cout << "held" << std::endl;
-    std::string line;
-    std::getline(std::cin, line);
+    holdUntilInputEnds();
 }
 
 TEST(NamedMutex, ExistsWhileAnyObjectOfThisProcessHoldsIt)
@@ -98,25 +104,16 @@ TEST(NamedMutex, ExistsWhileAnyObjectOfThisProcessHoldsIt)
     EXPECT_FALSE(exists(name));
 }
 
-TEST(NamedMutex, ExistsWhileAnyProcessHoldsIt)
+TEST(NamedMutex, ExistsWhileAnyProcessHoldsItHoweverItEnds)
 {
     const std::string name = uniqueName("ended");
     Holder first(name);
     Holder second(name);
+    Holder third(name);
     first.end();
-    EXPECT_TRUE(exists(name));
-    second.end();
-    EXPECT_FALSE(exists(name));
-}
-
-TEST(NamedMutex, VanishesWithAKilledHolder)
-{
-    const std::string name = uniqueName("killed");
-    Holder first(name);
-    Holder second(name);
-    first.kill();
-    EXPECT_TRUE(exists(name));
     second.kill();
+    EXPECT_TRUE(exists(name));
+    third.kill();
     EXPECT_FALSE(exists(name));
     const NamedMutex again(name.c_str());
     EXPECT_TRUE(exists(name));

@@ -44,22 +44,16 @@ TEST(String, KeepsZeroBytesThroughEveryOperation)
 TEST(String, FindsAndCutsWithinBounds)
 {
     String text = "a.b.c";
-    EXPECT_EQ(text.find('.'), 1u);
-    EXPECT_EQ(text.find('.', 2), 3u);
-    EXPECT_EQ(text.find('.', 99), String::npos);
-    EXPECT_EQ(text.rfind('.'), 3u);
-    EXPECT_EQ(text.rfind('.', 2), 1u);
-    EXPECT_EQ(text.rfind('.', 0), String::npos);
+    EXPECT_TRUE(text.find('.', 2) == 3 && text.find('.', 99) == String::npos);
+    EXPECT_TRUE(text.rfind('.', 2) == 1 && text.rfind('.', 0) == String::npos);
     EXPECT_EQ(text.substr(4, 99), "c");
     EXPECT_EQ(text.substr(5), "");
     text.erase(99);
     text.erase(3, 99);
     EXPECT_EQ(text, "a.b");
-    text = nullptr;
-    EXPECT_EQ(text, "");
     char buffer[] = "lent"; // not const: must be copied all the same
-    EXPECT_EQ(String(buffer, 2), "le");
     EXPECT_EQ(InplaceString<2>(buffer, 3), "len");
+    EXPECT_TRUE(String().equalsNoCase(nullptr) && String("a").startsWithNoCase(nullptr));
 }
 
 TEST(String, TakesPartsOfItselfAlsoWhenItGrows)
@@ -69,11 +63,8 @@ TEST(String, TakesPartsOfItselfAlsoWhenItGrows)
     for (int i = 0; i < 6; ++i)
         text.append(text);
     EXPECT_EQ(text.length(), 7u * 64);
-    EXPECT_EQ(text.substr(7 * 63), "0123123");
-    text.assign(text.c_str() + 3, 4);
-    EXPECT_EQ(text, "3123");
-    text = *&text;
-    EXPECT_EQ(text, "3123");
+    text.assign(text.c_str() + 7 * 63, 7);
+    EXPECT_EQ(text, "0123123");
 }
 
 TEST(String, RefusesWhatMemoryCannotHoldAndStaysAsItWas)
@@ -82,16 +73,6 @@ TEST(String, RefusesWhatMemoryCannotHoldAndStaysAsItWas)
     EXPECT_THROW(text.resize(String::npos), zu::Exception);
     EXPECT_THROW(text.reserve(String::npos / 2), zu::Exception);
     EXPECT_EQ(text, "kept");
-}
-
-TEST(InplaceString, GrowsToTheHeapOnlyPastItsRoom)
-{
-    Short text = "12345678";
-    EXPECT_TRUE(ownsItsStorage(text));
-    for (char c = 'a'; c <= 'z'; ++c)
-        text += c;
-    EXPECT_FALSE(ownsItsStorage(text));
-    EXPECT_EQ(text, "12345678abcdefghijklmnopqrstuvwxyz");
 }
 
 TEST(InplaceString, PointsAtItsOwnStorageAfterCopyMoveAndRelocation)
@@ -110,20 +91,17 @@ TEST(InplaceString, PointsAtItsOwnStorageAfterCopyMoveAndRelocation)
 
 TEST(InplaceString, StaysUsableAfterItWasMovedFrom)
 {
-    Short sameType = kLong.c_str();
-    Short toPlain = kLong.c_str();
-    Short target = std::move(sameType);
-    String plain = std::move(toPlain);
-    EXPECT_EQ(target, plain);
-    for (Short* source : {&sameType, &toPlain}) {
-        EXPECT_EQ(*source, "");
-        *source = "12345678";
-        EXPECT_EQ(*source, "12345678");
-        *source = std::move(target);
-        EXPECT_EQ(*source, kLong.c_str());
-        target = std::move(*source);
-        *source = Short("back");
-        EXPECT_TRUE(ownsItsStorage(*source));
+    Short sources[] = {kLong.c_str(), kLong.c_str()};
+    Short sameType = std::move(sources[0]);
+    String plain = std::move(sources[1]);
+    EXPECT_EQ(sameType, plain);
+    for (Short& source : sources) {
+        EXPECT_EQ(source, "");
+        source = "12345678";
+        EXPECT_EQ(source, "12345678");
+        source = std::move(sameType);
+        EXPECT_EQ(source, kLong.c_str());
+        sameType = std::move(source);
     }
 }
 
@@ -141,16 +119,18 @@ TEST(InplaceString, GetsItsRoomBackByAMove)
 TEST(StringOrder, FoldsLettersToLowerCaseAndComparesUnsignedBytes)
 {
     // '[' and '_' lie between the cases: folding to upper case would put them behind the letters.
-    const std::vector<std::string> sorted = {"",     std::string(1, '\0'),
-                                             "[",    "_",
-                                             "A",    std::string("a\0", 2),
-                                             "Ab",   "abC",
-                                             "B_",   "BA",
-                                             "Z",    "z1",
-                                             "\xC4", "\xE4"};
-    for (size_t i = 0; i < sorted.size(); ++i)
-        for (size_t j = 0; j < sorted.size(); ++j)
-            EXPECT_EQ(toString(sorted[i]) < toString(sorted[j]), i < j) << sorted[i] << sorted[j];
+    const std::string sorted[] = {"",     std::string(1, '\0'),
+                                  "[",    "_",
+                                  "A",    std::string("a\0", 2),
+                                  "Ab",   "abC",
+                                  "B_",   "BA",
+                                  "Z",    "z1",
+                                  "\xC4", "\xE4"};
+    for (const std::string& left : sorted)
+        for (const std::string& right : sorted)
+            EXPECT_EQ(toString(left) < toString(right), &left < &right) << left << right;
+    EXPECT_EQ(zu::strnicmp("ALIAS x", "alias y", 6), 0);
+    EXPECT_LT(zu::strnicmp("ALIAS x", "alias y", 7), 0);
 }
 
 TEST(StringOrder, AgreesWithTheComparisonByByte)
@@ -175,17 +155,6 @@ TEST(StringOrder, AgreesWithTheComparisonByByte)
     }
 }
 
-TEST(StringOrder, LooksNoFurtherThanAskedOrTheEnd)
-{
-    EXPECT_EQ(zu::strnicmp("ALIAS x", "alias y", 6), 0);
-    EXPECT_LT(zu::strnicmp("ALIAS x", "alias y", 7), 0);
-    EXPECT_EQ(zu::strnicmp("a", "A", 100), 0);
-    EXPECT_TRUE(String("Alias x").startsWithNoCase("aLIAS"));
-    EXPECT_FALSE(String("Al").startsWithNoCase("alias"));
-    EXPECT_FALSE(toString(kZeroInside).equalsNoCase("ab"));
-    EXPECT_TRUE(String().equalsNoCase(nullptr) && String("a").startsWithNoCase(nullptr));
-}
-
 int format(char* buffer, size_t size, size_t count, const char* text, ...)
 {
     va_list arguments;
@@ -197,22 +166,18 @@ int format(char* buffer, size_t size, size_t count, const char* text, ...)
 
 TEST(Format, CutsToTheCountOrDropsWhatDoesNotFit)
 {
-    struct Case
+    struct
     {
-        size_t size;
-        size_t count;
+        size_t size, count;
         const char* stored;
         int result;
-    };
-    const Case cases[] = {{8, 7, "12345", 5}, {8, 8, "12345", 5}, {6, 6, "12345", 5},
-                          {8, 3, "123", -1},  {5, 4, "1234", -1}, {5, 5, "", -1},
-                          {5, 9, "", -1},     {8, 5, "12345", 5}, {1, 0, "", -1},
-                          {0, 0, "?", -1}};
-    for (const Case& c : cases) {
+    } const cases[] = {{8, 8, "12345", 5}, {6, 6, "12345", 5}, {8, 3, "123", -1},
+                       {5, 4, "1234", -1}, {5, 5, "", -1},     {5, 9, "", -1},
+                       {1, 0, "", -1},     {0, 0, "?", -1}};
+    for (const auto& row : cases) {
         char buffer[9] = "?";
-        EXPECT_EQ(format(buffer, c.size, c.count, "%d", 12345), c.result)
-            << c.size << "/" << c.count;
-        EXPECT_STREQ(buffer, c.stored) << c.size << "/" << c.count;
+        EXPECT_EQ(format(buffer, row.size, row.count, "%d", 12345), row.result) << row.size;
+        EXPECT_STREQ(buffer, row.stored) << row.size << "/" << row.count;
     }
 }
 

@@ -42,17 +42,6 @@ TEST(Vector, TakesItsOwnElementsWhileItGrows)
         EXPECT_EQ(word, "first");
 }
 
-TEST(Vector, CopiesIntoStorageOfItsOwn)
-{
-    Words source{"a", "b", "c"};
-    Words target;
-    target.reserve(100);
-    target = source;
-    source[1] = "changed";
-    EXPECT_EQ(target[1], "b");
-    EXPECT_EQ(target.capacity(), 3u);
-}
-
 TEST(Vector, DestroysElementsButKeepsStorage)
 {
     const auto shared = std::make_shared<int>(1);
@@ -67,16 +56,6 @@ TEST(Vector, DestroysElementsButKeepsStorage)
     holders.clear();
     EXPECT_EQ(shared.use_count(), 1);
     EXPECT_EQ(holders.capacity(), capacity);
-}
-
-TEST(Vector, HoldsWhatCanOnlyBeMoved)
-{
-    Vector<std::unique_ptr<int>> owners;
-    for (int i = 0; i < 20; ++i)
-        owners.emplace_back(std::make_unique<int>(i));
-    owners.erase(0);
-    const Vector<std::unique_ptr<int>> taken = std::move(owners);
-    EXPECT_EQ(*taken.front() + *taken.back(), 1 + 19);
 }
 
 } // namespace
