@@ -17,11 +17,11 @@ struct IncomingRequest
 {
     uint32 id = 0;
     uint32 value = 0;
-    zu::InplaceString<128> text;
-    zu::ZeroedBuffer data; // committed only as chunks arrive, zero where none did
     uint32 dataSize = 0;
     bool complete = false;
+    zu::ZeroedBuffer data;         // committed only as chunks arrive, zero where none did
     BudgetReservation reservation; // of text and data
+    zu::InplaceString<128> text;
 };
 
 class IncomingRequests

@@ -29,31 +29,35 @@ struct Sending
     }
 };
 
+// In the records below what both threads of a message touch comes first and the texts last, so
+// that it shares few cache lines.
+
 struct OutgoingRequest
 {
     uint32 id = 0;
     uint32 value = 0;
-    zu::InplaceString<128> text;
     Sending sending;
 
     void* responseBuffer = nullptr; // the waiting caller's; may be null
     uint32 responseCapacity = 0;
-    bool capacityEnforced = false;
-    zu::InplaceString<128> responseText;
     uint32 responseSize = 0;
     uint32 responseReceivedBytes = 0;
+    bool capacityEnforced = false;
     bool responseReceived = false;
 
     zu::Event event; // wakes the caller: answered, no longer in flight, or closing
+
+    zu::InplaceString<128> text;
+    zu::InplaceString<128> responseText;
 };
 
 struct OutgoingResponse
 {
     zu::u64 serial = 0; // two responses may answer the same id, so they are told apart by this
     uint32 requestId = 0;
-    zu::InplaceString<128> text;
     Sending sending;
     zu::Event event;
+    zu::InplaceString<128> text;
 };
 
 struct OutgoingNotification

@@ -48,7 +48,8 @@ void addNotifyCommand(CLI::App& app, Action& action)
     command->add_option("TEXT", options->text, "The notification's text")->required();
     command->add_option("--value", options->value, "A number handed over with the text");
     command->footer("Ends when the notification was handed to the connection; whether the program\n"
-                    "took it is not known.\n\n" +
+                    "took it is not known. A program that ends at that very moment looks like a\n"
+                    "lost connection.\n\n" +
                     std::string(kExitCodeHelp));
     command->callback([options, &action] { action = [options] { return notify(*options); }; });
 }

@@ -23,7 +23,7 @@ TEST_F(Pipe, PayloadsTravelUnchangedBothWays)
          {std::pair(ends.client, ends.server), std::pair(ends.server, ends.client)})
     {
         Responder responder(answering, reversed);
-        for (const dm::uint32 size : {0, 1, 65535, 65536, 65537, 1 << 20, (9 << 20) + 1}) {
+        for (const dm::uint32 size : {0u, 1u, 65535u, 65536u, 65537u, 1u << 20, (9u << 20) + 1}) {
             const std::string data = someBytes(size);
             const Answer answer = ask(asking, "turn", data, 0, size);
             EXPECT_EQ(answer, reversed("turn", data));
