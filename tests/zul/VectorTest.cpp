@@ -22,14 +22,6 @@ TEST(Vector, GrowsByHalfAndAtLeastToEight)
             capacities.add(numbers.capacity());
     }
     EXPECT_EQ(capacities, (Vector<size_t>{8, 12, 18, 27, 40}));
-
-    Vector<int> roomy;
-    roomy.reserve(16);
-    roomy.resize(16);
-    roomy.insert(0, 1);
-    EXPECT_EQ(roomy.capacity(), 24u);
-    roomy.resize(100);
-    EXPECT_EQ(roomy.capacity(), 100u);
 }
 
 TEST(Vector, TakesItsOwnElementsWhileItGrows)

@@ -35,28 +35,6 @@ TEST(WaitAny, TakesTheTokenOfTheEventItReturns)
     EXPECT_EQ(waitAny(handles, 4, 5), -1);
 }
 
-TEST(PollableEvent, LosesNoSignalToConcurrentTakers)
-{
-    PollableEvent ping, pong;
-    std::atomic<int> work{0};
-    std::thread worker([&] {
-        for (int done = 0; done < 5000;) {
-            ASSERT_TRUE(ping.wait(kLongMs));
-            done += work.exchange(0);
-            pong.set();
-        }
-    });
-    for (int index = 0; index < 5000; index++) {
-        work++;
-        ping.set();
-        if (index % 3 == 0) {
-            ASSERT_TRUE(pong.wait(kLongMs));
-        }
-    }
-    worker.join();
-    EXPECT_EQ(work, 0);
-}
-
 // A set with a connected pair in it: key 1 the server's socket, key 2 the client's.
 class WaitSetTest : public ::testing::Test
 {
