@@ -12,18 +12,6 @@ using Words = Vector<zu::InplaceString<256>>;
 
 static_assert(std::is_same_v<Words, Vector<zu::InplaceString<256>, zu::HeapAllocator>>);
 
-TEST(Vector, GrowsByHalfAndAtLeastToEight)
-{
-    Vector<int> numbers;
-    Vector<size_t> capacities;
-    for (int i = 0; i < 28; ++i) {
-        numbers.push_back(i);
-        if (capacities.empty() || capacities.back() != numbers.capacity())
-            capacities.add(numbers.capacity());
-    }
-    EXPECT_EQ(capacities, (Vector<size_t>{8, 12, 18, 27, 40}));
-}
-
 TEST(Vector, TakesItsOwnElementsWhileItGrows)
 {
     Words words{"first"};

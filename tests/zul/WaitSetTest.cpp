@@ -85,13 +85,9 @@ TEST_F(WaitSetTest, ReportsWhatIsReadyAsLongAsItIs)
     EXPECT_EQ(waitForKey(0), 0u);
     EXPECT_TRUE(set.change(client.getWaitHandle(), zu::Interest::Write, 6)); // adds it again
     EXPECT_EQ(waitForKey(kLongMs), 6u);
-
     set.remove(client.getWaitHandle());
     client.close();
-    ASSERT_EQ(set.wait(ready, 2, kLongMs), 1u);
-    EXPECT_TRUE(ready[0].key == 1 && ready[0].readable);
-    server.reset();
-    EXPECT_EQ(waitForKey(0), 0u);
+    EXPECT_EQ(waitForKey(kLongMs), 1u);
     EXPECT_FALSE(set.add(WaitHandle(), zu::Interest::Read, 7));
 }
 
