@@ -118,4 +118,38 @@ TEST(Mutex, KeepsThreadsApartUntilTheLastUnlock)
     EXPECT_EQ(count, 80000);
 }
 
+zu::CriticalSection s_lock;
+const bool s_usedBeforeMain = [] {
+    const zu::MutexGuard guard(s_lock);
+    return s_lock.isHeldByThisThread();
+}();
+
+TEST(Mutex, WorksBeforeMain)
+{
+    EXPECT_TRUE(s_usedBeforeMain);
+    EXPECT_FALSE(s_lock.isHeldByThisThread());
+}
+
+TEST(Mutex, IsFreeForOthersOnlyAfterTheLastUnlock)
+{
+    zu::Mutex mutex;
+    const auto freeForOthers = [&mutex] {
+        bool free = false;
+        std::thread([&] {
+            free = mutex.try_lock();
+            if (free)
+                mutex.unlock();
+        }).join();
+        return free;
+    };
+    mutex.lock();
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.lock();
+    mutex.unlock();
+    mutex.unlock();
+    EXPECT_FALSE(freeForOthers());
+    mutex.unlock();
+    EXPECT_TRUE(freeForOthers());
+}
+
 } // namespace

@@ -71,4 +71,12 @@ TEST(Interrupt, WakesAWaiterByNotifyAndStaysRaisedAfterASignal)
     EXPECT_EQ(zu::waitAny(&handle, 1, kLongMs), 0);
 }
 
+TEST(Process, HandsForeignTextOverWithoutItsMeaningAnything)
+{
+    const std::string text = "$(exit 3); `false` \" ' \n | rm";
+    zu::ProcessCommand command = shell("printf %s \"$TEXT\"");
+    command.variables = {{"TEXT", text}};
+    EXPECT_EQ(outputOf(zu::runProcess(command)), text);
+}
+
 } // namespace

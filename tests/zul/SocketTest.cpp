@@ -315,7 +315,6 @@ TEST_F(SocketTest, AttemptsThatLeadNowhereEnd)
     // A name that does not exist, and an address that answers nobody.
     for (const char* host : {"no-such-host.invalid", "192.0.2.1"}) {
         client.connect(host, 9);
-        EXPECT_TRUE(client.isPending()) << host << " has been waited for";
         EXPECT_TRUE(waitClosed(client)) << host;
         EXPECT_STRNE(client.closeReason(), "") << host;
     }

@@ -12,6 +12,26 @@ using Words = Vector<zu::InplaceString<256>>;
 
 static_assert(std::is_same_v<Words, Vector<zu::InplaceString<256>, zu::HeapAllocator>>);
 
+TEST(Vector, GrowsByHalfAndAtLeastToEight)
+{
+    Vector<int> numbers;
+    Vector<size_t> capacities;
+    for (int i = 0; i < 28; ++i) {
+        numbers.push_back(i);
+        if (capacities.empty() || capacities.back() != numbers.capacity())
+            capacities.add(numbers.capacity());
+    }
+    EXPECT_EQ(capacities, (Vector<size_t>{8, 12, 18, 27, 40}));
+
+    Vector<int> roomy;
+    roomy.reserve(16);
+    roomy.resize(16);
+    roomy.insert(0, 1);
+    EXPECT_EQ(roomy.capacity(), 24u);
+    roomy.resize(100);
+    EXPECT_EQ(roomy.capacity(), 100u);
+}
+
 TEST(Vector, TakesItsOwnElementsWhileItGrows)
 {
     Words words{"first"};

@@ -21,6 +21,19 @@ using zu::WaitHandle;
 
 static constexpr u32 kLongMs = 40000;
 
+TEST(WaitAny, WakesForEventsAndSocketsAlike)
+{
+    net::Listener listener(0);
+    PollableEvent event;
+    WaitHandle handles[] = {event.getWaitHandle(), listener.getWaitHandle()};
+    std::thread setter([&] { event.set(); });
+    EXPECT_EQ(waitAny(handles, 2, kLongMs), 0);
+    setter.join();
+    net::Socket client;
+    client.connect("127.0.0.1", listener.getPort());
+    EXPECT_EQ(waitAny(handles, 2, kLongMs), 1);
+}
+
 TEST(WaitAny, TakesTheTokenOfTheEventItReturns)
 {
     PollableEvent first, second;
