@@ -35,7 +35,12 @@ struct Connection
     zu::WaitHandle watched;
     zu::Interest watchedInterest = zu::Interest::None;
 
-    bool hasSendsToDo() const { return !blockedPipes.empty() || socket->hasSendsToDo(); }
+    /// One whose sends have failed, too, until it is dropped and the loss is known.
+    bool hasSendsToDo() const
+    {
+        return !blockedPipes.empty() || socket->hasSendsToDo() ||
+               (socket->isConnected() && socket->hasLostSends());
+    }
 
     bool gathering = false; // pipes of it have more to send in the next pass
     bool touched = false;   // is in the list of those to flush and to watch anew

@@ -194,7 +194,9 @@ void ManagerLoop::watch(Connection& connection)
 
 void ManagerLoop::detachEverything(Connection& connection)
 {
-    manager.pipeTable().detachAll(connection);
+    const bool notificationsLost = manager.pipeTable().detachAll(connection);
+    if (notificationsLost || connection.socket->hasLostSends() || connection.socket->hasSendsToDo())
+        manager.sendsLost();
     for (NetCommunicationPipe* pipe : connection.blockedPipes)
         pipe->pumpLink().blocked = false;
     connection.blockedPipes.clear();

@@ -289,11 +289,11 @@ ConnectionStatus getConnectionStatus(const char* managerName)
         [](NetCommunicationPipeManager& manager) { return manager.status(); });
 }
 
-bool flushCommunicationManager(const char* name, uint32 timeoutMs)
+FlushResult flushCommunicationManager(const char* name, uint32 timeoutMs)
 {
-    return ManagerRegistry::instance().with(name, false, [&](NetCommunicationPipeManager& manager) {
-        return manager.flush(timeoutMs);
-    });
+    return ManagerRegistry::instance().with(
+        name, FlushResult::NoSuchManager,
+        [&](NetCommunicationPipeManager& manager) { return manager.flush(timeoutMs); });
 }
 
 void deinitCommunicationManager(const char* name) { ManagerRegistry::instance().deinit(name); }

@@ -378,11 +378,12 @@ void NetCommunicationPipe::reset()
 
 void NetCommunicationPipe::announceConnection() { connectionCallback.call(this); }
 
-void NetCommunicationPipe::detach()
+bool NetCommunicationPipe::detach()
 {
     std::lock_guard guard(outgoingLock);
     connection = nullptr;
     attached.store(false, std::memory_order_release);
+    return !outgoing.notifications.empty() || pump.hasNotificationsLeft();
 }
 
 void NetCommunicationPipe::onRequestPacket(const RequestMessage& message, net::Packet& packet)

@@ -68,8 +68,9 @@ public:
     void attach(Connection& newConnection);
     /// The second half of attaching, to be called without any lock.
     void announceConnection();
-    /// The connection is gone. Nothing is reset until the next attach.
-    void detach();
+    /// The connection is gone. Nothing is reset until the next attach. True when notifications
+    /// were left, which are not kept for another connection.
+    bool detach();
     /// Null while not attached.
     Connection* attachedConnection() const { return connection; }
 

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <utility>
 
 namespace dm {
 
@@ -75,7 +76,7 @@ int NetCommunicationPipeManager::run()
     return 0;
 }
 
-bool NetCommunicationPipeManager::flush(uint32 timeoutMs)
+FlushResult NetCommunicationPipeManager::flush(uint32 timeoutMs)
 {
     std::unique_lock guard(flushLock);
     const zu::u64 ticket = ++flushTickets;
@@ -83,7 +84,11 @@ bool NetCommunicationPipeManager::flush(uint32 timeoutMs)
     loop->wake();
     flushSettled.wait_for(guard, std::chrono::milliseconds(timeoutMs),
                           [&] { return flushTicketsSettled >= ticket || stopRequested.load(); });
-    return flushTicketsSettled >= ticket;
+    if (flushTicketsSettled < ticket)
+        return FlushResult::TimedOut;
+    const uint32 losses = lossCount.load();
+    return std::exchange(lossesReported, losses) == losses ? FlushResult::Flushed
+                                                           : FlushResult::Lost;
 }
 
 void NetCommunicationPipeManager::settleFlushes()

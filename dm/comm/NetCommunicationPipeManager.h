@@ -60,8 +60,8 @@ public:
     bool isOwnThread() const { return threadId.load() == std::this_thread::get_id(); }
     ConnectionStatus status();
 
-    /// Waits until nothing is left to send; false after the time-out and when shutting down.
-    bool flush(uint32 timeoutMs);
+    /// Waits until nothing is left to send; ends as timed out when shutting down.
+    FlushResult flush(uint32 timeoutMs);
 
     // For pipes and loops.
 
@@ -82,6 +82,8 @@ public:
     void connectionFailed(const char* reason);
     /// An empty reason leaves the last one: it was not a failure.
     void connectionLost(const char* reason);
+    /// Something unsent went with a connection.
+    void sendsLost() { lossCount.fetch_add(1); }
 
 private:
     void settleFlushes();
@@ -106,6 +108,8 @@ private:
     std::condition_variable_any flushSettled;
     zu::u64 flushTickets = 0;        // under flushLock
     zu::u64 flushTicketsSettled = 0; // under flushLock
+    uint32 lossesReported = 0;       // under flushLock; of lossCount
+    std::atomic<uint32> lossCount{0};
     std::atomic<bool> flushWanted{false};
 
     LeafMutex statusLock;

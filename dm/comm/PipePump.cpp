@@ -69,7 +69,7 @@ void PipePump::take(Queue& queue, Jobs& jobs, Describe describe)
 
 void PipePump::takeNotifications()
 {
-    if (notificationNext < notificationCount) {
+    if (hasNotificationsLeft()) {
         moreQueued = !pipe.outgoing.notifications.empty();
         return;
     }

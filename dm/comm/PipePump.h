@@ -35,6 +35,8 @@ public:
     Result send(net::Socket& target);
     void finish();
 
+    bool hasNotificationsLeft() const { return notificationNext < notificationCount; }
+
     /// A new connection: what the last one had not taken of the notifications is dropped.
     void restart();
 

@@ -118,17 +118,19 @@ PipeTable::AttachResult PipeTable::attach(const char* name, bool mayCreate, Conn
     return attached;
 }
 
-void PipeTable::detachAll(const Connection& connection)
+bool PipeTable::detachAll(const Connection& connection)
 {
+    bool lost = false;
     std::lock_guard guard(pipesLock);
     for (auto& [name, entry] : pipes) {
         if (entry.connection != &connection)
             continue;
         entry.connection = nullptr;
-        entry.pipe->detach();
+        lost = entry.pipe->detach() || lost;
         ++detachedCount;
         noteNewToOpen();
     }
+    return lost;
 }
 
 double PipeTable::takeDueToOpen(double now, std::vector<const char*>& names)

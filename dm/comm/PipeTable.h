@@ -48,8 +48,8 @@ public:
     OpenResult open(const char* name, bool mayCreate, Connection& connection,
                     NetCommunicationPipe*& pipe);
 
-    /// The connection is gone: all its pipes are detached.
-    void detachAll(const Connection& connection);
+    /// The connection is gone: all its pipes are detached. True when notifications go with it.
+    bool detachAll(const Connection& connection);
 
     /// Appends the names of the pipes without a connection that have not asked for one lately, and
     /// notes that they do now. Returns when the next will be due, in seconds of application age;

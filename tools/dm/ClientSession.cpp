@@ -77,9 +77,14 @@ void ClientSession::waitUntil(const std::function<bool()>& condition)
     meter.clear();
 }
 
-void ClientSession::flush()
+bool ClientSession::flush()
 {
-    waitUntil([] { return dm::flushCommunicationManager(kManagerName, kLookMs); });
+    dm::FlushResult result{};
+    waitUntil([&] {
+        result = dm::flushCommunicationManager(kManagerName, kLookMs);
+        return result != dm::FlushResult::TimedOut;
+    });
+    return result == dm::FlushResult::Flushed;
 }
 
 void ClientSession::look()

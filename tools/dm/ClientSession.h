@@ -47,7 +47,7 @@ public:
     void waitUntil(const std::function<bool()>& condition);
 
     /// Waits until all that was queued has been handed to the system; throws as run does.
-    void flush();
+    bool flush();
 
 private:
     void close();

@@ -101,7 +101,7 @@ struct ManagerGuard
 void flush()
 {
     for (int round = 0; round < kFlushRounds && !zu::Interrupt::get().isRaised(); ++round)
-        if (dm::flushCommunicationManager(kManagerName, kFlushMs))
+        if (dm::flushCommunicationManager(kManagerName, kFlushMs) != dm::FlushResult::TimedOut)
             return;
 }
 

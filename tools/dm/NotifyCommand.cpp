@@ -21,16 +21,8 @@ ExitCode notify(const NotifyOptions& options)
 {
     ClientSession session(options.session);
     dm::CommunicationPipe& pipe = session.getPipe();
-    // The connection it goes out on, noted first: another one by then would show below.
-    dm::uint32 connection = 0;
-    session.waitUntil([&] {
-        connection = session.status().connections;
-        return pipe.sendNotify(options.text.c_str(), options.value);
-    });
-    session.flush();
-    // A lost connection takes with it what was still on its way.
-    const dm::ConnectionStatus status = session.status();
-    if (status.state != dm::ConnectionStatus::Connected || status.connections != connection)
+    session.waitUntil([&] { return pipe.sendNotify(options.text.c_str(), options.value); });
+    if (!session.flush())
         throw ToolError(ExitCode::LostConnection,
                         "lost the connection to " + options.session.address.toString() +
                             " while sending: the notification may not have arrived, send it again");
@@ -48,8 +40,7 @@ void addNotifyCommand(CLI::App& app, Action& action)
     command->add_option("TEXT", options->text, "The notification's text")->required();
     command->add_option("--value", options->value, "A number handed over with the text");
     command->footer("Ends when the notification was handed to the connection; whether the program\n"
-                    "took it is not known. A program that ends at that very moment looks like a\n"
-                    "lost connection.\n\n" +
+                    "took it is not known.\n\n" +
                     std::string(kExitCodeHelp));
     command->callback([options, &action] { action = [options] { return notify(*options); }; });
 }

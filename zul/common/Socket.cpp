@@ -99,6 +99,7 @@ void Socket::State::open(tcp::Handle connected, const tcp::Address& address)
         handle = connected;
         serial = s_nextSerial++;
     }
+    lostSends = false;
     phase = Phase::Open;
     peer = tcp::describe(address);
     reason.clear();
@@ -118,6 +119,7 @@ bool Socket::State::accepts(u32 ownBytes, u32 lentBytes) const
 void Socket::State::failSending(const std::string& why)
 {
     sendFailed = true;
+    lostSends = true;
     reason = why;
     queue.clear();
 }
@@ -249,6 +251,7 @@ void Socket::State::close()
     phase = Phase::Closed;
     lookup.reset();
     addresses.clear();
+    lostSends = lostSends || queue.size() > 0;
     queue.clear();
     decoder.clear();
     blocked = sendFailed = ended = false;
@@ -350,6 +353,8 @@ bool Socket::drain(u32 timeoutMs)
 }
 
 u32 Socket::pendingSendBytes() const { return impl->queue.size(); }
+
+bool Socket::hasLostSends() const { return impl->lostSends; }
 
 bool Socket::hasPacket() const
 {

@@ -72,6 +72,7 @@ struct Socket::State
     FrameDecoder decoder;
     bool corked = false;
     bool blocked = false;    // the system took less than it was given
+    bool lostSends = false;  // queued bytes went with the connection
     bool sendFailed = false; // nothing more can be sent; what the peer sent before is still read
     bool ended = false;      // nothing more will arrive
     Clock::time_point lastBulk;

@@ -256,11 +256,20 @@ DM_API CommunicationPipe* getCommunicationPipeChecked(const char* pipeName);
 /// Whether the only manager has that pipe. Never makes it; false without exactly one manager.
 DM_API bool isResourceHotLoadPipeCreated(const char* pipeName);
 
+/// What became of the messages queued since the last flush.
+enum class FlushResult : int
+{
+    Flushed,  ///< handed to the system: on their way, whatever becomes of the connection
+    Lost,     ///< some went with a connection that was lost
+    TimedOut, ///< some are still queued
+    NoSuchManager,
+};
+
 /// Waits until everything queued on the manager's connected pipes has been handed to the system,
 /// for `timeoutMs` at most. For programs that send and exit: sendNotify and respond return before.
-///
-/// Returns whether nothing is left; false after the time-out, and without such a manager.
-DM_API bool flushCommunicationManager(const char* name, uint32 timeoutMs);
+/// Requests and answers count as queued, not lost, when their connection goes: they wait for the
+/// next.
+DM_API FlushResult flushCommunicationManager(const char* name, uint32 timeoutMs);
 
 /// Removes the manager from the registry, wakes everybody blocked on its pipes with "", stops its
 /// thread and destroys it with its pipes, in at most a fifth of a second and as long as its own

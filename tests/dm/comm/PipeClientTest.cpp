@@ -155,8 +155,11 @@ TEST_F(PipeClient, UnsentNotificationsAreDroppedAtTheNextConnection)
     const std::string text(1 << 20, 'n');
     for (int i = 0; i < 32; ++i) // more than the connection takes: the peer does not read
         ASSERT_TRUE(pipe->sendNotify(text.c_str(), 1));
+    EXPECT_EQ(dm::flushCommunicationManager("client", 10), dm::FlushResult::TimedOut);
     reconnect(peer);
+    EXPECT_EQ(dm::flushCommunicationManager("client", 10000), dm::FlushResult::Lost);
     ASSERT_TRUE(pipe->sendNotify("fresh", 1));
+    EXPECT_EQ(dm::flushCommunicationManager("client", 10000), dm::FlushResult::Flushed);
     EXPECT_EQ(peer.expectWhole(WireMessage::Notify).chunk, "fresh");
 }
 

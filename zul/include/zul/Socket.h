@@ -101,6 +101,9 @@ public:
     u32 pendingSendBytes() const;
     bool hasSendsToDo() const { return pendingSendBytes() != 0; }
 
+    /// Whether the last connection ended before all that was sent had been handed to the system.
+    bool hasLostSends() const;
+
     /// Whether pollPacket would give a packet.
     bool hasPacket() const;
 
