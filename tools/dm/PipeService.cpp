@@ -83,7 +83,6 @@ void PipeService::awaitEnd()
 {
     constexpr std::chrono::seconds kLongestGoodbye{1};
     std::unique_lock lock(mutex);
-    isStopped = true;
     changed.notify_all();
     // Still answering somebody who does not read. Destroying the manager would end that, but only
     // for a thread that is surely inside respond by now, which cannot be known from here.
@@ -93,12 +92,13 @@ void PipeService::awaitEnd()
 
 void PipeService::serve(unsigned long limit)
 {
+    const zu::Interrupt& interrupt = zu::Interrupt::get();
     std::exception_ptr thrown;
     try {
         for (unsigned long handled = 0; limit == 0 || handled < limit;) {
             std::unique_lock lock(mutex);
-            changed.wait(lock, [this] { return isStopped || !arrived.empty(); });
-            if (isStopped)
+            changed.wait(lock, [&] { return interrupt.isRaised() || !arrived.empty(); });
+            if (interrupt.isRaised())
                 break;
             lock.unlock();
             if (handleNext())
@@ -139,10 +139,10 @@ bool PipeService::handleNext()
     pipe->getRequestData(&data, &request.dataSize);
     request.data = data;
     const Reply reply = handlers.requested(request);
-    lock.lock();
-    if (isStopped)
+    // The interrupt also cut the handler short. Its half answer must not pass for one, so this asks
+    // the interrupt itself: the main thread may not have woken yet.
+    if (zu::Interrupt::get().isRaised())
         return false;
-    lock.unlock();
     pipe->respond(reply.text.c_str(), reply.data.empty() ? nullptr : reply.data.data(),
                   static_cast<dm::uint32>(reply.data.size()));
     return true;

@@ -84,7 +84,6 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<Event> arrived;
-    bool isStopped = false;
     bool hasEnded = false;
     std::exception_ptr failure;
 };
