@@ -107,7 +107,8 @@ void ClientLoop::onWelcome(const WelcomeMessage& message)
 {
     manager.setId(message.connectionId);
     manager.setRemoteName(message.serverManagerName);
-    manager.connectionMade(message.protocolVersion);
+    if (!std::exchange(isWelcomed, true))
+        manager.connectionMade(message.protocolVersion, connection.socket->getConnectedIP());
     manager.address().rememberConfigured(addressVersion);
     if (message.protocolVersion != kPipeProtocolVersion) {
         closedByUs = true;
@@ -124,6 +125,8 @@ void ClientLoop::onLost()
     manager.address().forgetRedirectUnlessPending(addressVersion);
     detachEverything(connection);
     wasConnected = false;
+    if (std::exchange(isWelcomed, false))
+        manager.connectionEnded();
 }
 
 void ClientLoop::connectIfDue()
@@ -207,6 +210,8 @@ void ClientLoop::shutDown()
         flushAndClose(open);
     else
         connection.socket->close();
+    if (wasConnected)
+        onLost();
 }
 
 } // namespace dm

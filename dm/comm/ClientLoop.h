@@ -47,6 +47,7 @@ private:
 
     Connection connection;
     bool wasConnected = false;
+    bool isWelcomed = false; // over the present connection
     bool closedByUs = false; // stop polling in this pass
     double lastConnectAttempt = -1000.0;
     Target pendingTarget = Target::None; // of the attempt under way

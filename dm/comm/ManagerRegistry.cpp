@@ -4,50 +4,6 @@
 
 namespace dm {
 
-namespace {
-
-// Managers this thread is inside getPipe of, innermost first: it cannot wait for itself to leave.
-struct ThreadUse
-{
-    const NetCommunicationPipeManager* manager;
-    const ThreadUse* outer;
-};
-thread_local const ThreadUse* s_threadUse = nullptr;
-
-} // namespace
-
-/// Keeps a manager from being destroyed while it is used without the registry lock.
-class ManagerRegistry::Use
-{
-public:
-    /// Under the registry lock.
-    Use(ManagerRegistry& owner, Manager& used)
-        : registry(owner)
-        , entry{&used, s_threadUse}
-    {
-        ++registry.uses[&used];
-        s_threadUse = &entry;
-    }
-
-    ~Use()
-    {
-        s_threadUse = entry.outer;
-        std::lock_guard guard(registry.registryLock);
-        const auto found = registry.uses.find(entry.manager);
-        if (--found->second == 0) {
-            registry.uses.erase(found);
-            registry.unused.notify_all();
-        }
-    }
-
-    Use(const Use&) = delete;
-    Use& operator=(const Use&) = delete;
-
-private:
-    ManagerRegistry& registry;
-    const ThreadUse entry;
-};
-
 ManagerRegistry& ManagerRegistry::instance()
 {
     static auto* registry = new ManagerRegistry;
@@ -94,19 +50,6 @@ NetCommunicationPipeManager* ManagerRegistry::findLocked(const char* name)
 {
     const auto found = managers.find(name);
     return found != managers.end() ? found->second.get() : nullptr;
-}
-
-template <typename Result, typename Work>
-Result ManagerRegistry::with(const char* managerName, Result otherwise, Work work)
-{
-    reap();
-    std::unique_lock guard(registryLock);
-    Manager* manager = managerName != nullptr ? findLocked(managerName) : soleLocked();
-    if (manager == nullptr)
-        return otherwise;
-    const Use use(*this, *manager);
-    guard.unlock();
-    return work(*manager);
 }
 
 /// Under registryLock.
@@ -157,7 +100,7 @@ void ManagerRegistry::destroy(std::vector<std::unique_ptr<Manager>> removed)
 {
     std::erase_if(removed, [this](std::unique_ptr<Manager>& manager) {
         manager->requestShutdown();
-        if (!manager->isOwnThread() && !isUsedByThisThread(*manager))
+        if (canDestroy(*manager))
             return false;
         std::lock_guard guard(registryLock);
         leftToReap.push_back(std::move(manager));
@@ -167,22 +110,13 @@ void ManagerRegistry::destroy(std::vector<std::unique_ptr<Manager>> removed)
     for (const auto& manager : removed)
         manager->joinThread();
     for (const auto& manager : removed)
-        awaitUnused(*manager);
+        manager->gate()->awaitEmpty();
 }
 
-void ManagerRegistry::awaitUnused(const Manager& manager)
+/// Not by a thread that is inside the manager, which would wait for itself.
+bool ManagerRegistry::canDestroy(const Manager& manager)
 {
-    std::unique_lock guard(registryLock);
-    unused.wait(guard, [&] { return !uses.contains(&manager); });
-}
-
-bool ManagerRegistry::isUsedByThisThread(const Manager& manager)
-{
-    for (const ThreadUse* use = s_threadUse; use != nullptr; use = use->outer) {
-        if (use->manager == &manager)
-            return true;
-    }
-    return false;
+    return !manager.isOwnThread() && !manager.gate()->isHeldByThisThread();
 }
 
 void ManagerRegistry::reap()
@@ -193,7 +127,7 @@ void ManagerRegistry::reap()
     {
         std::lock_guard guard(registryLock);
         for (auto& manager : leftToReap) {
-            if (!manager->isOwnThread() && !isUsedByThisThread(*manager))
+            if (canDestroy(*manager))
                 ended.push_back(std::move(manager));
         }
         std::erase(leftToReap, nullptr);

@@ -13,7 +13,6 @@
 #include "dm/common/LockOrder.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <map>
 #include <memory>
 #include <string>
@@ -52,14 +51,11 @@ public:
 private:
     using Manager = NetCommunicationPipeManager;
 
-    class Use;
-
     Manager* findLocked(const char* name);
     Manager* soleLocked();
     void updateSole();
     void destroy(std::vector<std::unique_ptr<Manager>> managers);
-    void awaitUnused(const Manager& manager);
-    static bool isUsedByThisThread(const Manager& manager);
+    static bool canDestroy(const Manager& manager);
     void reap();
 
     RecursiveOrderedMutex<LockRank::Registry> registryLock;
@@ -69,12 +65,27 @@ private:
     // Removed by their own callbacks, whose thread cannot wait for itself: destroyed by the next
     // call of another thread.
     std::vector<std::unique_ptr<Manager>> leftToReap;
-    std::map<const Manager*, int> uses;
-    std::condition_variable_any unused;
 
     std::atomic<CommunicationPipeManager*> soleManager{nullptr};
     std::atomic<size_t> managerCount{0};
     std::atomic<bool> somethingToReap{false};
 };
+
+template <typename Result, typename Work>
+Result ManagerRegistry::with(const char* managerName, Result otherwise, Work work)
+{
+    reap();
+    Manager* manager = nullptr;
+    std::shared_ptr<Gate> gate;
+    {
+        std::lock_guard guard(registryLock);
+        manager = managerName != nullptr ? findLocked(managerName) : soleLocked();
+        if (manager == nullptr)
+            return otherwise;
+        gate = manager->gate();
+    }
+    const Gate::Pass pass(*gate);
+    return pass ? work(*manager) : otherwise;
+}
 
 } // namespace dm

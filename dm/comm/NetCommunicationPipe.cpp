@@ -63,6 +63,15 @@ struct NetCommunicationPipe::RequestArguments
     uint32* outResponseSize;
     const void* data;
     uint32 dataSize;
+    const Abandonment* abandonment;
+};
+
+struct NetCommunicationPipe::ResponseArguments
+{
+    const char* text;
+    const void* data;
+    uint32 dataSize;
+    const Abandonment* abandonment;
 };
 
 NetCommunicationPipe::NetCommunicationPipe(NetCommunicationPipeManager& owner, const char* pipeName)
@@ -137,9 +146,14 @@ bool NetCommunicationPipe::sendNotify(const char* text, uint32 value)
 zu::InplaceString<128> NetCommunicationPipe::receiveNotify(uint32* outValue)
 {
     zu::InplaceString<128> text;
-    std::lock_guard guard(incomingLock);
-    incomingNotifications.takeOldest(text, outValue);
+    takeNotify(text, outValue);
     return text;
+}
+
+bool NetCommunicationPipe::takeNotify(zu::InplaceString<128>& text, uint32* outValue)
+{
+    std::lock_guard guard(incomingLock);
+    return incomingNotifications.takeOldest(text, outValue);
 }
 
 // Asking.
@@ -162,17 +176,17 @@ zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint3
                                                          uint32 dataSize)
 {
     return ask({text, value, responseBuffer, responseCapacity, isResponseCapacityEnforced(),
-                outResponseSize, data, dataSize});
+                outResponseSize, data, dataSize, nullptr});
 }
 
-zu::InplaceString<128> NetCommunicationPipe::sendRequestBounded(const char* text, uint32 value,
-                                                                void* responseBuffer,
-                                                                uint32 responseCapacity,
-                                                                uint32* outResponseSize,
-                                                                const void* data, uint32 dataSize)
+zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint32 value,
+                                                         void* responseBuffer,
+                                                         uint32 responseCapacity,
+                                                         uint32* outResponseSize,
+                                                         const Abandonment& abandonment)
 {
-    return ask(
-        {text, value, responseBuffer, responseCapacity, true, outResponseSize, data, dataSize});
+    return ask({text, value, responseBuffer, responseCapacity, true, outResponseSize, nullptr, 0,
+                &abandonment});
 }
 
 zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& arguments)
@@ -182,7 +196,8 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
     if (!isTextSendable("a request", arguments.text))
         return result;
 
-    const zu::Event& event = threadEvent();
+    const Abandonment* const abandonment = arguments.abandonment;
+    const zu::Event& event = abandonment != nullptr ? abandonment->waitEvent() : threadEvent();
     uint32 id = 0;
     {
         // The id is taken in the same step as the place in the queue: the receiver drops an id
@@ -197,6 +212,7 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
         request.text = arguments.text;
         request.sending.data = arguments.data;
         request.sending.dataSize = arguments.dataSize;
+        request.sending.abandonment = abandonment;
         request.responseBuffer = arguments.responseBuffer;
         request.responseCapacity = arguments.responseCapacity;
         request.capacityEnforced = arguments.capacityEnforced;
@@ -216,7 +232,8 @@ bool NetCommunicationPipe::finishAsking(uint32 id, uint32* outResponseSize,
 {
     std::lock_guard guard(outgoingLock);
     OutgoingRequest* request = outgoing.findRequest(id);
-    if (request->sending.inFlight || !(request->responseReceived || closing))
+    const bool isOver = request->responseReceived || request->sending.isAbandoned() || closing;
+    if (request->sending.inFlight || !isOver)
         return false;
     if (request->responseReceived) {
         result = std::move(request->responseText);
@@ -260,15 +277,21 @@ TransferProgress NetCommunicationPipe::getTransferProgress()
 zu::InplaceString<128> NetCommunicationPipe::receiveRequest(uint32* outValue)
 {
     zu::InplaceString<128> text;
+    takeRequest(text, outValue);
+    return text;
+}
+
+bool NetCommunicationPipe::takeRequest(zu::InplaceString<128>& text, uint32* outValue)
+{
     std::lock_guard guard(incomingLock);
     incomingRequests.discardAbortToken();
     if (!incomingRequests.takeOldest())
-        return text;
+        return false;
     const IncomingRequest& request = incomingRequests.current();
     if (outValue != nullptr)
         *outValue = request.value;
     text = request.text;
-    return text;
+    return true;
 }
 
 void NetCommunicationPipe::getRequestData(void** outData, uint32* outSize)
@@ -298,6 +321,18 @@ bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered)
 
 void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize)
 {
+    answer({text, data, dataSize, nullptr});
+}
+
+void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize,
+                                   const Abandonment& abandonment)
+{
+    answer({text, data, dataSize, &abandonment});
+}
+
+void NetCommunicationPipe::answer(const ResponseArguments& arguments)
+{
+    const auto [text, data, dataSize, abandonment] = arguments;
     assert((data != nullptr || dataSize == 0) && "data is null with a size");
     const bool sendable = isTextSendable("a response", text);
     // Kept until the end: an answer may well be made of the request's own data.
@@ -305,7 +340,7 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
     if (!takeCurrentRequest(answered))
         return;
 
-    const zu::Event& event = threadEvent();
+    const zu::Event& event = abandonment != nullptr ? abandonment->waitEvent() : threadEvent();
     zu::u64 serial = 0;
     {
         std::lock_guard guard(outgoingLock);
@@ -319,6 +354,7 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
         response.text = sendable ? text : "";
         response.sending.data = data;
         response.sending.dataSize = dataSize;
+        response.sending.abandonment = abandonment;
         response.event = event;
     }
     requestPump();
@@ -333,7 +369,8 @@ bool NetCommunicationPipe::finishResponding(zu::u64 serial)
 {
     std::lock_guard guard(outgoingLock);
     OutgoingResponse* response = outgoing.findResponse(serial);
-    if (response->sending.inFlight || !(response->sending.sent || closing))
+    const bool isOver = response->sending.sent || response->sending.isAbandoned() || closing;
+    if (response->sending.inFlight || !isOver)
         return false;
     removeWaited(outgoing.responses, *response);
     return true;

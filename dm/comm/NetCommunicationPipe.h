@@ -54,11 +54,20 @@ public:
     void setNotifyCallback(PipeCallback callback) override;
     void setRequestCallback(PipeCallback callback) override;
 
-    /// sendRequest that never writes past the capacity, whatever the process-wide setting: for the
-    /// library's own callers.
-    zu::InplaceString<128> sendRequestBounded(const char* text, uint32 value, void* responseBuffer,
-                                              uint32 responseCapacity, uint32* outResponseSize,
-                                              const void* data, uint32 dataSize);
+    // For the library's own callers.
+
+    /// sendRequest without data that never writes past the capacity, whatever the process-wide
+    /// setting, and returns "" as soon as it is abandoned.
+    zu::InplaceString<128> sendRequest(const char* text, uint32 value, void* responseBuffer,
+                                       uint32 responseCapacity, uint32* outResponseSize,
+                                       const Abandonment& abandonment);
+    /// respond that returns as soon as it is abandoned.
+    void respond(const char* text, const void* data, uint32 dataSize,
+                 const Abandonment& abandonment);
+
+    /// receiveRequest and receiveNotify that tell "none" from an empty text.
+    bool takeRequest(zu::InplaceString<128>& text, uint32* outValue);
+    bool takeNotify(zu::InplaceString<128>& text, uint32* outValue);
 
     TransferProgress getTransferProgress();
 
@@ -93,12 +102,14 @@ private:
     friend class PipePump;
 
     struct RequestArguments;
+    struct ResponseArguments;
 
     void reset();
     void leaveBlockedPipes();
     bool raiseRefusalNotice();
     bool isTextSendable(const char* operation, const char* text);
     zu::InplaceString<128> ask(const RequestArguments& arguments);
+    void answer(const ResponseArguments& arguments);
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
     bool takeCurrentRequest(IncomingRequest& answered);
     bool finishResponding(zu::u64 serial);

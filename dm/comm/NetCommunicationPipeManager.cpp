@@ -17,11 +17,13 @@ bool CommunicationPipeManager::pipeExists(const char*) { return false; }
 NetCommunicationPipeManager::NetCommunicationPipeManager(const Options& options)
     : server(options.isServer)
     , createPipesOnRequest(options.createPipesOnRequest)
+    , contextOwner(options.contextOwner)
+    , connectionLostCallback(options.connectionLostCallback)
     , name(options.name)
     , remoteName("", kMaxRemoteNames)
     , addresses(options.host, static_cast<uint32>(options.port))
     , id(options.id)
-    , pipes(*this)
+    , pipes(*this, options.maxPipes)
 {
     clientConnectionCallback.set(options.clientConnectionCallback);
     pipes.setCreateCallback(options.pipeCreateCallback);
@@ -53,6 +55,7 @@ NetCommunicationPipeManager::~NetCommunicationPipeManager()
 void NetCommunicationPipeManager::requestShutdown()
 {
     stopRequested.store(true);
+    ownGate->close();
     for (NetCommunicationPipe* pipe : pipes.all())
         pipe->close();
     loop->wake();
@@ -166,9 +169,12 @@ void NetCommunicationPipeManager::connectionIsUp()
     connectionStatus.state = ConnectionStatus::Connected;
 }
 
-void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion)
+void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion,
+                                                 const zu::InplaceString<128>& address)
 {
+    ++connectionsUp;
     std::lock_guard guard(statusLock);
+    newestPeer = address;
     connectionStatus.protocolVersion = protocolVersion;
     ++connectionStatus.connections;
 }
@@ -187,6 +193,19 @@ void NetCommunicationPipeManager::connectionLost(const char* reason)
     connectionStatus.state = ConnectionStatus::Disconnected;
     if (*reason != '\0')
         connectionStatus.lastFailure = reason;
+}
+
+void NetCommunicationPipeManager::connectionEnded()
+{
+    --connectionsUp;
+    if (connectionLostCallback.function != nullptr)
+        connectionLostCallback.function(connectionLostCallback.context, this);
+}
+
+zu::InplaceString<128> NetCommunicationPipeManager::peerAddress()
+{
+    std::lock_guard guard(statusLock);
+    return newestPeer;
 }
 
 } // namespace dm

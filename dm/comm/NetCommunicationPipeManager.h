@@ -11,6 +11,7 @@
 #include "dm/comm/ManagerLoop.h"
 #include "dm/comm/PipeTable.h"
 #include "dm/comm/PublishedText.h"
+#include "dm/common/Gate.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -30,9 +31,14 @@ public:
         const char* host = "";
         uint32 id = 0;
         bool createPipesOnRequest = true;
+        uint32 maxPipes = kMaxPipes; // that other ends may make
         // In force before the thread starts, so no client is ever accepted without them.
         ClientConnectionCallback clientConnectionCallback;
         PipeCreateCallback pipeCreateCallback;
+        // Called on the manager's thread after a connection was lost and its pipes were detached.
+        ClientConnectionCallback connectionLostCallback;
+        // What the callbacks' contexts point to lives as long as the manager.
+        std::shared_ptr<void> contextOwner;
     };
 
     explicit NetCommunicationPipeManager(const Options& options);
@@ -60,6 +66,15 @@ public:
     bool isOwnThread() const { return threadId.load() == std::this_thread::get_id(); }
     ConnectionStatus status();
 
+    /// For who keeps a pointer to the manager: it is not destroyed while somebody holds a pass,
+    /// and gives none once it shuts down.
+    const std::shared_ptr<Gate>& gate() const { return ownGate; }
+
+    /// Connections that are up: accepted and not lost yet, or welcomed.
+    uint32 connectionCount() const { return connectionsUp.load(); }
+    /// Where the newest connection leads, in numbers.
+    zu::InplaceString<128> peerAddress();
+
     /// Waits until nothing is left to send; ends as timed out when shutting down.
     FlushResult flush(uint32 timeoutMs);
 
@@ -78,10 +93,12 @@ public:
     /// The connection is there, though nothing has been heard yet.
     void connectionIsUp();
     /// A client was welcomed, or a server has accepted one.
-    void connectionMade(uint32 protocolVersion);
+    void connectionMade(uint32 protocolVersion, const zu::InplaceString<128>& address);
     void connectionFailed(const char* reason);
     /// An empty reason leaves the last one: it was not a failure.
     void connectionLost(const char* reason);
+    /// A connection that was made is gone, its pipes are detached.
+    void connectionEnded();
     /// Something unsent went with a connection.
     void sendsLost() { lossCount.fetch_add(1); }
 
@@ -91,6 +108,9 @@ private:
     // Never change after construction.
     const bool server;
     const bool createPipesOnRequest;
+    const std::shared_ptr<void> contextOwner;
+    const ClientConnectionCallback connectionLostCallback;
+    const std::shared_ptr<Gate> ownGate = std::make_shared<Gate>();
 
     PublishedText name;
     PublishedText remoteName;
@@ -114,6 +134,8 @@ private:
 
     LeafMutex statusLock;
     ConnectionStatus connectionStatus; // under statusLock
+    zu::InplaceString<128> newestPeer; // under statusLock
+    std::atomic<uint32> connectionsUp{0};
 
     // The loop's connections use the pipes, and the pipes' callers the loop until they are closed:
     // the destructor takes care of the order.

@@ -7,7 +7,27 @@
 #include <zul/Event.h>
 #include <zul/InplaceString.h>
 
+#include <atomic>
+
 namespace dm {
+
+/// Lets another thread end a wait for an answer, or for an answer to be taken, that nobody wants
+/// any more. One wait at a time; the same thread may use it for several, until it is abandoned.
+class Abandonment
+{
+public:
+    void abandon()
+    {
+        abandoned.store(true);
+        event.set();
+    }
+    bool isAbandoned() const { return abandoned.load(); }
+    const zu::Event& waitEvent() const { return event; }
+
+private:
+    std::atomic<bool> abandoned{false};
+    const zu::Event event = zu::Event::create();
+};
 
 /// The part of a record that sending works on. A message with much data is sent over several
 /// passes; sentBytes is where the next one goes on. Messages of one kind are sent strictly one
@@ -21,6 +41,9 @@ struct Sending
     // The manager's thread is reading the data without the lock: the record must stay, and its
     // caller must not return, until it has finished.
     bool inFlight = false;
+    const Abandonment* abandonment = nullptr; // the waiting caller's; null: waits to the end
+
+    bool isAbandoned() const { return abandonment != nullptr && abandonment->isAbandoned(); }
 
     void restart()
     {

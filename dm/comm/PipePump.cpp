@@ -173,14 +173,14 @@ void PipePump::finish()
         Job& job = responses.entries[index];
         OutgoingResponse& response = *pipe.outgoing.findResponse(job.key);
         response.sending = job.sending;
-        if (response.sending.sent || pipe.closing)
+        if (response.sending.sent || response.sending.isAbandoned() || pipe.closing)
             response.event.set();
     }
     for (uint32 index = 0; index < requests.count; ++index) {
         Job& job = requests.entries[index];
         OutgoingRequest& request = *pipe.outgoing.findRequest(static_cast<uint32>(job.key));
         request.sending = job.sending;
-        if (request.responseReceived || pipe.closing)
+        if (request.responseReceived || request.sending.isAbandoned() || pipe.closing)
             request.event.set();
     }
     responses.count = 0;

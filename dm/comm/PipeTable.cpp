@@ -78,8 +78,7 @@ PipeTable::OpenResult PipeTable::open(const char* name, bool mayCreate, Connecti
     const AttachResult attached = attach(name, mayCreate, connection);
     pipe = attached.pipe;
     if (attached.sayTooMany)
-        warn("manager \"%s\": other ends cannot make more than %u pipes", manager.getName(),
-             kMaxPipes);
+        warn("manager \"%s\": other ends cannot make more than %u pipes", manager.getName(), limit);
     if (attached.result != OpenResult::Attached)
         return attached.result;
     pipe->announceConnection();
@@ -94,7 +93,7 @@ PipeTable::AttachResult PipeTable::attach(const char* name, bool mayCreate, Conn
     std::lock_guard guard(pipesLock);
     auto found = pipes.find(name);
     if (found == pipes.end()) {
-        const bool hasRoom = pipes.size() < kMaxPipes;
+        const bool hasRoom = pipes.size() < limit;
         attached.sayTooMany = mayCreate && !hasRoom && saidTooMany.raise();
         if (!mayCreate || !hasRoom)
             return attached;

@@ -22,8 +22,9 @@ namespace dm {
 class PipeTable
 {
 public:
-    explicit PipeTable(NetCommunicationPipeManager& owner)
+    PipeTable(NetCommunicationPipeManager& owner, uint32 maxPipes)
         : manager(owner)
+        , limit(maxPipes)
     {
     }
 
@@ -93,6 +94,7 @@ private:
     NetCommunicationPipe* findReady(const char* name);
 
     NetCommunicationPipeManager& manager;
+    const uint32 limit; // of pipes when other ends make some
     CallbackSlot<CommunicationPipeManager*, CommunicationPipe*> createCallback;
 
     OrderedMutex<LockRank::PipeTable> pipesLock;

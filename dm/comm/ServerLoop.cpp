@@ -47,7 +47,7 @@ bool ServerLoop::acceptOne()
         *connections.emplace(key, std::make_unique<Connection>(std::move(socket), key))
              .first->second;
     connection.socket->setCorked(true);
-    manager.connectionMade(kPipeProtocolVersion);
+    manager.connectionMade(kPipeProtocolVersion, connection.socket->getConnectedIP());
 
     net::Packet welcome(kPipePacketId);
     encode(welcome, WelcomeMessage{kPipeProtocolVersion, nextConnectionId++, manager.getName()});
@@ -143,6 +143,7 @@ void ServerLoop::drop(Connection& connection)
     manager.address().forgetRedirect(addressVersion);
     detachEverything(connection);
     connections.erase(connection.key);
+    manager.connectionEnded();
 }
 
 bool ServerLoop::hasSendsToDo() const
@@ -157,7 +158,8 @@ void ServerLoop::shutDown()
     for (auto& [key, connection] : connections)
         open.push_back(connection.get());
     flushAndClose(open);
-    connections.clear();
+    for (Connection* connection : open)
+        drop(*connection);
 }
 
 } // namespace dm

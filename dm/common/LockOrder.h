@@ -13,14 +13,14 @@ namespace dm {
 
 enum class LockRank : int
 {
-    JobRun = 1,   ///< JobManager: serialises batches, and the batch itself
-    ListBuffer,   ///< remote files: the shared directory-list buffer
-    Monitor,      ///< debug monitor: its connections
-    PipeCreation, ///< process-wide: held while a pipe-create callback runs on a caller's thread
-    Registry,     ///< the map of pipe managers
-    PipeTable,    ///< one manager's map of pipes
-    Hub,          ///< a hub's list of members
-    Leaf,         ///< a pipe's queues, a manager's address, a callback slot
+    JobRun = 1,    ///< JobManager: serialises batches, and the batch itself
+    ListBuffer,    ///< remote files: the shared directory-list buffer
+    Monitor,       ///< debug monitor: its connections
+    PipeCreation,  ///< process-wide: held while a pipe-create callback runs on a caller's thread
+    HubMembership, ///< a hub's next member, from its number to its place in the list
+    Registry,      ///< the map of pipe managers
+    PipeTable,     ///< one manager's map of pipes
+    Leaf,          ///< a pipe's queues, a manager's address, a callback slot, a hub's member list
 };
 
 namespace detail {
@@ -85,6 +85,36 @@ private:
 #endif
 
     Base mutex;
+};
+
+/// The same for a lock that is part of an exported class: holds it, and its place in the order,
+/// which it may share with others held by the same thread.
+template <LockRank Rank, typename Mutex>
+class RankedGuard
+{
+public:
+    explicit RankedGuard(Mutex& guarded)
+        : mutex(guarded)
+    {
+#ifndef NDEBUG
+        assert(!detail::holdsAbove(static_cast<int>(Rank)) &&
+               "a lock was taken against the lock order");
+        ++detail::s_heldRanks[static_cast<int>(Rank)];
+#endif
+        mutex.lock();
+    }
+    ~RankedGuard()
+    {
+        mutex.unlock();
+#ifndef NDEBUG
+        --detail::s_heldRanks[static_cast<int>(Rank)];
+#endif
+    }
+    RankedGuard(const RankedGuard&) = delete;
+    RankedGuard& operator=(const RankedGuard&) = delete;
+
+private:
+    Mutex& mutex;
 };
 
 template <LockRank Rank>

@@ -1,0 +1,106 @@
+/// What a BroadcastServer does: its members' managers, and what is relayed between them.
+///
+/// Lives as long as the last manager whose callbacks lead here: each of them holds it. close() is
+/// the end of the BroadcastServer: callbacks then return at once, and the managers go on alone.
+///
+/// Threads: the callbacks run on the managers' threads (pipeCreateCallback also on those of
+/// getPipe's callers) and never wait: they copy the member list and call the other managers
+/// without a lock. Requests are forwarded on the forwarder's threads.
+///
+/// Locks: membershipLock is held while a member is made, from its number to its place in the list.
+/// `lock` is a leaf around the list itself.
+///
+/// Other managers may be deinitialised at any time, so each is used with a pass of its gate.
+#pragma once
+
+#include "dm/comm/CallbackSlot.h"
+#include "dm/comm/NetCommunicationPipeManager.h"
+#include "dm/common/Gate.h"
+#include "dm/common/LockOrder.h"
+#include "dm/jobs/RequestForwarder.h"
+
+#include <dm/jobs.h>
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace dm {
+
+class Hub final : public std::enable_shared_from_this<Hub>
+{
+public:
+    Hub(const char* hubName, int hubPort);
+
+    /// Makes the manager that clients connect to first. Once.
+    CommunicationPipeManager* open();
+
+    /// After it no callback runs and nothing is forwarded any more.
+    void close();
+
+    void connect(Server& server);
+    void broadcastNotify(const char* pipeName, const char* text, uint32 id);
+    void waitOnProccesses();
+    void stopWaiting() { waitEnabled = false; }
+    void setEventCallback(HubCallback callback) { eventCallback.set(callback); }
+
+private:
+    using Manager = NetCommunicationPipeManager;
+
+    struct Member
+    {
+        Manager* manager; // only with a pass of the gate
+        std::shared_ptr<Gate> gate;
+    };
+    using Members = std::vector<Member>;
+
+    /// What the callbacks of one manager get as context.
+    struct Link
+    {
+        Hub& hub;
+        uint32 member; // kNoMember for the main manager
+    };
+    static constexpr uint32 kNoMember = 0xFFFFFFFF;
+
+    void clientConnectionCallback(Manager& main);
+    void pipeCreateCallback(const Link& link, Manager& manager, CommunicationPipe& pipe);
+    void pipeNotificationCallback(CommunicationPipe& pipe);
+    void pipeRequestCallback(CommunicationPipe& pipe);
+    void memberConnected(const Link& link, Manager& manager);
+    void connectionLost(const Link& link, Manager& manager);
+
+    Manager::Options makeOptions(const char* managerName, uint32 member);
+    zu::InplaceString<128> nextMemberName();
+    Manager* listenForMember(const char* managerName, uint32 member);
+    void append(Manager& manager);
+    std::shared_ptr<const Members> snapshot();
+    const Member* findManagerByID(const Members& members, uint32 id, const char* pipeName) const;
+    RequestForwarder::Forward takeRequest(const RequestForwarder::Source& source);
+    void tell(HubEvent::Kind kind, const Link& link, Manager& manager, const char* pipeName = "");
+
+    template <typename Work>
+    static void withHub(void* context, Work work);
+
+    // Never change after open().
+    const zu::InplaceString<128> name;
+    const int port; // 0: members listen on any free ones
+    const zu::InplaceString<128> refcountName;
+
+    Gate alive;
+    CallbackSlot<const HubEvent&> eventCallback;
+
+    OrderedMutex<LockRank::HubMembership> membershipLock;
+    std::deque<Link> links; // under membershipLock; elements never move
+
+    LeafMutex lock;
+    std::shared_ptr<const Members> managers; // under lock; replaced, never changed
+
+    std::atomic<bool> refcountSeen{false};
+    std::atomic<bool> waitEnabled{true};
+
+    RequestForwarder forwarder;
+};
+
+} // namespace dm
