@@ -1,7 +1,11 @@
 #include "bench/Measure.h"
 
+#include "bench/contenders/Deliveries.h"
+
 #include <algorithm>
 #include <atomic>
+#include <barrier>
+#include <cstdio>
 #include <stdexcept>
 #include <thread>
 
@@ -38,6 +42,45 @@ double askFor(Client& client, const Setup& setup, double seconds)
     } while (Clock::now() < end);
     return count;
 }
+
+/// Reorders `values`, of which there must be some.
+double percentile(std::vector<float>& values, size_t percent)
+{
+    const auto rank = values.begin() + static_cast<long>(values.size() * percent / 100);
+    std::nth_element(values.begin(), rank, values.end());
+    return static_cast<double>(*rank);
+}
+
+/// The times of round trips in microseconds, asked until the time is over, at least one.
+std::vector<float> timesFor(Client& client, const Setup& setup, double seconds)
+{
+    std::vector<float> times;
+    std::vector<char> answer(setup.answerBytes);
+    const Clock::time_point end = Clock::now() + duration(seconds);
+    Clock::time_point start = Clock::now();
+    do {
+        start = Clock::now();
+        askOnce(client, answer, setup);
+        times.push_back(static_cast<float>(secondsSince(start) * 1e6));
+    } while (Clock::now() < end);
+    return times;
+}
+
+/// The share of a core that the process uses from now on.
+double loadOf(const ServerProcess& server, const Settings& settings)
+{
+    constexpr double kLeastSeconds = 5;
+    constexpr double kSettlingSeconds = 0.5;
+    std::this_thread::sleep_for(duration(kSettlingSeconds));
+    const double before = server.cpuSeconds();
+    const Clock::time_point start = Clock::now();
+    std::this_thread::sleep_for(duration(std::max(settings.seconds, kLeastSeconds)));
+    return (server.cpuSeconds() - before) / secondsSince(start);
+}
+
+// Descriptors that a client of any contender uses at most.
+constexpr unsigned kDescriptorsPerClient = 16;
+constexpr unsigned kOwnDescriptors = 200;
 
 std::vector<TcpStream> openIdle(uint16_t port, unsigned count)
 {
@@ -125,10 +168,65 @@ double notificationsPerSecond(const NotifyContender& contender, const Setup& set
     return count / secondsSince(start);
 }
 
+double deliveriesPerSecond(const FanOutContender& contender, const Settings& settings,
+                           unsigned members)
+{
+    raiseDescriptorLimit(members * kDescriptorsPerClient + kOwnDescriptors);
+    const ServerProcess server = startServer(contender, Setup{});
+    Deliveries deliveries(members);
+    const auto fanOut = contender.join(server.port(), deliveries);
+    const auto sendFor = [&](double seconds) {
+        const Clock::time_point end = Clock::now() + duration(seconds);
+        uint64_t count = 0;
+        do {
+            deliveries.awaitRoom();
+            for (uint64_t i = 0; i < Deliveries::kStep; ++i)
+                fanOut->send();
+            count += Deliveries::kStep;
+        } while (Clock::now() < end);
+        deliveries.awaitAll();
+        return static_cast<double>(count * members);
+    };
+    sendFor(settings.warmUpSeconds);
+    const Clock::time_point start = Clock::now();
+    const double count = sendFor(settings.seconds);
+    return count / secondsSince(start);
+}
+
+double worstTail(const RequestContender& contender, const Setup& setup, const Settings& settings)
+{
+    const ServerProcess server = startServer(contender, setup);
+    const auto connection = contender.connect(server.port(), setup);
+    std::vector<std::vector<float>> times(setup.members);
+    std::barrier warm(setup.members);
+    const auto ask = [&](unsigned index) {
+        const auto client = connection->makeClient(index);
+        askFor(*client, setup, settings.warmUpSeconds);
+        warm.arrive_and_wait();
+        times[index] = timesFor(*client, setup, settings.seconds);
+    };
+    std::vector<std::thread> askers;
+    for (unsigned index = 0; index < setup.members; ++index)
+        askers.emplace_back(ask, index);
+    for (std::thread& asker : askers)
+        asker.join();
+
+    double worst = 0;
+    std::fprintf(stderr, "  %s: p50/p99 us of each member:", contender.name.c_str());
+    for (std::vector<float>& own : times) {
+        const double median = percentile(own, 50);
+        const double tail = percentile(own, 99);
+        worst = std::max(worst, tail / median);
+        std::fprintf(stderr, " %.0f/%.0f", median, tail);
+    }
+    std::fprintf(stderr, "\n");
+    return worst;
+}
+
 double p99Microseconds(const RequestContender& contender, const Setup& setup,
                        const Settings& settings, unsigned idleConnections)
 {
-    raiseDescriptorLimit(idleConnections + 200);
+    raiseDescriptorLimit(idleConnections + kOwnDescriptors);
     const ServerProcess server = startServer(contender, setup);
     const auto connection = contender.connect(server.port(), setup);
     const auto client = connection->makeClient(0);
@@ -136,24 +234,14 @@ double p99Microseconds(const RequestContender& contender, const Setup& setup,
     // One accept a pass is enough for a server of ours, so give it the passes that it needs.
     askFor(*client, setup, std::max(settings.warmUpSeconds, 0.5));
 
-    std::vector<float> times;
-    std::vector<char> answer(setup.answerBytes);
-    for (const Clock::time_point begin = Clock::now(); secondsSince(begin) < settings.seconds;) {
-        const Clock::time_point start = Clock::now();
-        askOnce(*client, answer, setup);
-        times.push_back(static_cast<float>(secondsSince(start) * 1e6));
-    }
-    const auto rank = times.begin() + static_cast<long>(times.size() * 99 / 100);
-    std::nth_element(times.begin(), rank, times.end());
-    return static_cast<double>(*rank);
+    std::vector<float> times = timesFor(*client, setup, settings.seconds);
+    return percentile(times, 99);
 }
 
 double idleServerLoad(const RequestContender& contender, const Setup& setup,
                       const Settings& settings, unsigned clients)
 {
-    constexpr double kLeastSeconds = 5;
-    constexpr double kSettlingSeconds = 0.5;
-    raiseDescriptorLimit(clients * 16 + 200);
+    raiseDescriptorLimit(clients * kDescriptorsPerClient + kOwnDescriptors);
     const ServerProcess server = startServer(contender, setup);
     std::vector<std::unique_ptr<Connection>> connections;
     std::vector<std::unique_ptr<Client>> ends;
@@ -163,13 +251,17 @@ double idleServerLoad(const RequestContender& contender, const Setup& setup,
         ends.push_back(connections.back()->makeClient(index));
         askOnce(*ends.back(), answer, setup);
     }
-    std::this_thread::sleep_for(duration(kSettlingSeconds));
-    const double before = server.cpuSeconds();
-    const Clock::time_point start = Clock::now();
-    std::this_thread::sleep_for(duration(std::max(settings.seconds, kLeastSeconds)));
-    const double load = (server.cpuSeconds() - before) / secondsSince(start);
+    const double load = loadOf(server, settings);
     ends.clear();
     return load;
+}
+
+double idleHubLoad(const RequestContender& contender, const Setup& setup, const Settings& settings)
+{
+    raiseDescriptorLimit(setup.members * kDescriptorsPerClient + kOwnDescriptors);
+    const ServerProcess server = startServer(contender, setup);
+    const auto connection = contender.connect(server.port(), setup);
+    return loadOf(server, settings);
 }
 
 void askTimes(const RequestContender& contender, const Setup& setup, unsigned count)

@@ -24,6 +24,14 @@ double megabytesPerSecond(const RequestContender& contender, const Setup& setup,
 double notificationsPerSecond(const NotifyContender& contender, const Setup& setup,
                               const Settings& settings);
 
+/// Messages taken by all members together, a second; the sender is not one of them.
+double deliveriesPerSecond(const FanOutContender& contender, const Settings& settings,
+                           unsigned members);
+
+/// How uneven it is when setup.members clients ask at once: the 99th percentile of a client's round
+/// trips as a multiple of its median, of the client with the largest. Prints all to stderr.
+double worstTail(const RequestContender& contender, const Setup& setup, const Settings& settings);
+
 /// The 99th percentile of a round trip in microseconds, with idle connections to the same server
 /// beside it that say nothing.
 double p99Microseconds(const RequestContender& contender, const Setup& setup,
@@ -33,6 +41,9 @@ double p99Microseconds(const RequestContender& contender, const Setup& setup,
 /// something once, say nothing.
 double idleServerLoad(const RequestContender& contender, const Setup& setup,
                       const Settings& settings, unsigned clients);
+
+/// The same for a server with one connection of setup.members clients that never ask.
+double idleHubLoad(const RequestContender& contender, const Setup& setup, const Settings& settings);
 
 /// Exactly `count` round trips, for counting what they cost.
 void askTimes(const RequestContender& contender, const Setup& setup, unsigned count);

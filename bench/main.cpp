@@ -48,6 +48,7 @@ void declare(CLI::App& app, Options& options)
     app.add_option("--ask", options.ask)->group(internal);
     app.add_option("--count", options.count)->group(internal);
     app.add_option("--answer-bytes", options.setup.answerBytes)->group(internal);
+    app.add_option("--hub-port", options.setup.hubPort)->group(internal);
     app.add_option("--yield-us", options.setup.yieldMicroseconds)->group(internal);
 }
 

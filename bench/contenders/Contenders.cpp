@@ -6,19 +6,20 @@ std::vector<std::string> Setup::toArguments() const
 {
     return {"--answer-bytes", std::to_string(answerBytes),
             "--yield-us",     std::to_string(yieldMicroseconds),
-            "--pipes",        std::to_string(pipes)};
+            "--pipes",        std::to_string(pipes),
+            "--hub-port",     std::to_string(hubPort)};
 }
 
 Serve findServer(const std::string& name)
 {
-    for (const RequestContender& contender :
-         {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(), zeroMqRouter()})
+    for (const RequestContender& contender : {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(),
+                                              zeroMqRouter(), hubForward(), hubMember()})
         if (contender.name == name)
             return contender.serve;
     for (const NotifyContender& contender : {dmNotifications(), zeroMqPush()})
         if (contender.name == name)
             return contender.serve;
-    return nullptr;
+    return name == zeroMqProxy().name ? zeroMqProxy().serve : nullptr;
 }
 
 } // namespace bench

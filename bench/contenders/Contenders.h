@@ -22,6 +22,8 @@ struct Setup
     size_t answerBytes = kSmallBytes;
     unsigned yieldMicroseconds = 50;
     unsigned pipes = 1;
+    unsigned members = 1; ///< of a hub, in the asking process
+    uint16_t hubPort = 0; ///< of the hub that a serving process joins
 
     std::vector<std::string> toArguments() const;
 };
@@ -54,6 +56,16 @@ public:
     virtual void finish() = 0;
 };
 
+class Deliveries;
+
+/// One sender and members that each take every message of kSmallBytes, all through another process.
+class FanOut
+{
+public:
+    virtual ~FanOut() = default;
+    virtual void send() = 0;
+};
+
 /// Never returns: announces its port and serves.
 using Serve = void (*)(const Setup& setup);
 
@@ -71,9 +83,25 @@ struct NotifyContender
     std::unique_ptr<Notifier> (*connect)(uint16_t port, const Setup& setup) = nullptr;
 };
 
+struct FanOutContender
+{
+    std::string name;
+    Serve serve = nullptr;
+    /// Returns when a message would reach every member.
+    std::unique_ptr<FanOut> (*join)(uint16_t port, Deliveries& deliveries) = nullptr;
+};
+
 /// Ours, through the exported interface only.
 RequestContender dmRequests();
 NotifyContender dmNotifications();
+
+/// Ours with a hub in the server process: the asker and a further process that answers; members
+/// of the asking process that ask each other; and one that notifies the others.
+RequestContender hubForward();
+RequestContender hubMesh();
+FanOutContender hubFanOut();
+/// The process that answers; it has no client of its own.
+RequestContender hubMember();
 
 /// The shape of ours on bare sockets: caller -> I/O thread -> TCP -> I/O thread -> answering thread
 /// and back. Its hops yield before they block, or block at once with a yield time of 0.
@@ -82,10 +110,11 @@ RequestContender hopLimit();
 /// Blocking send and receive on one socket, without any further thread.
 RequestContender rawTcp();
 
-/// libzmq over tcp: REQ/REP, DEALER/ROUTER and PUSH/PULL.
+/// libzmq over tcp: REQ/REP, DEALER/ROUTER, PUSH/PULL, and PUB/SUB through a proxy.
 RequestContender zeroMqRequests();
 RequestContender zeroMqRouter();
 NotifyContender zeroMqPush();
+FanOutContender zeroMqProxy();
 
 /// The server of that name; null when there is none. For the process that serves.
 Serve findServer(const std::string& name);

@@ -1,74 +1,12 @@
-#include "bench/contenders/Contenders.h"
+#include "bench/contenders/DmEnds.h"
 
-#include <dm/comm.h>
-#include <zul/Event.h>
 #include <zul/Yield.h>
-
-#include <atomic>
-#include <cstring>
-#include <stdexcept>
-#include <thread>
 
 namespace bench {
 namespace {
 
-/// The longest answer that travels as the answer's text, as a program would send it; a longer one
-/// is data.
-constexpr size_t kMaxAnswerText = kSmallBytes;
-
 constexpr uint32_t kMore = 1;
 constexpr uint32_t kLast = 2;
-
-std::string pipeName(unsigned index) { return "bench" + std::to_string(index); }
-
-/// A client manager for as long as this lives.
-class ClientManager
-{
-public:
-    explicit ClientManager(uint16_t port, const Setup& setup)
-    {
-        static std::atomic<unsigned> s_count{0};
-        zu::setYieldMicroseconds(setup.yieldMicroseconds);
-        dm::setResponseCapacityEnforced(true);
-        name = "bench" + std::to_string(++s_count);
-        manager = dm::initCommunicationManagerAsClient(name.c_str(), "127.0.0.1", port);
-    }
-
-    ~ClientManager() { dm::deinitCommunicationManager(name.c_str()); }
-    ClientManager(const ClientManager&) = delete;
-    ClientManager& operator=(const ClientManager&) = delete;
-
-    dm::CommunicationPipe* pipe(unsigned index) const
-    {
-        return manager->getPipe(pipeName(index).c_str());
-    }
-
-private:
-    std::string name;
-    dm::CommunicationPipeManager* manager = nullptr;
-};
-
-class DmClient : public Client
-{
-public:
-    explicit DmClient(dm::CommunicationPipe* asked)
-        : pipe(asked)
-    {
-    }
-
-    size_t ask(std::span<char> answer) override
-    {
-        dm::uint32 size = 0;
-        const auto text =
-            pipe->sendRequest(request.c_str(), 0, answer.data(),
-                              static_cast<dm::uint32>(answer.size()), &size, nullptr, 0);
-        return size > 0 ? size : text.length();
-    }
-
-private:
-    dm::CommunicationPipe* pipe;
-    const std::string request = std::string(kSmallBytes, 'q');
-};
 
 class DmConnection : public Connection
 {
@@ -102,72 +40,6 @@ void announce(dm::CommunicationPipeManager* manager)
     announcePort(port);
 }
 
-/// A pipe's thread at the serving end: its callbacks only wake it.
-class PipeThread
-{
-public:
-    explicit PipeThread(dm::CommunicationPipe* served)
-        : pipe(served)
-    {
-    }
-    virtual ~PipeThread() = default;
-
-    dm::PipeCallback callback()
-    {
-        return {this, [](void* self, dm::CommunicationPipe*) {
-                    static_cast<PipeThread*>(self)->arrived.set();
-                }};
-    }
-
-    /// For the rest of the process.
-    void start()
-    {
-        std::thread([this] {
-            for (;;) {
-                arrived.wait();
-                while (takeOne()) {
-                }
-            }
-        }).detach();
-    }
-
-protected:
-    virtual bool takeOne() = 0;
-
-    dm::CommunicationPipe* pipe;
-
-private:
-    zu::Event arrived = zu::Event::create();
-};
-
-class Answerer : public PipeThread
-{
-public:
-    Answerer(dm::CommunicationPipe* served, size_t answerBytes)
-        : PipeThread(served)
-        , text(answerBytes <= kMaxAnswerText ? answerBytes : 0, 'a')
-        , data(answerBytes <= kMaxAnswerText ? 0 : answerBytes, 'a')
-    {
-        pipe->setRequestCallback(callback());
-        start();
-    }
-
-private:
-    bool takeOne() override
-    {
-        if (pipe->receiveRequest(nullptr).empty())
-            return false;
-        void* requestData = nullptr;
-        dm::uint32 requestBytes = 0;
-        pipe->getRequestData(&requestData, &requestBytes);
-        pipe->respond(text.c_str(), data.data(), static_cast<dm::uint32>(data.size()));
-        return true;
-    }
-
-    const std::string text;
-    const std::vector<char> data;
-};
-
 void serveRequests(const Setup& setup)
 {
     dm::CommunicationPipeManager* manager = startManager(setup);
@@ -179,33 +51,23 @@ void serveRequests(const Setup& setup)
     zu::Event::create().wait(); // never raised
 }
 
-/// Takes notifications and tells the sender when it has taken a last one.
-class NotificationTaker : public PipeThread
+/// Takes a notification and tells the sender when it was a last one.
+bool takeNotification(dm::CommunicationPipe* pipe)
 {
-public:
-    explicit NotificationTaker(dm::CommunicationPipe* served)
-        : PipeThread(served)
-    {
-        pipe->setNotifyCallback(callback());
-        start();
-    }
-
-private:
-    bool takeOne() override
-    {
-        dm::uint32 value = 0;
-        if (pipe->receiveNotify(&value).length() != kSmallBytes)
-            return false;
-        if (value == kLast)
-            pipe->sendNotify("done", kLast);
-        return true;
-    }
-};
+    dm::uint32 value = 0;
+    if (pipe->receiveNotify(&value).length() != kSmallBytes)
+        return false;
+    if (value == kLast)
+        pipe->sendNotify("done", kLast);
+    return true;
+}
 
 void serveNotifications(const Setup& setup)
 {
     dm::CommunicationPipeManager* manager = startManager(setup);
-    const NotificationTaker taker(manager->getPipe(pipeName(0).c_str()));
+    dm::CommunicationPipe* const pipe = manager->getPipe(pipeName(0).c_str());
+    PipeThread taker([pipe] { return takeNotification(pipe); });
+    pipe->setNotifyCallback(taker.callback());
     announce(manager);
     zu::Event::create().wait(); // never raised
 }

@@ -1,94 +1,12 @@
-#include "bench/contenders/Contenders.h"
-
-#include <algorithm>
-#include <cstring>
-#include <stdexcept>
-#include <zmq.h>
+#include "bench/contenders/ZeroMqSocket.h"
 
 namespace bench {
 namespace {
 
-void check(int result, const char* what)
-{
-    if (result < 0)
-        throw std::runtime_error(std::string(what) + ": " + zmq_strerror(zmq_errno()));
-}
-
-class Context
-{
-public:
-    Context()
-        : context(zmq_ctx_new())
-    {
-    }
-    ~Context() { zmq_ctx_term(context); }
-    Context(const Context&) = delete;
-    Context& operator=(const Context&) = delete;
-    void* get() const { return context; }
-
-private:
-    void* context;
-};
-
-class Socket
-{
-public:
-    Socket(const Context& context, int type)
-        : socket(zmq_socket(context.get(), type))
-    {
-        if (socket == nullptr)
-            throw std::runtime_error("zmq_socket");
-        const int linger = 0;
-        zmq_setsockopt(socket, ZMQ_LINGER, &linger, sizeof linger);
-    }
-    ~Socket() { zmq_close(socket); }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-
-    void connect(uint16_t port)
-    {
-        const std::string address = "tcp://127.0.0.1:" + std::to_string(port);
-        check(zmq_connect(socket, address.c_str()), "zmq_connect");
-    }
-
-    unsigned bind()
-    {
-        check(zmq_bind(socket, "tcp://127.0.0.1:*"), "zmq_bind");
-        char address[64];
-        size_t length = sizeof address;
-        check(zmq_getsockopt(socket, ZMQ_LAST_ENDPOINT, address, &length), "ZMQ_LAST_ENDPOINT");
-        return static_cast<unsigned>(std::stoul(std::strrchr(address, ':') + 1));
-    }
-
-    /// Sends a copy of the bytes, as an interface does that lends them only for the call.
-    void send(const void* data, size_t size, int flags = 0)
-    {
-        zmq_msg_t message;
-        check(zmq_msg_init_size(&message, size), "zmq_msg_init_size");
-        std::memcpy(zmq_msg_data(&message), data, size);
-        check(zmq_msg_send(&message, socket, flags), "zmq_msg_send");
-    }
-
-    /// Receives a message and copies it out; returns its size.
-    size_t receive(std::span<char> to)
-    {
-        zmq_msg_t message;
-        zmq_msg_init(&message);
-        check(zmq_msg_recv(&message, socket, 0), "zmq_msg_recv");
-        const size_t size = zmq_msg_size(&message);
-        std::memcpy(to.data(), zmq_msg_data(&message), std::min(size, to.size()));
-        zmq_msg_close(&message);
-        return size;
-    }
-
-private:
-    void* socket;
-};
-
 class ZeroMqClient : public Client
 {
 public:
-    ZeroMqClient(const Context& context, int type, uint16_t port)
+    ZeroMqClient(const ZeroMqContext& context, int type, uint16_t port)
         : socket(context, type)
     {
         socket.connect(port);
@@ -102,7 +20,7 @@ public:
     }
 
 private:
-    Socket socket;
+    ZeroMqSocket socket;
 };
 
 class ZeroMqConnection : public Connection
@@ -120,7 +38,7 @@ public:
     }
 
 private:
-    Context context;
+    ZeroMqContext context;
     int type;
     uint16_t port;
 };
@@ -128,8 +46,8 @@ private:
 void serveReply(const Setup& setup)
 {
     const std::vector<char> answer(setup.answerBytes, 'a');
-    const Context context;
-    Socket socket(context, ZMQ_REP);
+    const ZeroMqContext context;
+    ZeroMqSocket socket(context, ZMQ_REP);
     announcePort(socket.bind());
     for (char request[kSmallBytes];;) {
         socket.receive(request);
@@ -139,8 +57,8 @@ void serveReply(const Setup& setup)
 
 void serveRouter(const Setup&)
 {
-    const Context context;
-    Socket socket(context, ZMQ_ROUTER);
+    const ZeroMqContext context;
+    ZeroMqSocket socket(context, ZMQ_ROUTER);
     announcePort(socket.bind());
     char identity[256];
     char request[kSmallBytes];
@@ -186,16 +104,16 @@ public:
     }
 
 private:
-    Context context;
-    Socket control;
-    Socket push;
+    ZeroMqContext context;
+    ZeroMqSocket control;
+    ZeroMqSocket push;
 };
 
 void servePull(const Setup&)
 {
-    const Context context;
-    Socket control(context, ZMQ_REP);
-    Socket pull(context, ZMQ_PULL);
+    const ZeroMqContext context;
+    ZeroMqSocket control(context, ZMQ_REP);
+    ZeroMqSocket pull(context, ZMQ_PULL);
     const std::string dataPort = std::to_string(pull.bind());
     announcePort(control.bind());
     char message[kSmallBytes];

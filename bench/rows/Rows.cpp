@@ -4,9 +4,10 @@ namespace bench {
 
 std::vector<Row> allRows()
 {
-    return {roundTripRow(),      blockingRoundTripRow(), manyThreadsRow(),
-            mediumResponseRow(), largeResponseRow(),     notificationRow(),
-            idleServerRow(),     idleConnectionsRow(),   systemCallsRow()};
+    return {roundTripRow(),     blockingRoundTripRow(), manyThreadsRow(), mediumResponseRow(),
+            largeResponseRow(), notificationRow(),      idleServerRow(),  idleConnectionsRow(),
+            systemCallsRow(),   smallFanOutRow(),       largeFanOutRow(), hubForwardRow(),
+            hubMeshRow(),       idleHubRow(),           jobsRow()};
 }
 
 } // namespace bench

@@ -14,5 +14,11 @@ Row notificationRow();
 Row idleServerRow();
 Row idleConnectionsRow();
 Row systemCallsRow();
+Row smallFanOutRow();
+Row largeFanOutRow();
+Row hubForwardRow();
+Row hubMeshRow();
+Row idleHubRow();
+Row jobsRow();
 
 } // namespace bench

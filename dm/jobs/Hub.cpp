@@ -201,7 +201,8 @@ void Hub::pipeCreateCallback(const Link& link, Manager& manager, CommunicationPi
         {context, [](void* self, CommunicationPipe* requested) {
              withHub(self, [&](Hub& hub, const Link&) { hub.pipeRequestCallback(*requested); });
          }});
-    for (const Member& member : *snapshot()) {
+    const std::shared_ptr<const Members> members = snapshot();
+    for (const Member& member : *members) {
         const Gate::Pass pass(*member.gate);
         if (pass)
             member.manager->getPipe(pipe.getName());
@@ -215,10 +216,11 @@ void Hub::pipeCreateCallback(const Link& link, Manager& manager, CommunicationPi
 void Hub::pipeNotificationCallback(CommunicationPipe& pipe)
 {
     auto& source = static_cast<NetCommunicationPipe&>(pipe);
+    const std::shared_ptr<const Members> members = snapshot();
+    const uint32 id = source.getManager()->getID();
     zu::InplaceString<128> text;
     while (source.takeNotify(text, nullptr)) {
-        const uint32 id = source.getManager()->getID();
-        for (const Member& member : *snapshot()) {
+        for (const Member& member : *members) {
             const Gate::Pass pass(*member.gate);
             if (!pass)
                 continue;
@@ -271,7 +273,8 @@ const Hub::Member* Hub::findManagerByID(const Members& members, uint32 id,
 void Hub::broadcastNotify(const char* pipeName, const char* text, uint32 id)
 {
     constexpr uint32 kRetryMs = 1;
-    for (const Member& member : *snapshot()) {
+    const std::shared_ptr<const Members> members = snapshot();
+    for (const Member& member : *members) {
         for (;;) {
             {
                 const Gate::Pass pass(*member.gate);

@@ -1,6 +1,7 @@
 #include "tools/dm/ClientSession.h"
 #include "tools/dm/Commands.h"
 #include "tools/dm/CommonOptions.h"
+#include "tools/dm/AnswerBuffer.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/Text.h"
 
@@ -36,6 +37,9 @@ struct Answer
     std::uint32_t connections = 0;
 };
 
+// What a hub hands on of an answer's data.
+constexpr std::uint32_t kMaxHubAnswerBytes = 64 * 1024;
+
 // More belongs into a file: the text is a third longer and has to be held in memory twice.
 constexpr std::uint32_t kMaxInlineBytes = 1024 * 1024;
 
@@ -46,21 +50,15 @@ void check(const CallOptions& options)
                         "TEXT is empty: the other end could not tell it from none");
     if (options.text.size() > dm::CommunicationPipe::kMaxTextBytes)
         throw ToolError(ExitCode::Usage, "TEXT is longer than 256 KiB: send it with --data");
+    if (options.session.isHub && !options.session.member)
+        throw ToolError(ExitCode::Usage, "a request goes to one member of the hub: say which with "
+                                         "--member N, as in --hub --member 0");
+    if (options.session.isHub && !options.dataPath.empty())
+        throw ToolError(ExitCode::Usage,
+                        "a hub does not forward a request's data: leave --data out with --hub");
     if (options.format == Format::Json && options.outPath == "-")
         throw ToolError(ExitCode::Usage,
                         "--format json and --out - both write to standard output: choose a file");
-}
-
-// Room for any answer; memory is taken only as bytes arrive. A system that does not lend so much
-// on credit gets asked for less.
-zu::ZeroedBuffer allocateForAnyAnswer()
-{
-    for (std::uint64_t size = kMaxDataBytes; size >= kMaxInlineBytes; size /= 2) {
-        zu::ZeroedBuffer buffer = zu::ZeroedBuffer::tryAllocate(size);
-        if (buffer.data() != nullptr)
-            return buffer;
-    }
-    throw std::bad_alloc();
 }
 
 Answer ask(const CallOptions& options, const std::vector<char>& data)
@@ -75,7 +73,8 @@ Answer ask(const CallOptions& options, const std::vector<char>& data)
     const auto start = std::chrono::steady_clock::now();
     session.run([&](dm::CommunicationPipe& pipe) {
         answer.text = toStdString(pipe.sendRequest(
-            options.text.c_str(), options.value, answer.data.data(),
+            options.text.c_str(), options.session.member.value_or(options.value),
+            answer.data.data(),
             static_cast<std::uint32_t>(answer.data.size()), &answer.size,
             data.empty() ? nullptr : data.data(), static_cast<std::uint32_t>(data.size())));
     });
@@ -96,6 +95,20 @@ void checkFits(const CallOptions& options, const Answer& answer)
     if (options.format == Format::Json)
         throw ToolError(ExitCode::File, "the answer's " + describeSize(answer.size) +
                                             " are too much for JSON: use --out FILE");
+}
+
+// What a hub cannot tell apart, and does not tell, the person should know.
+void warnAboutHubAnswer(const SessionOptions& session, const Answer& answer)
+{
+    if (!session.isHub)
+        return;
+    if (answer.size == kMaxHubAnswerBytes)
+        std::fprintf(stderr, "dm: the answer's data may be cut: a hub hands on 64 KiB of it\n");
+    if (answer.text.empty() && answer.size == 0)
+        std::fprintf(stderr,
+                     "dm: the answer is empty: so member %u answered, or it has left or was never "
+                     "there\n",
+                     *session.member);
 }
 
 void printJson(const CallOptions& options, const Answer& answer)
@@ -143,6 +156,7 @@ ExitCode call(const CallOptions& options)
         out->write(answer.data.data(), answer.size);
         out->commit();
     }
+    warnAboutHubAnswer(options.session, answer);
     if (options.format == Format::Json)
         printJson(options, answer);
     else
@@ -159,14 +173,22 @@ void addCallCommand(CLI::App& app, Action& action)
         app.add_subcommand("call", "Sends a request and prints the answer's text.");
     addSessionOptions(*command, options->session);
     command->add_option("TEXT", options->text, "The request's text")->required();
-    command->add_option("--value", options->value, "A number handed over with the text");
+    CLI::Option* const value =
+        command->add_option("--value", options->value, "A number handed over with the text");
+    addHubOptions(*command, options->session, "The member that the hub hands the request to");
+    command->get_option("--member")->excludes(value);
     command->add_option("--data", options->dataPath, "Sends the bytes of this file, - for stdin");
     command->add_option("--out", options->outPath,
                         "Writes the answer's data to this file, - for stdout");
     addFormatOption(*command, options->format);
     addProgressOption(*command, options->session.progress);
     command->footer("The answer's data is shown by --out only, and in JSON up to 1 MiB as base64.\n"
-                    "The file is written whole or not at all.\n\n" +
+                    "The file is written whole or not at all.\n\n"
+                    "A hub hands on the request's text, but no data with it, and at most 64 KiB of\n"
+                    "the answer's data. It answers \"\" for a member that is not there.\n\n"
+                    "Examples:\n"
+                    "  dm call 127.0.0.1:3500 assets \"read hero.mesh\" --out hero.mesh\n"
+                    "  dm call 127.0.0.1:5000 assets \"which level?\" --hub --member 0\n\n" +
                     std::string(kExitCodeHelp));
     command->callback([options, &action] { action = [options] { return call(*options); }; });
 }

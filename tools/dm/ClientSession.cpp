@@ -109,7 +109,10 @@ void ClientSession::look()
 
 void ClientSession::noticeConnection(const dm::ConnectionStatus& now)
 {
-    const bool isLost = milestone >= Welcomed && now.state != dm::ConnectionStatus::Connected;
+    // A hub greets, lets go and greets again elsewhere: what counts there is the pipe.
+    const bool isLost = options.isHub
+                            ? milestone >= Attached && !pipe->isConnected()
+                            : milestone >= Welcomed && now.state != dm::ConnectionStatus::Connected;
     if (isLost == lossNoticed)
         return;
     lossNoticed = isLost;

@@ -8,7 +8,9 @@
 #include <zul/Interrupt.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace tool {
@@ -19,6 +21,8 @@ struct SessionOptions
     std::string pipeName;
     std::chrono::milliseconds timeout{5000};
     ProgressMeter::Mode progress = ProgressMeter::Mode::Automatic;
+    bool isHub = false;                 // the address is a hub's
+    std::optional<std::uint32_t> member; // of the hub
 };
 
 /// One pipe to one program, for a command that must never hang.

@@ -17,6 +17,8 @@ using Action = std::function<ExitCode()>;
 void addCallCommand(CLI::App& app, Action& action);
 void addNotifyCommand(CLI::App& app, Action& action);
 void addListenCommand(CLI::App& app, Action& action);
+void addHubCommand(CLI::App& app, Action& action);
+void addRunCommand(CLI::App& app, Action& action);
 void addPipesCommand(CLI::App& app, Action& action);
 
 } // namespace tool

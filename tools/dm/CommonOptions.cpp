@@ -25,6 +25,17 @@ void addSessionOptions(CLI::App& command, SessionOptions& options)
         ->default_str("5s");
 }
 
+void addHubOptions(CLI::App& command, SessionOptions& options, const char* memberHelp)
+{
+    CLI::Option* const hub = command.add_flag(
+        "--hub", options.isHub, "ADDRESS is a hub's: joins it as a member for as long as it takes");
+    command
+        .add_option_function<std::uint32_t>(
+            "--member", [&options](const std::uint32_t& number) { options.member = number; },
+            memberHelp)
+        ->needs(hub);
+}
+
 void addFormatOption(CLI::App& command, Format& format)
 {
     command

@@ -13,6 +13,9 @@ namespace tool {
 /// ADDRESS, PIPE and --timeout.
 void addSessionOptions(CLI::App& command, SessionOptions& options);
 
+/// --hub and --member, the latter for what `memberHelp` says.
+void addHubOptions(CLI::App& command, SessionOptions& options, const char* memberHelp);
+
 /// --format text|json
 void addFormatOption(CLI::App& command, Format& format);
 

@@ -1,18 +1,20 @@
 #include "tools/dm/Answers.h"
 #include "tools/dm/Commands.h"
 #include "tools/dm/CommonOptions.h"
+#include "tools/dm/ConnectionWatch.h"
 #include "tools/dm/Files.h"
+#include "tools/dm/Listening.h"
 #include "tools/dm/PipeService.h"
 #include "tools/dm/Text.h"
 
 #include <zul/Interrupt.h>
-#include <zul/Listener.h>
-#include <zul/Terminal.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace tool {
 
@@ -28,6 +30,7 @@ constexpr int kFlushRounds = 50;
 struct ListenOptions
 {
     int port = 0;
+    std::optional<Address> hub; // to be a member of, instead of listening
     std::string pipeName;
     AnswerOptions answers;
     unsigned long count = 0;
@@ -43,13 +46,12 @@ public:
     {
     }
 
-    void listening(const std::string& address, int port) const
+    void joined(const Address& hub) const
     {
         if (format == Format::Json)
-            printJsonLine({{"event", "listening"}, {"address", address}, {"port", port}});
+            printJsonLine({{"event", "joined"}, {"address", hub.host}, {"port", hub.port}});
         else
-            std::fprintf(stderr, "dm: listening on %s\n",
-                         Address{address, port}.toString().c_str());
+            std::fprintf(stderr, "dm: member of the hub at %s\n", hub.toString().c_str());
     }
 
     void notified(const Notification& notification) const
@@ -105,6 +107,31 @@ void flush()
             return;
 }
 
+bool serveClients(const ListenOptions& options, PipeService& service)
+{
+    dm::CommunicationPipeManager* const manager =
+        dm::initCommunicationManagerAsServer(kManagerName, options.port, 1, false);
+    requireListening(kManagerName, options.port);
+    service.open(*manager, options.pipeName.c_str());
+    dm::uint32 port = 0;
+    manager->getHost(&port);
+    announceListening(options.format, static_cast<int>(port));
+    return service.run(options.count);
+}
+
+bool serveMember(const ListenOptions& options, const EventPrinter& printer, PipeService& service)
+{
+    const Address& hub = *options.hub;
+    // It learns the address last: whoever is in the hub already may have something to say at once.
+    dm::CommunicationPipeManager* const manager =
+        dm::initCommunicationManagerAsClient(kManagerName, "", hub.port);
+    service.open(*manager, options.pipeName.c_str());
+    ConnectionWatch watch(kManagerName, *manager->getPipe(options.pipeName.c_str()), hub,
+                          [&] { printer.joined(hub); });
+    manager->setHost(hub.host.c_str(), static_cast<dm::uint32>(hub.port));
+    return service.run(options.count, [&] { watch.look(); });
+}
+
 ExitCode listen(const ListenOptions& options)
 {
     if (!options.answers.filePath.empty())
@@ -118,22 +145,38 @@ ExitCode listen(const ListenOptions& options)
                              return makeReply(options.answers, request);
                          }});
     const ManagerGuard guard;
-    dm::CommunicationPipeManager* const manager =
-        dm::initCommunicationManagerAsServer(kManagerName, options.port, 1, false);
-    const dm::ConnectionStatus status = dm::getConnectionStatus(kManagerName);
-    if (status.state != dm::ConnectionStatus::Connected)
-        throw ToolError(ExitCode::CannotConnect,
-                        "cannot listen on port " + std::to_string(options.port) + " (" +
-                            toStdString(status.lastFailure) +
-                            "): end what uses it, or choose another, or 0 for any free one");
-    service.open(*manager, options.pipeName.c_str());
-    dm::uint32 port = 0;
-    manager->getHost(&port);
-    printer.listening(toStdString(net::getListenAddress()), static_cast<int>(port));
-    if (!service.run(options.count))
+    const bool hasEnded = options.hub ? serveMember(options, printer, service)
+                                      : serveClients(options, service);
+    if (!hasEnded)
         throw ToolError(ExitCode::Interrupted, "interrupted");
     flush();
     return ExitCode::Ok;
+}
+
+// The words of the command line: PORT PIPE, or with --hub PIPE.
+struct Words
+{
+    std::string first;
+    std::string second;
+};
+
+void takeWords(const Words& words, ListenOptions& options)
+{
+    if (options.hub) {
+        if (!words.second.empty())
+            throw ToolError(ExitCode::Usage, "with --hub give the pipe's name alone: a member "
+                                             "does not listen on a port");
+        options.pipeName = words.first;
+        return;
+    }
+    if (words.second.empty())
+        throw ToolError(ExitCode::Usage, "PIPE is missing: give PORT and PIPE, or --hub and PIPE");
+    const char* const end = words.first.data() + words.first.size();
+    const auto [stop, error] = std::from_chars(words.first.data(), end, options.port);
+    if (error != std::errc() || stop != end || options.port < 0 || options.port > 65535)
+        throw ToolError(ExitCode::Usage, "'" + words.first +
+                                             "' is no port: give a number from 0 to 65535");
+    options.pipeName = words.second;
 }
 
 } // namespace
@@ -141,12 +184,18 @@ ExitCode listen(const ListenOptions& options)
 void addListenCommand(CLI::App& app, Action& action)
 {
     auto options = std::make_shared<ListenOptions>();
+    auto words = std::make_shared<Words>();
     CLI::App* const command = app.add_subcommand(
         "listen", "Serves a pipe: prints what arrives and answers the requests.");
-    command->add_option("PORT", options->port, "The port to listen on, 0 for any free one")
-        ->required()
-        ->check(CLI::Range(0, 65535));
-    command->add_option("PIPE", options->pipeName, "The pipe's name")->required();
+    command
+        ->add_option("PORT", words->first,
+                     "The port to listen on, 0 for any free one; left out with --hub")
+        ->required();
+    command->add_option("PIPE", words->second, "The pipe's name");
+    command->add_option_function<std::string>(
+        "--hub", [options](const std::string& text) { options->hub = parseAddress(text); },
+        "HOST:PORT of a hub: joins it as a member and serves the pipe there;\n"
+        "waits for it when it is not there, also later");
     CLI::Option_group* const answers = command->add_option_group("Answer");
     answers->require_option(0, 1);
     answers->add_option("--answer", options->answers.text, "Answers with this text");
@@ -162,9 +211,13 @@ void addListenCommand(CLI::App& app, Action& action)
     command->footer(
         "Listens on the loopback address, for this machine only. ZUL_LISTEN_ADDRESS=0.0.0.0 opens\n"
         "it to the network: pipes are neither authenticated nor encrypted.\n"
-        "Without an answer option, requests are answered with an empty text.\n\n" +
+        "Without an answer option, requests are answered with an empty text.\n\n"
+        "Examples:\n"
+        "  dm listen 3500 build --answer yes\n"
+        "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no PORT\n\n" +
         std::string(kExitCodeHelp));
-    command->callback([options, &action] {
+    command->callback([options, words, &action] {
+        takeWords(*words, *options);
         options->answers.pipeName = options->pipeName;
         action = [options] { return listen(*options); };
     });

@@ -33,6 +33,7 @@ void PipeService::listenTo(void* context, dm::CommunicationPipeManager*,
 {
     created->setConnectionCallback({context, [](void* service, dm::CommunicationPipe*) {
                                         static_cast<PipeService*>(service)->forgetRequests();
+                                        zu::Interrupt::get().notify();
                                     }});
     created->setNotifyCallback({context, [](void* service, dm::CommunicationPipe*) {
                                     static_cast<PipeService*>(service)->note(Event::Notification);
@@ -59,17 +60,17 @@ void PipeService::forgetRequests()
     std::erase(arrived, Event::Request);
 }
 
-bool PipeService::run(unsigned long limit)
+bool PipeService::run(unsigned long limit, const std::function<void()>& look)
 {
-    constexpr zu::u32 kLongMs = 60 * 1000;
+    constexpr zu::u32 kLookMs = 100;
     zu::Interrupt& interrupt = zu::Interrupt::get();
     std::thread worker([&] { serve(limit); });
     const auto isServing = [this] {
         const std::lock_guard lock(mutex);
         return !hasEnded;
     };
-    while (isServing() && !interrupt.waitFor(kLongMs)) {
-    }
+    while (isServing() && !interrupt.waitFor(kLookMs))
+        look();
     const bool isInterrupted = isServing();
     if (isInterrupted)
         awaitEnd();

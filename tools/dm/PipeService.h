@@ -59,9 +59,11 @@ public:
     /// Handles `limit` events, or 0 for any number, until the program is interrupted. False when
     /// it was. Rethrows what a handler throws.
     ///
+    ///   look   called on the calling thread now and then, and soon after each new connection.
+    ///
     /// The work is done on a thread of its own, because an answer that its asker does not read
     /// holds that thread for as long as it likes. An interrupt then ends the process.
-    bool run(unsigned long limit);
+    bool run(unsigned long limit, const std::function<void()>& look = [] {});
 
 private:
     enum class Event

@@ -29,6 +29,8 @@ ExitCode run(int argc, char** argv)
     tool::addCallCommand(app, action);
     tool::addNotifyCommand(app, action);
     tool::addListenCommand(app, action);
+    tool::addHubCommand(app, action);
+    tool::addRunCommand(app, action);
     tool::addPipesCommand(app, action);
     try {
         app.parse(argc, argv);

@@ -2,32 +2,490 @@
 #include "support/PipeFixture.h"
 
 #include <dm/jobs.h>
+#include <zul/Listener.h>
+#include <zul/NamedMutex.h>
+
+#include <array>
+#include <deque>
+#include <mutex>
+#include <random>
+#include <set>
 
 using namespace support;
 
 namespace {
 
+std::mutex s_logLock;
+std::vector<std::string> s_logLines; // under s_logLock
+
+void keepLogLine(const char* line)
+{
+    const std::lock_guard guard(s_logLock);
+    s_logLines.push_back(line);
+}
+
+std::vector<std::string> logLines()
+{
+    const std::lock_guard guard(s_logLock);
+    return s_logLines;
+}
+
+using Notified = std::pair<std::string, dm::uint32>;
+
+/// A client of the hub on the pipe "chat" that keeps what it is told.
+class Member
+{
+public:
+    Member(const std::string& memberName, int hubPort)
+        : name(memberName)
+        , client(name.c_str())
+        , pipe(client.getPipe("chat"))
+    {
+        pipe->setNotifyCallback(
+            {this, [](void* self, dm::CommunicationPipe*) { static_cast<Member*>(self)->take(); }});
+        client.connect("127.0.0.1", hubPort);
+    }
+    ~Member() { leave(); }
+
+    void waitJoined() { client.waitPipeToConnect("chat"); }
+
+    void leave() { dm::deinitCommunicationManager(name.c_str()); }
+
+    bool waitNotified(size_t count)
+    {
+        return waitUntil([&] {
+            const std::lock_guard guard(lock);
+            return taken.size() >= count;
+        });
+    }
+
+    std::vector<Notified> notified()
+    {
+        const std::lock_guard guard(lock);
+        return taken;
+    }
+
+    const std::string name;
+    dm::Client client;
+    dm::CommunicationPipe* const pipe;
+
+private:
+    void take()
+    {
+        dm::uint32 value = 0;
+        const std::string text = toString(pipe->receiveNotify(&value));
+        const std::lock_guard guard(lock);
+        taken.emplace_back(text, value);
+    }
+
+    std::mutex lock;
+    std::vector<Notified> taken; // under lock
+};
+
 class Hub : public PipeFixture
 {
 protected:
-    static dm::Client join(const char* name, const dm::BroadcastServer& hub, const char* pipe)
+    Hub()
     {
-        dm::Client client(name);
-        client.connect("127.0.0.1", hub.getPort());
-        client.waitPipeToConnect(pipe);
-        return client;
+        s_logLines.clear();
+        dm::setLogSink(keepLogLine);
+        hub = std::make_unique<dm::BroadcastServer>("hub", 0);
+    }
+    ~Hub() override
+    {
+        members.clear();
+        dm::deinitCommunicationManagers();
+        hub.reset();
+        dm::setLogSink(nullptr);
+    }
+
+    /// Makes it so many members, all at once; each then stands at its member number.
+    void joinMany(size_t count)
+    {
+        const size_t before = members.size();
+        while (members.size() < count)
+            members.push_back(std::make_unique<Member>("member" + std::to_string(members.size()),
+                                                       hub->getPort()));
+        for (size_t index = before; index < count; ++index)
+            members[index]->waitJoined();
+        for (size_t number = before; number < count; ++number) {
+            const std::string manager = "hubc" + std::to_string(number);
+            const std::string joined =
+                dm::getCommunicationPipeManager(manager.c_str())->getRemoteName();
+            std::swap(members[number],
+                      *std::find_if(members.begin(), members.end(),
+                                    [&](auto& member) { return member->name == joined; }));
+        }
+    }
+
+    Member& member(size_t number) { return *members[number]; }
+
+    Member& join()
+    {
+        joinMany(members.size() + 1);
+        return *members.back();
+    }
+
+    std::unique_ptr<dm::BroadcastServer> hub;
+    std::vector<std::unique_ptr<Member>> members;
+};
+
+/// Answers when told to.
+struct SlowAnswer
+{
+    std::promise<void> asked;
+    std::promise<void> mayAnswer;
+
+    Answer operator()(const std::string& text, const std::string&)
+    {
+        asked.set_value();
+        mayAnswer.get_future().wait();
+        return {text + " at last"};
     }
 };
 
 } // namespace
 
-TEST_F(Hub, ForwardsARequestAndItsAnswer)
+TEST_F(Hub, GivesEachClientAManagerAndAPortOfItsOwn)
 {
-    dm::BroadcastServer hub("hub", 0);
-    dm::Client first = join("first", hub, "chat");
-    dm::Client second = join("second", hub, "chat");
-    Responder responder(second.getPipe("chat"));
-    const Answer answer = ask(first.getPipe("chat"), "hello", "", 1, 100);
-    EXPECT_EQ(answer.text, "hello");
+    std::mt19937 random(std::random_device{}());
+    for (;;) { // until three ports in a row were free
+        const int port = std::uniform_int_distribution(20000, 32000)(random);
+        const std::string name = "numbered" + std::to_string(port);
+        dm::BroadcastServer numbered(name.c_str(), port);
+        if (dm::getConnectionStatus(name.c_str()).state != dm::ConnectionStatus::Connected)
+            continue;
+        Member first("first", port);
+        first.waitJoined();
+        Member second("second", port);
+        second.waitJoined();
+        dm::CommunicationPipeManager* const c0 =
+            dm::getCommunicationPipeManager((name + "c0").c_str());
+        dm::CommunicationPipeManager* const c1 =
+            dm::getCommunicationPipeManager((name + "c1").c_str());
+        ASSERT_NE(c0, nullptr);
+        ASSERT_NE(c1, nullptr);
+        EXPECT_EQ(c0->getID(), 0u);
+        EXPECT_EQ(c1->getID(), 1u);
+        EXPECT_STREQ(c0->getRemoteName(), "first");
+        EXPECT_STREQ(c1->getRemoteName(), "second");
+        const int ports[] = {static_cast<int>(portOf(c0)), static_cast<int>(portOf(c1))};
+        first.leave();
+        second.leave();
+        dm::deinitCommunicationManager((name + "c0").c_str());
+        dm::deinitCommunicationManager((name + "c1").c_str());
+        dm::deinitCommunicationManager(name.c_str());
+        if (ports[0] != port + 1 || ports[1] != port + 2)
+            continue;
+        break;
+    }
+}
+
+TEST_F(Hub, MovesAMemberWhosePortIsTakenToAnother)
+{
+    std::mt19937 random(std::random_device{}());
+    std::unique_ptr<net::Listener> taken;
+    std::unique_ptr<dm::BroadcastServer> second;
+    do {
+        const int port = std::uniform_int_distribution(20000, 32000)(random);
+        dm::deinitCommunicationManager("crowded");
+        second = nullptr;
+        taken = std::make_unique<net::Listener>(port + 1);
+        second = std::make_unique<dm::BroadcastServer>("crowded", port);
+    } while (!taken->isListening() ||
+             dm::getConnectionStatus("crowded").state != dm::ConnectionStatus::Connected);
+    Member moved("moved", second->getPort());
+    moved.waitJoined();
+    EXPECT_STREQ(dm::getCommunicationPipeManager("crowdedc0")->getRemoteName(), "moved");
+    moved.leave();
     dm::deinitCommunicationManagers();
+}
+
+TEST_F(Hub, HandsEachNotificationToEveryOtherMemberOnceWithItsSender)
+{
+    joinMany(4);
+    for (const size_t sender : {2u, 3u, 1u}) {
+        const std::string text = "from " + std::to_string(sender);
+        ASSERT_TRUE(member(sender).pipe->sendNotify(text.c_str(), 99));
+    }
+    const std::array<std::set<Notified>, 4> expected = {{
+        {{"from 1", 1}, {"from 2", 2}, {"from 3", 3}},
+        {{"from 2", 2}, {"from 3", 3}},
+        {{"from 1", 1}, {"from 3", 3}},
+        {{"from 1", 1}, {"from 2", 2}},
+    }};
+    for (size_t index = 0; index < members.size(); ++index)
+        EXPECT_TRUE(
+            waitUntil([&] { return member(index).notified().size() >= expected[index].size(); }));
+    // What came twice, or back, would have come before the answer to a request sent after it.
+    Responder responder(member(0).pipe);
+    for (size_t index = 1; index < members.size(); ++index)
+        ask(member(index).pipe, "flushed?", "", 0);
+    for (size_t index = 0; index < members.size(); ++index) {
+        const std::vector<Notified> got = member(index).notified();
+        EXPECT_EQ(got.size(), expected[index].size());
+        EXPECT_EQ(std::set<Notified>(got.begin(), got.end()), expected[index]);
+    }
+}
+
+TEST_F(Hub, KeepsTheOrderOfManyNotificationsToManyMembers)
+{
+    constexpr size_t kMembers = 64;
+    constexpr size_t kNotifications = 10000;
+    joinMany(kMembers);
+    for (size_t number = 0; number < kNotifications; ++number)
+        ASSERT_TRUE(member(0).pipe->sendNotify(std::to_string(number).c_str(), 0));
+    for (size_t index = 1; index < kMembers; ++index) {
+        ASSERT_TRUE(member(index).waitNotified(kNotifications));
+        const std::vector<Notified> got = member(index).notified();
+        ASSERT_EQ(got.size(), kNotifications);
+        for (size_t number = 0; number < kNotifications; ++number)
+            ASSERT_EQ(got[number].first, std::to_string(number)) << "member " << index;
+    }
+    EXPECT_TRUE(member(0).notified().empty());
+}
+
+TEST_F(Hub, ForwardsRequestsWithTheirTextAndAnswersWithTheirData)
+{
+    joinMany(2);
+    const std::string data = someBytes(0x10000);
+    Responder responder(member(1).pipe, [&](const std::string& text, const std::string& sent) {
+        return Answer{text + "!" + std::to_string(sent.size()), data};
+    });
+    EXPECT_EQ(ask(member(0).pipe, "hello", "", 1, 0x10000), (Answer{"hello!0", data}));
+    // Data of a request stays in the hub; of an answer as much comes back as a hub takes in.
+    Responder larger(member(0).pipe, [](const std::string&, const std::string&) {
+        return Answer{"", someBytes(0x10001)};
+    });
+    const Answer cut = ask(member(1).pipe, "large?", "data", 0, 0x20000);
+    EXPECT_EQ(cut, (Answer{"", someBytes(0x10001).substr(0, 0x10000)}));
+    EXPECT_EQ(cut.size, 0x10000u);
+}
+
+TEST_F(Hub, ForwardsOverlappingRequestsBothWaysEachToItsAsker)
+{
+    joinMany(2);
+    Responder first(member(0).pipe);
+    Responder second(member(1).pipe);
+    std::vector<std::future<void>> askers;
+    for (const size_t asker : {0u, 1u}) {
+        for (int thread = 0; thread < 5; ++thread)
+            askers.push_back(std::async(std::launch::async, [&, asker, thread] {
+                for (int round = 0; round < 10; ++round) {
+                    const std::string text = std::to_string(asker) + "/" + std::to_string(thread) +
+                                             "/" + std::to_string(round);
+                    const auto target = static_cast<dm::uint32>(1 - asker);
+                    EXPECT_EQ(ask(member(asker).pipe, text, "", target).text, text);
+                }
+            }));
+    }
+    for (auto& asker : askers)
+        EXPECT_TRUE(isDone(asker));
+}
+
+TEST_F(Hub, LetsMembersAskEachOtherWhileTheyAnswer)
+{
+    joinMany(2);
+    dm::CommunicationPipe* const back = member(0).client.getPipe("back");
+    dm::CommunicationPipe* const backOfSecond = member(1).client.getPipe("back");
+    member(0).client.waitPipeToConnect("back");
+    member(1).client.waitPipeToConnect("back");
+    Responder first(back, [](const std::string& text, const std::string&) {
+        return Answer{"first knows " + text};
+    });
+    Responder second(member(1).pipe, [&](const std::string& text, const std::string&) {
+        return Answer{"second heard: " + ask(backOfSecond, text, "", 0).text};
+    });
+    for (int round = 0; round < 20; ++round)
+        ASSERT_EQ(ask(member(0).pipe, "it", "", 1).text, "second heard: first knows it");
+}
+
+TEST_F(Hub, SlowMembersHoldUpOnlyThoseWhoAskThem)
+{
+    joinMany(3);
+    SlowAnswer slow;
+    Responder slowResponder(member(2).pipe, std::ref(slow));
+    Responder quick(member(1).pipe);
+    auto waiting =
+        std::async(std::launch::async, [&] { return ask(member(0).pipe, "later", "", 2).text; });
+    slow.asked.get_future().wait();
+    Responder first(member(0).pipe);
+    for (int round = 0; round < 20; ++round)
+        EXPECT_EQ(ask(member(1).pipe, "now", "", 0).text, "now");
+    slow.mayAnswer.set_value();
+    EXPECT_EQ(waiting.get(), "later at last");
+}
+
+TEST_F(Hub, AnswersNothingForMembersThatAreNotOrNoLongerThere)
+{
+    joinMany(3);
+    for (const dm::uint32 number : {3u, 1000u, 0xFFFFFFFFu})
+        EXPECT_EQ(ask(member(0).pipe, "anybody?", "", number), Answer{""});
+
+    auto owed =
+        std::async(std::launch::async, [&] { return ask(member(0).pipe, "you?", "", 1).text; });
+    EXPECT_EQ(takeRequest(member(1).pipe), "you?");
+    member(1).leave();
+    EXPECT_EQ(owed.get(), "");
+    EXPECT_EQ(ask(member(0).pipe, "still gone?", "", 1).text, "");
+    Responder responder(member(2).pipe);
+    EXPECT_EQ(ask(member(0).pipe, "and you?", "", 2).text, "and you?");
+}
+
+TEST_F(Hub, DropsAnswersForAskersThatHaveLeft)
+{
+    joinMany(2);
+    auto asking = std::async(std::launch::async,
+                             [&] { return ask(member(0).pipe, "never mind", "", 1).text; });
+    EXPECT_EQ(takeRequest(member(1).pipe), "never mind");
+    member(0).leave();
+    EXPECT_EQ(asking.get(), "");
+    Member& late = join();
+    auto next =
+        std::async(std::launch::async, [&] { return ask(late.pipe, "me now", "", 1).text; });
+    member(1).pipe->respond("for nobody", nullptr, 0);
+    EXPECT_EQ(takeRequest(member(1).pipe), "me now");
+    member(1).pipe->respond("for you", nullptr, 0);
+    EXPECT_EQ(next.get(), "for you");
+}
+
+TEST_F(Hub, BroadcastWaitsForAMemberWithoutHoldingUpOthers)
+{
+    joinMany(1);
+    auto broadcast = std::async(std::launch::async, [&] { hub->broadcastNotify("news", "extra"); });
+    Member& late = join();
+    Responder responder(member(0).pipe);
+    EXPECT_EQ(ask(late.pipe, "are you held up?", "", 0).text, "are you held up?");
+    EXPECT_FALSE(isDone(broadcast, std::chrono::milliseconds(0)));
+    dm::uint32 value = 0;
+    EXPECT_EQ(takeNotify(member(0).client.getPipe("news"), &value), "extra");
+    EXPECT_EQ(value, 0xFFFFFFFF);
+    EXPECT_TRUE(isDone(broadcast));
+
+    broadcast = std::async(std::launch::async, [&] { hub->broadcastNotify("never opened", ""); });
+    dm::deinitCommunicationManagers();
+    EXPECT_TRUE(isDone(broadcast));
+}
+
+TEST_F(Hub, LogsWhatItDoes)
+{
+    joinMany(2);
+    Responder responder(member(1).pipe);
+    ask(member(0).pipe, "hello", "", 1);
+    const std::vector<std::string> lines = logLines();
+    const auto count = [&](const std::string& line) {
+        return std::count(lines.begin(), lines.end(), line);
+    };
+    EXPECT_EQ(count("Server \"hubc0\" was connected by a client\n"), 1);
+    EXPECT_EQ(count("Server \"hubc1\" was connected by a client\n"), 1);
+    EXPECT_EQ(count("Manager \"hubc0\" created a pipe \"chat\"\n"), 1);
+    EXPECT_EQ(count("Manager \"hubc1\" created a pipe \"chat\"\n"), 1);
+    EXPECT_EQ(count("broadcastserver pipeRequestCallback\n"), 1);
+}
+
+TEST_F(Hub, TellsOfMembersThatComeAndGo)
+{
+    struct Told
+    {
+        std::mutex lock;
+        std::vector<std::string> events; // under lock
+
+        size_t count()
+        {
+            const std::lock_guard guard(lock);
+            return events.size();
+        }
+    } told;
+    hub->setEventCallback({&told, [](void* context, const dm::HubEvent& event) {
+                               auto& into = *static_cast<Told*>(context);
+                               const std::lock_guard guard(into.lock);
+                               into.events.push_back(std::to_string(event.kind) + " " +
+                                                     std::to_string(event.member) + " " +
+                                                     event.memberName + " " + event.address + " " +
+                                                     event.pipeName);
+                           }});
+    join();
+    ASSERT_TRUE(waitUntil([&] { return told.count() == 2; }));
+    member(0).leave();
+    ASSERT_TRUE(waitUntil([&] { return told.count() == 3; }));
+    hub->setEventCallback({});
+    join();
+    EXPECT_EQ(told.events,
+              (std::vector<std::string>{"0 0  127.0.0.1 ", "1 0 member0 127.0.0.1 chat",
+                                        "2 0 member0 127.0.0.1 "}));
+}
+
+TEST_F(Hub, RelaysBetweenItsMembersAndAServerItJoined)
+{
+    dm::Server server("server", 0);
+    dm::CommunicationPipe* const pipe = server.getPipe("chat");
+    hub->connect(&server);
+    Member other("other", hub->getPort());
+    other.waitJoined();
+    waitConnected(pipe);
+    ASSERT_TRUE(other.pipe->sendNotify("to the server", 0));
+    EXPECT_EQ(takeNotify(pipe), "to the server");
+    ASSERT_TRUE(pipe->sendNotify("from the server", 0));
+    EXPECT_TRUE(other.waitNotified(1));
+    Responder responder(pipe);
+    EXPECT_EQ(ask(other.pipe, "server?", "", 0).text, "server?");
+    other.leave();
+    dm::deinitCommunicationManagers(); // before the server's job manager goes
+}
+
+TEST_F(Hub, WaitsUntilTheProcessesHaveComeAndGone)
+{
+    auto wait = std::async(std::launch::async, [&] { hub->waitOnProccesses(); });
+    EXPECT_FALSE(isDone(wait, std::chrono::milliseconds(100)));
+    {
+        const zu::NamedMutex process("hub_refcount");
+        EXPECT_FALSE(isDone(wait, std::chrono::milliseconds(100)));
+    }
+    EXPECT_TRUE(isDone(wait));
+    hub->waitOnProccesses(); // they have been seen before
+
+    dm::BroadcastServer other("unseen", 0);
+    wait = std::async(std::launch::async, [&] { other.waitOnProccesses(); });
+    other.stopWaiting();
+    EXPECT_TRUE(isDone(wait));
+}
+
+TEST_F(Hub, MayGoBeforeItsManagersWithRequestsUnderWay)
+{
+    joinMany(3);
+    SlowAnswer slow;
+    Responder responder(member(1).pipe, std::ref(slow));
+    auto asking =
+        std::async(std::launch::async, [&] { return ask(member(0).pipe, "late", "", 1).text; });
+    slow.asked.get_future().wait();
+    hub.reset();
+    EXPECT_EQ(asking.get(), "");
+    slow.mayAnswer.set_value();
+    ASSERT_TRUE(member(0).pipe->sendNotify("nobody relays this", 0));
+    auto unanswered =
+        std::async(std::launch::async, [&] { return ask(member(0).pipe, "hub?", "", 2).text; });
+    Member orphan("orphan", static_cast<int>(portOf(dm::getCommunicationPipeManager("hub"))));
+    orphan.waitJoined(); // served by the main manager, for want of a hub
+    member(0).leave();
+    EXPECT_EQ(unanswered.get(), "");
+}
+
+TEST_F(Hub, EndsWhileClientsAreConnecting)
+{
+    for (int round = 0; round < 3; ++round) {
+        dm::BroadcastServer busy("busy", 0);
+        std::atomic<int> made{0};
+        std::thread connecting([&] {
+            for (int number = 0; number < 30; ++number, ++made) {
+                const std::string name = "client" + std::to_string(number);
+                dm::initCommunicationManagerAsClient(name.c_str(), "127.0.0.1", busy.getPort())
+                    ->getPipe("chat");
+            }
+        });
+        while (made < 10 * round)
+            std::this_thread::yield();
+        dm::deinitCommunicationManager("busy");
+        connecting.join();
+        dm::deinitCommunicationManagers();
+    }
 }
