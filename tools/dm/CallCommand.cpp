@@ -1,7 +1,7 @@
+#include "tools/dm/AnswerBuffer.h"
 #include "tools/dm/ClientSession.h"
 #include "tools/dm/Commands.h"
 #include "tools/dm/CommonOptions.h"
-#include "tools/dm/AnswerBuffer.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/Text.h"
 
@@ -74,8 +74,7 @@ Answer ask(const CallOptions& options, const std::vector<char>& data)
     session.run([&](dm::CommunicationPipe& pipe) {
         answer.text = toStdString(pipe.sendRequest(
             options.text.c_str(), options.session.member.value_or(options.value),
-            answer.data.data(),
-            static_cast<std::uint32_t>(answer.data.size()), &answer.size,
+            answer.data.data(), static_cast<std::uint32_t>(answer.data.size()), &answer.size,
             data.empty() ? nullptr : data.data(), static_cast<std::uint32_t>(data.size())));
     });
     answer.seconds =
@@ -182,14 +181,15 @@ void addCallCommand(CLI::App& app, Action& action)
                         "Writes the answer's data to this file, - for stdout");
     addFormatOption(*command, options->format);
     addProgressOption(*command, options->session.progress);
-    command->footer("The answer's data is shown by --out only, and in JSON up to 1 MiB as base64.\n"
-                    "The file is written whole or not at all.\n\n"
-                    "A hub hands on the request's text, but no data with it, and at most 64 KiB of\n"
-                    "the answer's data. It answers \"\" for a member that is not there.\n\n"
-                    "Examples:\n"
-                    "  dm call 127.0.0.1:3500 assets \"read hero.mesh\" --out hero.mesh\n"
-                    "  dm call 127.0.0.1:5000 assets \"which level?\" --hub --member 0\n\n" +
-                    std::string(kExitCodeHelp));
+    command->footer(
+        "The answer's data is shown by --out only, and in JSON up to 1 MiB as base64.\n"
+        "The file is written whole or not at all.\n\n"
+        "A hub hands on the request's text, but no data with it, and at most 64 KiB of\n"
+        "the answer's data. It answers \"\" for a member that is not there.\n\n"
+        "Examples:\n"
+        "  dm call 127.0.0.1:3500 assets \"read hero.mesh\" --out hero.mesh\n"
+        "  dm call 127.0.0.1:5000 assets \"which level?\" --hub --member 0\n\n" +
+        std::string(kExitCodeHelp));
     command->callback([options, &action] { action = [options] { return call(*options); }; });
 }
 

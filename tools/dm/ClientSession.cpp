@@ -1,5 +1,6 @@
 #include "tools/dm/ClientSession.h"
 
+#include "tools/dm/ConnectionWatch.h"
 #include "tools/dm/ExitCode.h"
 #include "tools/dm/Text.h"
 
@@ -92,12 +93,7 @@ void ClientSession::look()
     if (interrupt.isRaised())
         throw ToolError(ExitCode::Interrupted, "interrupted");
     const dm::ConnectionStatus now = status();
-    if (now.protocolVersion != 0 && now.protocolVersion != dm::kPipeProtocolVersion)
-        throw ToolError(ExitCode::VersionMismatch, destination + " speaks version " +
-                                                       std::to_string(now.protocolVersion) +
-                                                       " of the pipe protocol, this tool version " +
-                                                       std::to_string(dm::kPipeProtocolVersion) +
-                                                       ": use the dm that came with that program");
+    requireOwnVersion(now, destination);
     noticeConnection(now);
     const dm::TransferProgress progress = dm::getTransferProgress(pipe);
     const auto time = InactivityClock::Clock::now();

@@ -21,7 +21,7 @@ struct SessionOptions
     std::string pipeName;
     std::chrono::milliseconds timeout{5000};
     ProgressMeter::Mode progress = ProgressMeter::Mode::Automatic;
-    bool isHub = false;                 // the address is a hub's
+    bool isHub = false;                  // the address is a hub's
     std::optional<std::uint32_t> member; // of the hub
 };
 

@@ -126,7 +126,7 @@ bool serveMember(const ListenOptions& options, const EventPrinter& printer, Pipe
     dm::CommunicationPipeManager* const manager =
         dm::initCommunicationManagerAsClient(kManagerName, "", hub.port);
     service.open(*manager, options.pipeName.c_str());
-    ConnectionWatch watch(kManagerName, *manager->getPipe(options.pipeName.c_str()), hub,
+    ConnectionWatch watch(kManagerName, {manager->getPipe(options.pipeName.c_str())}, hub,
                           [&] { printer.joined(hub); });
     manager->setHost(hub.host.c_str(), static_cast<dm::uint32>(hub.port));
     return service.run(options.count, [&] { watch.look(); });
@@ -145,8 +145,8 @@ ExitCode listen(const ListenOptions& options)
                              return makeReply(options.answers, request);
                          }});
     const ManagerGuard guard;
-    const bool hasEnded = options.hub ? serveMember(options, printer, service)
-                                      : serveClients(options, service);
+    const bool hasEnded =
+        options.hub ? serveMember(options, printer, service) : serveClients(options, service);
     if (!hasEnded)
         throw ToolError(ExitCode::Interrupted, "interrupted");
     flush();
@@ -174,8 +174,8 @@ void takeWords(const Words& words, ListenOptions& options)
     const char* const end = words.first.data() + words.first.size();
     const auto [stop, error] = std::from_chars(words.first.data(), end, options.port);
     if (error != std::errc() || stop != end || options.port < 0 || options.port > 65535)
-        throw ToolError(ExitCode::Usage, "'" + words.first +
-                                             "' is no port: give a number from 0 to 65535");
+        throw ToolError(ExitCode::Usage,
+                        "'" + words.first + "' is no port: give a number from 0 to 65535");
     options.pipeName = words.second;
 }
 
@@ -214,7 +214,8 @@ void addListenCommand(CLI::App& app, Action& action)
         "Without an answer option, requests are answered with an empty text.\n\n"
         "Examples:\n"
         "  dm listen 3500 build --answer yes\n"
-        "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no PORT\n\n" +
+        "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no "
+        "PORT\n\n" +
         std::string(kExitCodeHelp));
     command->callback([options, words, &action] {
         takeWords(*words, *options);

@@ -69,12 +69,20 @@ bool PipeService::run(unsigned long limit, const std::function<void()>& look)
         const std::lock_guard lock(mutex);
         return !hasEnded;
     };
-    while (isServing() && !interrupt.waitFor(kLookMs))
-        look();
+    std::exception_ptr lookFailure;
+    try {
+        while (isServing() && !interrupt.waitFor(kLookMs))
+            look();
+    } catch (...) {
+        lookFailure = std::current_exception();
+        interrupt.raise();
+    }
     const bool isInterrupted = isServing();
     if (isInterrupted)
         awaitEnd();
     worker.join();
+    if (lookFailure != nullptr)
+        std::rethrow_exception(lookFailure);
     if (failure != nullptr)
         std::rethrow_exception(failure);
     return !isInterrupted;

@@ -57,13 +57,14 @@ public:
     void open(dm::CommunicationPipeManager& manager, const char* pipeName);
 
     /// Handles `limit` events, or 0 for any number, until the program is interrupted. False when
-    /// it was. Rethrows what a handler throws.
+    /// it was. Rethrows what a handler or `look` throws.
     ///
     ///   look   called on the calling thread now and then, and soon after each new connection.
     ///
     /// The work is done on a thread of its own, because an answer that its asker does not read
     /// holds that thread for as long as it likes. An interrupt then ends the process.
-    bool run(unsigned long limit, const std::function<void()>& look = [] {});
+    bool run(
+        unsigned long limit, const std::function<void()>& look = [] {});
 
 private:
     enum class Event
