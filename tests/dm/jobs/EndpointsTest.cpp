@@ -10,7 +10,6 @@ using namespace support;
 
 namespace {
 
-constexpr const char* kPortVariable = "DM_TEST_PORT";
 constexpr size_t kBulkBytes = 3 << 20;
 
 class Endpoints : public PipeFixture
