@@ -72,7 +72,8 @@ bool PipeService::run(unsigned long limit, const std::function<void()>& look)
     std::exception_ptr lookFailure;
     try {
         while (isServing() && !interrupt.waitFor(kLookMs))
-            look();
+            if (look)
+                look();
     } catch (...) {
         lookFailure = std::current_exception();
         interrupt.raise();

@@ -63,8 +63,7 @@ public:
     ///
     /// The work is done on a thread of its own, because an answer that its asker does not read
     /// holds that thread for as long as it likes. An interrupt then ends the process.
-    bool run(
-        unsigned long limit, const std::function<void()>& look = [] {});
+    bool run(unsigned long limit, const std::function<void()>& look = {});
 
 private:
     enum class Event
