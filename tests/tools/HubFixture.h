@@ -1,0 +1,42 @@
+#pragma once
+
+#include "tools/ToolFixture.h"
+
+#include <zul/NamedMutex.h>
+
+/// A hub in a process of its own, and members in theirs.
+class HubFixture : public ToolFixture
+{
+protected:
+    using Child = std::unique_ptr<ChildProcess>;
+
+    static Child start(const Words& words)
+    {
+        return std::make_unique<ChildProcess>(command(words));
+    }
+
+    /// Starts `dm hub` and learns its address.
+    void startHub(const Words& options = {}, const std::string& port = "0")
+    {
+        hub = start(Words{"hub", port} + options);
+        const std::string line = hub->readErrorLine().value_or("");
+        address = line.substr(line.rfind(' ') + 1);
+        ASSERT_EQ(line, "dm: listening on " + address);
+    }
+
+    /// Starts a `dm listen` that is the hub's next member when this returns.
+    Child join(const std::string& pipe, const Words& options = {})
+    {
+        Child member = start(Words{"listen", "--hub", address, pipe} + options);
+        EXPECT_EQ(member->readErrorLine(), "dm: member of the hub at " + address);
+        return member;
+    }
+
+    void expectEvents(const Words& lines)
+    {
+        for (const std::string& line : lines)
+            EXPECT_EQ(hub->readLine(), line);
+    }
+
+    Child hub;
+};
