@@ -250,7 +250,7 @@ void addHubCommand(CLI::App& app, Action& action)
     command
         ->add_option("PORT", options->port,
                      "The port to listen on, 0 for any free one. Members get ports of their\n"
-                     "own, from the next one on")
+                     "own, from the next one on, or with 0 any free ones")
         ->required()
         ->check(CLI::Range(0, 65535));
     command->add_option("--name", options->name, "The hub's name (\"hub\" without)")
@@ -262,13 +262,15 @@ void addHubCommand(CLI::App& app, Action& action)
         ->check(checkNotEmpty);
     addFormatOption(*command, options->format);
     command->footer(
-        "A hub ends when it is interrupted, with exit code 0. Standard output has the members'\n"
-        "events only, the library's own log lines are switched off:\n"
+        "A hub ends when it is interrupted, with exit code 0. It tells on standard error where it\n"
+        "listens. Standard output has the members' events only, the library's own log lines are\n"
+        "switched off:\n"
         "  member 0 joined from 127.0.0.1\n"
         "  member 0 \"game\" opened pipe \"build\"\n"
         "  member 0 \"game\" left\n"
-        "--format json prints an object a line, with event (listening, joined, pipe, left),\n"
-        "member, name, address and pipes: those open, or of one that left, those it had.\n\n"
+        "--format json prints all on standard output, an object a line, with event (listening,\n"
+        "joined, pipe, left), member, name, address and pipes: those open, or of one that left,\n"
+        "those it had. The name comes with the first pipe.\n\n"
         "Examples:\n"
         "  dm hub 5000\n"
         "  dm listen --hub 127.0.0.1:5000 build --answer yes       joins as a member\n"

@@ -191,7 +191,7 @@ void addListenCommand(CLI::App& app, Action& action)
         ->add_option("PORT", words->first,
                      "The port to listen on, 0 for any free one; left out with --hub")
         ->required();
-    command->add_option("PIPE", words->second, "The pipe's name");
+    command->add_option("PIPE", words->second, "The pipe's name, with --hub the only word");
     command->add_option_function<std::string>(
         "--hub", [options](const std::string& text) { options->hub = parseAddress(text); },
         "HOST:PORT of a hub: joins it as a member and serves the pipe there;\n"
