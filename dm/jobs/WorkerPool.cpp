@@ -84,6 +84,8 @@ WorkerPool::Task WorkerPool::take(WorkerPosition self)
         if (!tasks.empty()) {
             task = std::move(tasks.front());
             tasks.pop_front();
+        } else if (stopping) {
+            return nullptr;
         } else {
             idle.push_back(&*self);
         }
