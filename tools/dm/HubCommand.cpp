@@ -1,22 +1,15 @@
 #include "tools/dm/Commands.h"
 #include "tools/dm/CommonOptions.h"
-#include "tools/dm/Files.h"
+#include "tools/dm/HubEvents.h"
 #include "tools/dm/Listening.h"
-#include "tools/dm/Text.h"
 
 #include <dm/jobs.h>
 #include <zul/Interrupt.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <atomic>
-#include <cstdint>
-#include <map>
 #include <memory>
-#include <mutex>
-#include <nlohmann/json.hpp>
 #include <thread>
-#include <utility>
 
 namespace tool {
 
@@ -28,114 +21,6 @@ struct HubOptions
     std::string name;
     std::string awaitedName; // empty: until it is interrupted
     Format format = Format::Text;
-};
-
-/// What has happened and is not printed yet. Managers' threads must not wait for whoever reads the
-/// standard output, so they only leave a note.
-class EventQueue
-{
-public:
-    struct Event
-    {
-        dm::HubEvent::Kind kind;
-        std::uint32_t member;
-        std::string name;
-        std::string address;
-        std::string pipe;
-    };
-
-    static void note(void* queue, const dm::HubEvent& event)
-    {
-        auto& self = *static_cast<EventQueue*>(queue);
-        {
-            const std::lock_guard lock(self.mutex);
-            self.events.push_back(
-                {event.kind, event.member, event.memberName, event.address, event.pipeName});
-        }
-        zu::Interrupt::get().notify();
-    }
-
-    std::vector<Event> take()
-    {
-        const std::lock_guard lock(mutex);
-        return std::exchange(events, {});
-    }
-
-private:
-    std::mutex mutex;
-    std::vector<Event> events;
-};
-
-/// One line an event, whatever members call themselves.
-class HubPrinter
-{
-public:
-    explicit HubPrinter(Format outputFormat)
-        : format(outputFormat)
-    {
-    }
-
-    void print(const EventQueue::Event& event)
-    {
-        Member& member = members[event.member];
-        if (!event.name.empty())
-            member.name = event.name;
-        if (!event.address.empty())
-            member.address = event.address;
-        if (event.kind == dm::HubEvent::PipeOpened) {
-            // Opened from both ends at once, a pipe may be announced twice.
-            if (std::find(member.pipes.begin(), member.pipes.end(), event.pipe) !=
-                member.pipes.end())
-                return;
-            member.pipes.push_back(event.pipe);
-        }
-        if (format == Format::Json)
-            printJson(event, member);
-        else
-            printText(event, member);
-        if (event.kind == dm::HubEvent::Left)
-            members.erase(event.member);
-    }
-
-private:
-    struct Member
-    {
-        std::string name;
-        std::string address;
-        std::vector<std::string> pipes;
-    };
-
-    static void printText(const EventQueue::Event& event, const Member& member)
-    {
-        std::string line = "member " + std::to_string(event.member);
-        if (!member.name.empty())
-            line += " \"" + escapeControls(member.name) + "\"";
-        if (event.kind == dm::HubEvent::Joined)
-            line += " joined from " + escapeControls(member.address);
-        else if (event.kind == dm::HubEvent::PipeOpened)
-            line += " opened pipe \"" + escapeControls(event.pipe) + "\"";
-        else
-            line += " left";
-        line += "\n";
-        writeOutput(line.data(), line.size());
-    }
-
-    static void printJson(const EventQueue::Event& event, const Member& member)
-    {
-        constexpr const char* kNames[] = {"joined", "pipe", "left"};
-        nlohmann::ordered_json object;
-        object["event"] = kNames[event.kind];
-        object["member"] = event.member;
-        object["name"] = member.name;
-        object["address"] = member.address;
-        if (event.kind == dm::HubEvent::PipeOpened)
-            object["pipe"] = event.pipe;
-        object["pipes"] = member.pipes;
-        printJsonLine(object);
-    }
-
-    const Format format;
-    std::map<std::uint32_t, Member> members; // that are there
 };
 
 /// Waits on a thread of its own for the processes that hold the hub's name. Started by start,
@@ -178,10 +63,10 @@ private:
 /// A hub that is there exactly as long as this.
 struct HubSession
 {
-    HubSession(const HubOptions& options, EventQueue& events)
+    HubSession(const HubOptions& options, HubEvents& events)
         : hub(options.name.c_str(), options.port)
     {
-        hub.setEventCallback({&events, EventQueue::note});
+        hub.setEventCallback({&events, HubEvents::note});
     }
 
     ~HubSession()
@@ -196,30 +81,31 @@ struct HubSession
     dm::BroadcastServer hub;
 };
 
-ExitCode serve(const HubOptions& options)
+void serve(const HubOptions& options, HubEvents& events)
 {
     constexpr zu::u32 kLongMs = 60 * 1000;
     zu::Interrupt& interrupt = zu::Interrupt::get();
-    dm::setLogSink([](const char*) {}); // the events say it all
-    EventQueue events;
-    HubPrinter printer(options.format);
-    const auto printAll = [&] {
-        for (const EventQueue::Event& event : events.take())
-            printer.print(event);
-    };
-    {
-        HubSession session(options, events);
-        requireListening(options.name.c_str(), options.port);
-        announceListening(options.format, session.hub.getPort());
-        ProcessWait wait(session.hub);
-        if (!options.awaitedName.empty())
-            wait.start();
-        while (!interrupt.isRaised() && !wait.isOver()) {
-            interrupt.waitFor(kLongMs);
-            printAll();
-        }
+    HubSession session(options, events);
+    requireListening(options.name.c_str(), options.port);
+    announceListening(options.format, session.hub.getPort());
+    ProcessWait wait(session.hub);
+    if (!options.awaitedName.empty())
+        wait.start();
+    while (!wait.isOver() && !events.hasFailed() && !interrupt.waitFor(kLongMs)) {
     }
-    printAll();
+}
+
+ExitCode runHub(const HubOptions& options)
+{
+    dm::setLogSink([](const char*) {}); // the events say it all
+    HubEvents events(options.format);
+    try {
+        serve(options, events);
+    } catch (...) {
+        events.finish();
+        throw;
+    }
+    events.finish(); // what the end itself has brought, too
     return ExitCode::Ok;
 }
 
@@ -282,7 +168,7 @@ void addHubCommand(CLI::App& app, Action& action)
     command->callback([options, &action] {
         action = [options] {
             check(*options);
-            return serve(*options);
+            return runHub(*options);
         };
     });
 }
