@@ -60,7 +60,6 @@ private:
     void startWorker();
     void work(WorkerPosition self);
     Task take(WorkerPosition self);
-    bool isDone(WorkerPosition self);
     void leave(WorkerPosition self);
 
     const char* const name;

@@ -1,4 +1,5 @@
 /// The broadcast hub and its members, in one process.
+#include "support/ChildProcess.h"
 #include "support/PipeFixture.h"
 
 #include <dm/jobs.h>
@@ -6,7 +7,8 @@
 #include <zul/NamedMutex.h>
 
 #include <array>
-#include <deque>
+#include <cstdlib>
+#include <iostream>
 #include <mutex>
 #include <random>
 #include <set>
@@ -14,6 +16,8 @@
 using namespace support;
 
 namespace {
+
+constexpr const char* kPortVariable = "DM_TEST_PORT";
 
 std::mutex s_logLock;
 std::vector<std::string> s_logLines; // under s_logLock
@@ -332,6 +336,35 @@ TEST_F(Hub, AnswersNothingForMembersThatAreNotOrNoLongerThere)
     EXPECT_EQ(ask(member(0).pipe, "and you?", "", 2).text, "and you?");
 }
 
+TEST_F(Hub, AnswersNothingForAMemberThatIsKilledWhileItOwesAnAnswer)
+{
+    joinMany(2);
+    ChildProcess child({ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",
+                        "--gtest_filter=HubProcessRole.DISABLED_Ower"},
+                       {{kPortVariable, std::to_string(hub->getPort())}});
+    auto asking = std::async(std::launch::async, [&] {
+        while (dm::getCommunicationPipeManager("hubc2") == nullptr)
+            std::this_thread::yield();
+        return ask(member(0).pipe, "you owe me", "", 2).text;
+    });
+    while (child.readLine().value_or("you owe me") != "you owe me")
+        ;
+    child.kill();
+    EXPECT_EQ(asking.get(), "");
+    Responder responder(member(1).pipe);
+    EXPECT_EQ(ask(member(0).pipe, "and you?", "", 1).text, "and you?");
+}
+
+/// The member of another process.
+TEST(HubProcessRole, DISABLED_Ower)
+{
+    dm::Client client("ower");
+    dm::CommunicationPipe* const pipe = client.getPipe("chat");
+    client.connect("127.0.0.1", std::atoi(std::getenv(kPortVariable)));
+    std::cout << takeRequest(pipe) << std::endl;
+    std::cin.get(); // until it is killed
+}
+
 TEST_F(Hub, DropsAnswersForAskersThatHaveLeft)
 {
     joinMany(2);
@@ -353,6 +386,8 @@ TEST_F(Hub, BroadcastWaitsForAMemberWithoutHoldingUpOthers)
 {
     joinMany(1);
     auto broadcast = std::async(std::launch::async, [&] { hub->broadcastNotify("news", "extra"); });
+    dm::CommunicationPipeManager* const first = dm::getCommunicationPipeManager("hubc0");
+    ASSERT_TRUE(waitUntil([&] { return first->pipeExists("news"); }));
     Member& late = join();
     Responder responder(member(0).pipe);
     EXPECT_EQ(ask(late.pipe, "are you held up?", "", 0).text, "are you held up?");
