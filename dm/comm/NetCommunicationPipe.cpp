@@ -27,6 +27,10 @@ void storeResponse(OutgoingRequest& request, const Chunk& chunk, net::Packet& pa
 {
     request.responseSize = chunk.totalBytes;
     request.responseReceivedBytes += chunk.bytes;
+    if (request.relay != nullptr && request.relayedData.empty()) {
+        request.relayedData.resize(std::min(chunk.totalBytes, request.responseCapacity));
+        request.responseBuffer = request.relayedData.data();
+    }
     if (request.responseBuffer == nullptr)
         return;
     uint32 wanted = chunk.bytes;
@@ -63,15 +67,6 @@ struct NetCommunicationPipe::RequestArguments
     uint32* outResponseSize;
     const void* data;
     uint32 dataSize;
-    const Abandonment* abandonment;
-};
-
-struct NetCommunicationPipe::ResponseArguments
-{
-    const char* text;
-    const void* data;
-    uint32 dataSize;
-    const Abandonment* abandonment;
 };
 
 NetCommunicationPipe::NetCommunicationPipe(NetCommunicationPipeManager& owner, const char* pipeName)
@@ -176,17 +171,7 @@ zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint3
                                                          uint32 dataSize)
 {
     return ask({text, value, responseBuffer, responseCapacity, isResponseCapacityEnforced(),
-                outResponseSize, data, dataSize, nullptr});
-}
-
-zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint32 value,
-                                                         void* responseBuffer,
-                                                         uint32 responseCapacity,
-                                                         uint32* outResponseSize,
-                                                         const Abandonment& abandonment)
-{
-    return ask({text, value, responseBuffer, responseCapacity, true, outResponseSize, nullptr, 0,
-                &abandonment});
+                outResponseSize, data, dataSize});
 }
 
 zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& arguments)
@@ -196,8 +181,7 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
     if (!isTextSendable("a request", arguments.text))
         return result;
 
-    const Abandonment* const abandonment = arguments.abandonment;
-    const zu::Event& event = abandonment != nullptr ? abandonment->waitEvent() : threadEvent();
+    const zu::Event& event = threadEvent();
     uint32 id = 0;
     {
         // The id is taken in the same step as the place in the queue: the receiver drops an id
@@ -212,7 +196,6 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
         request.text = arguments.text;
         request.sending.data = arguments.data;
         request.sending.dataSize = arguments.dataSize;
-        request.sending.abandonment = abandonment;
         request.responseBuffer = arguments.responseBuffer;
         request.responseCapacity = arguments.responseCapacity;
         request.capacityEnforced = arguments.capacityEnforced;
@@ -232,8 +215,7 @@ bool NetCommunicationPipe::finishAsking(uint32 id, uint32* outResponseSize,
 {
     std::lock_guard guard(outgoingLock);
     OutgoingRequest* request = outgoing.findRequest(id);
-    const bool isOver = request->responseReceived || request->sending.isAbandoned() || closing;
-    if (request->sending.inFlight || !isOver)
+    if (request->sending.inFlight || !(request->responseReceived || closing))
         return false;
     if (request->responseReceived) {
         result = std::move(request->responseText);
@@ -253,6 +235,12 @@ void NetCommunicationPipe::removeWaited(RecordQueue<Record>& queue, Record& reco
     if (queue.size() > kMessagesPerPass)
         requestPump();
     queue.erase(static_cast<size_t>(&record - &queue.front()));
+    noteCallersGone();
+}
+
+/// Under outgoingLock.
+void NetCommunicationPipe::noteCallersGone()
+{
     if (closing && !outgoing.hasWaiters())
         callersGone.set();
 }
@@ -321,18 +309,6 @@ bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered)
 
 void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize)
 {
-    answer({text, data, dataSize, nullptr});
-}
-
-void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize,
-                                   const Abandonment& abandonment)
-{
-    answer({text, data, dataSize, &abandonment});
-}
-
-void NetCommunicationPipe::answer(const ResponseArguments& arguments)
-{
-    const auto [text, data, dataSize, abandonment] = arguments;
     assert((data != nullptr || dataSize == 0) && "data is null with a size");
     const bool sendable = isTextSendable("a response", text);
     // Kept until the end: an answer may well be made of the request's own data.
@@ -340,7 +316,7 @@ void NetCommunicationPipe::answer(const ResponseArguments& arguments)
     if (!takeCurrentRequest(answered))
         return;
 
-    const zu::Event& event = abandonment != nullptr ? abandonment->waitEvent() : threadEvent();
+    const zu::Event& event = threadEvent();
     zu::u64 serial = 0;
     {
         std::lock_guard guard(outgoingLock);
@@ -354,7 +330,6 @@ void NetCommunicationPipe::answer(const ResponseArguments& arguments)
         response.text = sendable ? text : "";
         response.sending.data = data;
         response.sending.dataSize = dataSize;
-        response.sending.abandonment = abandonment;
         response.event = event;
     }
     requestPump();
@@ -369,11 +344,78 @@ bool NetCommunicationPipe::finishResponding(zu::u64 serial)
 {
     std::lock_guard guard(outgoingLock);
     OutgoingResponse* response = outgoing.findResponse(serial);
-    const bool isOver = response->sending.sent || response->sending.isAbandoned() || closing;
-    if (response->sending.inFlight || !isOver)
+    if (response->sending.inFlight || !(response->sending.sent || closing))
         return false;
     removeWaited(outgoing.responses, *response);
     return true;
+}
+
+// Relaying.
+
+void NetCommunicationPipe::askAside(const char* text, uint32 capacity, std::shared_ptr<Relay> relay)
+{
+    {
+        std::lock_guard guard(outgoingLock);
+        if (!closing) {
+            OutgoingRequest& request = outgoing.requests.appendEmpty();
+            request.id = outgoing.nextRequestId++;
+            request.text = text;
+            request.responseCapacity = capacity;
+            request.capacityEnforced = true;
+            request.relay = std::move(relay);
+        }
+    }
+    if (relay != nullptr)
+        relay->onAnswer("", {}, 0);
+    else
+        requestPump();
+}
+
+void NetCommunicationPipe::cancelAsking(const Relay& relay)
+{
+    RelayNews news;
+    {
+        std::lock_guard guard(outgoingLock);
+        OutgoingRequest* request = outgoing.requests.find(
+            [&](const OutgoingRequest& candidate) { return candidate.relay.get() == &relay; });
+        if (request == nullptr)
+            return;
+        request->cancelled = true;
+        if (!request->sending.inFlight)
+            outgoing.finishRelay(*request, news);
+    }
+    tell(news);
+}
+
+void NetCommunicationPipe::answerAside(const char* text, std::vector<uint8> data,
+                                       std::shared_ptr<Relay> relay)
+{
+    IncomingRequest answered;
+    if (takeCurrentRequest(answered)) {
+        std::lock_guard guard(outgoingLock);
+        if (!closing && isConnected()) {
+            OutgoingResponse& response = outgoing.responses.appendEmpty();
+            response.serial = outgoing.nextResponseSerial++;
+            response.requestId = answered.id;
+            response.text = text;
+            response.relayedData = std::move(data);
+            response.sending.data = response.relayedData.data();
+            response.sending.dataSize = static_cast<uint32>(response.relayedData.size());
+            response.relay = std::move(relay);
+        }
+    }
+    if (relay != nullptr)
+        relay->onAnswerSettled();
+    else
+        requestPump();
+}
+
+/// Without any lock of the pipe.
+void NetCommunicationPipe::tell(RelayNews& news)
+{
+    if (news.madeRoom)
+        requestPump();
+    news.tell();
 }
 
 // For the manager.
@@ -409,18 +451,30 @@ void NetCommunicationPipe::reset()
         incomingNotifications.beginConnection();
     }
     pump.restart();
-    std::lock_guard guard(outgoingLock);
-    outgoing.restart();
+    RelayNews news;
+    {
+        std::lock_guard guard(outgoingLock);
+        outgoing.finishRelayedResponses(news); // another client took the pipe over
+        outgoing.restart();
+    }
+    tell(news);
 }
 
 void NetCommunicationPipe::announceConnection() { connectionCallback.call(this); }
 
 bool NetCommunicationPipe::detach()
 {
-    std::lock_guard guard(outgoingLock);
-    connection = nullptr;
-    attached.store(false, std::memory_order_release);
-    return !outgoing.notifications.empty() || pump.hasNotificationsLeft();
+    RelayNews news;
+    bool notificationsLeft = false;
+    {
+        std::lock_guard guard(outgoingLock);
+        connection = nullptr;
+        attached.store(false, std::memory_order_release);
+        outgoing.finishRelayedResponses(news);
+        notificationsLeft = !outgoing.notifications.empty() || pump.hasNotificationsLeft();
+    }
+    tell(news);
+    return notificationsLeft;
 }
 
 void NetCommunicationPipe::onRequestPacket(const RequestMessage& message, net::Packet& packet)
@@ -450,18 +504,25 @@ bool NetCommunicationPipe::raiseRefusalNotice()
 void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net::Packet& packet)
 {
     const Chunk& chunk = message.chunk;
-    std::lock_guard guard(outgoingLock);
-    OutgoingRequest* request = outgoing.findRequest(message.requestId);
-    if (request == nullptr || request->responseReceived)
-        return;
-    request->responseText = message.text;
-    if (chunk.bytes > 0)
-        storeResponse(*request, chunk, packet);
-    if (!chunk.reachesEnd())
-        return;
-    request->responseReceived = true;
-    request->sending.sent = true; // an early answer: nothing more of it is wanted
-    request->event.set();
+    RelayNews news;
+    {
+        std::lock_guard guard(outgoingLock);
+        OutgoingRequest* request = outgoing.findRequest(message.requestId);
+        if (request == nullptr || request->responseReceived)
+            return;
+        request->responseText = message.text;
+        if (chunk.bytes > 0)
+            storeResponse(*request, chunk, packet);
+        if (!chunk.reachesEnd())
+            return;
+        request->responseReceived = true;
+        request->sending.sent = true; // an early answer: nothing more of it is wanted
+        if (request->relay == nullptr)
+            request->event.set();
+        else if (!request->sending.inFlight)
+            outgoing.finishRelay(*request, news);
+    }
+    tell(news);
 }
 
 void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
@@ -485,16 +546,21 @@ void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Pac
 
 void NetCommunicationPipe::close()
 {
-    std::lock_guard guard(outgoingLock);
-    closing = true;
-    outgoing.notifications.clear();
-    outgoing.notifyCost = 0;
-    for (size_t index = 0; index < outgoing.requests.size(); ++index)
-        outgoing.requests[index].event.set();
-    for (size_t index = 0; index < outgoing.responses.size(); ++index)
-        outgoing.responses[index].event.set();
-    if (!outgoing.hasWaiters())
-        callersGone.set();
+    RelayNews news;
+    {
+        std::lock_guard guard(outgoingLock);
+        closing = true;
+        outgoing.notifications.clear();
+        outgoing.notifyCost = 0;
+        outgoing.finishRelayedRequests(news);
+        outgoing.finishRelayedResponses(news);
+        for (size_t index = 0; index < outgoing.requests.size(); ++index)
+            outgoing.requests[index].wake();
+        for (size_t index = 0; index < outgoing.responses.size(); ++index)
+            outgoing.responses[index].wake();
+        noteCallersGone();
+    }
+    tell(news);
 }
 
 void NetCommunicationPipe::awaitCallersGone()

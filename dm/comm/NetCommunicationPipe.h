@@ -19,6 +19,7 @@
 #include "dm/comm/OutgoingMessages.h"
 #include "dm/comm/PipePump.h"
 #include "dm/comm/PumpQueue.h"
+#include "dm/comm/Relay.h"
 #include "dm/common/Diagnostics.h"
 #include "dm/common/LockOrder.h"
 
@@ -27,6 +28,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 namespace dm {
 
@@ -56,14 +58,13 @@ public:
 
     // For the library's own callers.
 
-    /// sendRequest without data that never writes past the capacity, whatever the process-wide
-    /// setting, and returns "" as soon as it is abandoned.
-    zu::InplaceString<128> sendRequest(const char* text, uint32 value, void* responseBuffer,
-                                       uint32 responseCapacity, uint32* outResponseSize,
-                                       const Abandonment& abandonment);
-    /// respond that returns as soon as it is abandoned.
-    void respond(const char* text, const void* data, uint32 dataSize,
-                 const Abandonment& abandonment);
+    /// sendRequest without data that does not wait, see Relay.h. Of the answer's data at most
+    /// `capacity` bytes are kept.
+    void askAside(const char* text, uint32 capacity, std::shared_ptr<Relay> relay);
+    /// Its answer is not wanted any more: onAnswer comes now, with "", unless it has come.
+    void cancelAsking(const Relay& relay);
+    /// respond that does not wait, to the request taken last; given up at once while not connected.
+    void answerAside(const char* text, std::vector<uint8> data, std::shared_ptr<Relay> relay);
 
     /// receiveRequest and receiveNotify that tell "none" from an empty text.
     bool takeRequest(zu::InplaceString<128>& text, uint32* outValue);
@@ -102,17 +103,17 @@ private:
     friend class PipePump;
 
     struct RequestArguments;
-    struct ResponseArguments;
 
     void reset();
     void leaveBlockedPipes();
     bool raiseRefusalNotice();
     bool isTextSendable(const char* operation, const char* text);
     zu::InplaceString<128> ask(const RequestArguments& arguments);
-    void answer(const ResponseArguments& arguments);
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
     bool takeCurrentRequest(IncomingRequest& answered);
     bool finishResponding(zu::u64 serial);
+    void noteCallersGone();
+    void tell(RelayNews& news);
     template <typename Record>
     void removeWaited(RecordQueue<Record>& queue, Record& record);
     void requestPump();

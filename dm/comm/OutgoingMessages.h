@@ -3,31 +3,15 @@
 
 #include "dm/comm/PipeLimits.h"
 #include "dm/comm/RecordQueue.h"
+#include "dm/comm/Relay.h"
 
 #include <zul/Event.h>
 #include <zul/InplaceString.h>
 
-#include <atomic>
+#include <memory>
+#include <vector>
 
 namespace dm {
-
-/// Lets another thread end a wait for an answer, or for an answer to be taken, that nobody wants
-/// any more. One wait at a time; the same thread may use it for several, until it is abandoned.
-class Abandonment
-{
-public:
-    void abandon()
-    {
-        abandoned.store(true);
-        event.set();
-    }
-    bool isAbandoned() const { return abandoned.load(); }
-    const zu::Event& waitEvent() const { return event; }
-
-private:
-    std::atomic<bool> abandoned{false};
-    const zu::Event event = zu::Event::create();
-};
 
 /// The part of a record that sending works on. A message with much data is sent over several
 /// passes; sentBytes is where the next one goes on. Messages of one kind are sent strictly one
@@ -41,9 +25,6 @@ struct Sending
     // The manager's thread is reading the data without the lock: the record must stay, and its
     // caller must not return, until it has finished.
     bool inFlight = false;
-    const Abandonment* abandonment = nullptr; // the waiting caller's; null: waits to the end
-
-    bool isAbandoned() const { return abandonment != nullptr && abandonment->isAbandoned(); }
 
     void restart()
     {
@@ -72,6 +53,18 @@ struct OutgoingRequest
 
     zu::InplaceString<128> text;
     zu::InplaceString<128> responseText;
+
+    // Of a request that no thread waits for; the buffer is then made when the answer's size is
+    // known.
+    std::shared_ptr<Relay> relay;
+    std::vector<uint8> relayedData;
+    bool cancelled = false;
+
+    void wake() const
+    {
+        if (relay == nullptr)
+            event.set();
+    }
 };
 
 struct OutgoingResponse
@@ -81,6 +74,33 @@ struct OutgoingResponse
     Sending sending;
     zu::Event event;
     zu::InplaceString<128> text;
+
+    // Of a response that no thread waits for.
+    std::shared_ptr<Relay> relay;
+    std::vector<uint8> relayedData;
+
+    void wake() const
+    {
+        if (relay == nullptr)
+            event.set();
+    }
+};
+
+/// Relays to be told, once no lock of the pipe is held.
+struct RelayNews
+{
+    struct Answer
+    {
+        std::shared_ptr<Relay> relay;
+        zu::InplaceString<128> text;
+        std::vector<uint8> data;
+        uint32 dataSize = 0;
+    };
+    std::vector<Answer> answers;
+    std::vector<std::shared_ptr<Relay>> settled;
+    bool madeRoom = false; // among the first few of a queue, for a record behind them
+
+    void tell();
 };
 
 struct OutgoingNotification
@@ -114,6 +134,13 @@ struct OutgoingMessages
     }
 
     bool hasWaiters() const { return !requests.empty() || !responses.empty(); }
+
+    // Each removes a relay's record that is not in flight.
+    void finishRelay(OutgoingRequest& request, RelayNews& news);
+    void finishRelay(OutgoingResponse& response, RelayNews& news);
+    /// All of them: the pipe closes, or (responses only) the connection they were for is gone.
+    void finishRelayedRequests(RelayNews& news);
+    void finishRelayedResponses(RelayNews& news);
 
     /// A new connection: requests without an answer go out again, whole; a response broken off
     /// starts anew; notifications are never kept for a later connection.

@@ -168,23 +168,45 @@ void PipePump::finish()
 {
     if (responses.count + requests.count == 0)
         return;
-    std::lock_guard guard(pipe.outgoingLock);
-    for (uint32 index = 0; index < responses.count; ++index) {
-        Job& job = responses.entries[index];
-        OutgoingResponse& response = *pipe.outgoing.findResponse(job.key);
-        response.sending = job.sending;
-        if (response.sending.sent || response.sending.isAbandoned() || pipe.closing)
-            response.event.set();
+    RelayNews news;
+    {
+        std::lock_guard guard(pipe.outgoingLock);
+        for (uint32 index = 0; index < responses.count; ++index)
+            settleResponse(responses.entries[index], news);
+        for (uint32 index = 0; index < requests.count; ++index)
+            settleRequest(requests.entries[index], news);
+        responses.count = 0;
+        requests.count = 0;
+        if (pipe.closing)
+            pipe.noteCallersGone();
     }
-    for (uint32 index = 0; index < requests.count; ++index) {
-        Job& job = requests.entries[index];
-        OutgoingRequest& request = *pipe.outgoing.findRequest(static_cast<uint32>(job.key));
-        request.sending = job.sending;
-        if (request.responseReceived || request.sending.isAbandoned() || pipe.closing)
-            request.event.set();
-    }
-    responses.count = 0;
-    requests.count = 0;
+    pipe.tell(news);
+}
+
+/// Under the pipe's outgoingLock.
+void PipePump::settleResponse(const Job& job, RelayNews& news)
+{
+    OutgoingResponse& response = *pipe.outgoing.findResponse(job.key);
+    response.sending = job.sending;
+    if (!response.sending.sent && !pipe.closing)
+        return;
+    if (response.relay != nullptr)
+        pipe.outgoing.finishRelay(response, news);
+    else
+        response.event.set();
+}
+
+/// Under the pipe's outgoingLock.
+void PipePump::settleRequest(const Job& job, RelayNews& news)
+{
+    OutgoingRequest& request = *pipe.outgoing.findRequest(static_cast<uint32>(job.key));
+    request.sending = job.sending;
+    if (!request.responseReceived && !request.cancelled && !pipe.closing)
+        return;
+    if (request.relay != nullptr)
+        pipe.outgoing.finishRelay(request, news);
+    else
+        request.event.set();
 }
 
 void PipePump::restart()

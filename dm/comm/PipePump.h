@@ -66,6 +66,9 @@ private:
     Result sendJobs(Jobs& jobs, EncodeChunk encodeChunk);
     template <typename EncodeChunk>
     Result sendChunks(Sending& sending, EncodeChunk encodeChunk);
+    void settleResponse(const Job& job, RelayNews& news);
+    void settleRequest(const Job& job, RelayNews& news);
+
     Result sendRequests();
     Result sendResponses();
     Result sendNotifications();

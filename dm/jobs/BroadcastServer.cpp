@@ -4,10 +4,11 @@
 
 namespace dm {
 
-BroadcastServer::BroadcastServer(const char* name, int listeningPort)
+BroadcastServer::BroadcastServer(const char* name, int listeningPort, HubCallback events)
     : Server(name)
     , hub(std::make_shared<Hub>(name, listeningPort))
 {
+    hub->setEventCallback(events);
     adopt(hub->open());
 }
 

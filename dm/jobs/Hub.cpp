@@ -252,7 +252,7 @@ RequestForwarder::Forward Hub::takeRequest(const RequestForwarder::Source& sourc
         if (targetPass)
             targetPipe = target->manager->getPipe(source.pipe->getName());
     }
-    return {std::make_unique<JobForwardRequest>(source.pipe, targetPipe, request.c_str()),
+    return {std::make_shared<JobForwardRequest>(source.pipe, targetPipe, request.c_str()),
             targetPipe != nullptr ? target->gate : nullptr};
 }
 

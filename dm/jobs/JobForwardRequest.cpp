@@ -4,22 +4,9 @@
 #include "dm/common/Diagnostics.h"
 #include "dm/jobs/JobPipe.h"
 
-#include <zul/Memory.h>
-
-#include <algorithm>
+#include <utility>
 
 namespace dm {
-
-namespace {
-
-constexpr uint32 kBufferBytes = 0x10000;
-
-struct HeapDeleter
-{
-    void operator()(void* memory) const { zu::deleteMemory(memory); }
-};
-
-} // namespace
 
 JobForwardRequest::JobForwardRequest(CommunicationPipe* reply, CommunicationPipe* target,
                                      const char* text)
@@ -33,23 +20,44 @@ JobForwardRequest::JobForwardRequest(CommunicationPipe* reply, CommunicationPipe
 
 void JobForwardRequest::run(const char*)
 {
-    const std::unique_ptr<void, HeapDeleter> buffer(zu::allocateMemory(kBufferBytes, kBufferBytes));
-    zu::InplaceString<128> response;
-    uint32 size = 0;
     if (targetGate != nullptr) {
         const Gate::Pass pass(*targetGate);
-        if (pass)
-            response = targetPipe->sendRequest(request.c_str(), 0, buffer.get(), kBufferBytes,
-                                               &size, *asking);
+        if (pass) {
+            targetPipe->askAside(request.c_str(), BroadcastServer::kMaxAnswerBytes,
+                                 shared_from_this());
+            return;
+        }
     }
-    const Gate::Pass pass(*replyGate);
-    if (!pass)
+    onAnswer("", {}, 0);
+}
+
+void JobForwardRequest::cancel()
+{
+    // A manager that closes its gate cancels by itself.
+    if (targetGate == nullptr)
         return;
-    if (size > kBufferBytes)
-        warn("pipe \"%s\": an answer's %u bytes of data are cut to the %u that a hub forwards",
-             replyPipe->getName(), size, kBufferBytes);
-    replyPipe->respond(response.c_str(), size > 0 ? buffer.get() : nullptr,
-                       std::min(size, kBufferBytes), *replying);
+    const Gate::Pass pass(*targetGate);
+    if (pass)
+        targetPipe->cancelAsking(*this);
+}
+
+bool JobForwardRequest::isAskerConnected() const
+{
+    const Gate::Pass pass(*replyGate);
+    return pass && replyPipe->isConnected();
+}
+
+void JobForwardRequest::onAnswer(const zu::String& text, std::vector<uint8> data, uint32 dataSize)
+{
+    const Gate::Pass pass(*replyGate);
+    if (!pass) {
+        settled();
+        return;
+    }
+    if (dataSize > data.size())
+        warn("pipe \"%s\": an answer's %u bytes of data are cut to the %zu that a hub forwards",
+             replyPipe->getName(), dataSize, data.size());
+    replyPipe->answerAside(text.c_str(), std::move(data), shared_from_this());
 }
 
 } // namespace dm

@@ -1,37 +1,45 @@
 /// Hands a request that came in on one pipe of a hub to another, and the answer back.
 ///
-/// The waits end when there is nobody left to wait for: abandonAsking() makes the asker get "" (the
-/// one who was to answer has left), abandonAll() gives up the answer too (so has the asker, or the
-/// hub goes). Both pipes may go with their managers while the job runs.
+/// run() only sends the request on; the answer is handed back, as it arrives, by the thread of the
+/// manager it comes to. So nothing waits, however long an answer takes. Both pipes may go with
+/// their managers at any time.
 ///
-/// Threads: run on one; the abandoning from any, also before run.
+/// Threads: run and cancel on any. `settled` is called once, when the answer was handed to the
+/// asker's connection or given up, on any thread, possibly under a lock: it may only take notes.
 #pragma once
 
-#include "dm/comm/OutgoingMessages.h"
+#include "dm/comm/Relay.h"
 #include "dm/common/Gate.h"
 
 #include <dm/jobs.h>
 
+#include <functional>
 #include <memory>
 
 namespace dm {
 
 class NetCommunicationPipe;
 
-class JobForwardRequest final : public Job
+class JobForwardRequest final : public Job,
+                                public Relay,
+                                public std::enable_shared_from_this<JobForwardRequest>
 {
 public:
     /// Both pipes must exist now. `target` null: nobody is there to answer.
     JobForwardRequest(CommunicationPipe* reply, CommunicationPipe* target, const char* text);
 
+    void setSettled(std::function<void()> callback) { settled = std::move(callback); }
+
     void run(const char* managerName) override;
 
-    void abandonAsking() { asking->abandon(); }
-    void abandonAll()
-    {
-        asking->abandon();
-        replying->abandon();
-    }
+    /// Nobody will answer, or nobody wants it: the asker, if it is still there, gets "".
+    void cancel();
+
+    /// Whether the asker's pipe still has a connection.
+    bool isAskerConnected() const;
+
+    void onAnswer(const zu::String& text, std::vector<uint8> data, uint32 dataSize) override;
+    void onAnswerSettled() override { settled(); }
 
 private:
     NetCommunicationPipe* replyPipe;  // that the request came in on
@@ -39,8 +47,7 @@ private:
     zu::InplaceString<128> request;
     std::shared_ptr<Gate> replyGate;
     std::shared_ptr<Gate> targetGate; // null without a target
-    std::shared_ptr<Abandonment> asking = std::make_shared<Abandonment>();
-    std::shared_ptr<Abandonment> replying = std::make_shared<Abandonment>();
+    std::function<void()> settled;
 };
 
 } // namespace dm

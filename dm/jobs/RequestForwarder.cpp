@@ -2,127 +2,129 @@
 
 #include "dm/comm/NetCommunicationPipe.h"
 
-#include <chrono>
-#include <utility>
-
 namespace dm {
 
 void RequestForwarder::stop()
 {
+    std::vector<std::shared_ptr<JobForwardRequest>> left;
     {
-        std::unique_lock guard(lock);
+        const std::lock_guard guard(lock);
         stopping = true;
-        for (const Running& entry : running)
-            entry.job.abandonAsking();
-        runningEnded.wait_for(guard, std::chrono::milliseconds(kGoodbyeMs),
-                              [this] { return running.empty(); });
-        for (const Running& entry : running)
-            entry.job.abandonAll();
+        for (const auto& [key, queue] : queues) {
+            if (queue.forward.job != nullptr)
+                left.push_back(queue.forward.job);
+        }
     }
-    pool.stop();
+    wake.set();
+    joinThread();
+    for (const auto& job : left)
+        job->cancel();
 }
 
 void RequestForwarder::noteRequest(const Source& source)
 {
-    Queue* next = nullptr;
+    const QueueKey key(source.pipe, source.manager.get());
     {
         const std::lock_guard guard(lock);
         if (stopping)
             return;
-        Queue& queue = queues[{source.pipe, source.manager.get()}];
+        Queue& queue = queues[key];
         queue.source = source;
         ++queue.noted;
-        if (std::exchange(queue.isScheduled, true))
+        if (std::exchange(queue.isBusy, true))
             return;
-        Asker& asker = askers[source.manager];
-        asker.held.push_back(&queue);
-        next = nextOf(asker);
+        ready.push_back(key);
     }
-    submit(next);
+    wake.set();
 }
 
-/// Under lock. Null when the asker has its share under way.
-RequestForwarder::Queue* RequestForwarder::nextOf(Asker& asker)
+int RequestForwarder::run()
 {
-    if (asker.held.empty() || asker.forwards == kMaxForwardsPerAsker)
-        return nullptr;
-    ++asker.forwards;
-    Queue* const next = asker.held.front();
-    asker.held.pop_front();
-    return next;
+    zu::setThreadName(zu::currentThreadId(), "ZMK hub forwarder");
+    for (;;) {
+        wake.wait();
+        while (forwardNext()) {
+        }
+        const std::lock_guard guard(lock);
+        if (stopping)
+            return 0;
+    }
 }
 
-void RequestForwarder::submit(Queue* queue)
+/// False when nothing is ready.
+bool RequestForwarder::forwardNext()
 {
-    if (queue != nullptr)
-        pool.submit([this, queue] { forwardNext(*queue); });
-}
-
-void RequestForwarder::forwardNext(Queue& queue)
-{
+    QueueKey key;
     Source source;
     {
         const std::lock_guard guard(lock);
+        if (stopping || ready.empty())
+            return false;
+        key = ready.front();
+        ready.pop_front();
+        Queue& queue = queues.at(key);
         --queue.noted;
         source = queue.source;
     }
     if (Forward forward = taker(source); forward.job != nullptr)
-        run(source, forward);
-    finish(queue);
+        begin(key, std::move(forward));
+    else
+        finish(key);
+    return true;
 }
 
-void RequestForwarder::run(const Source& source, Forward& forward)
+void RequestForwarder::begin(const QueueKey& key, Forward forward)
 {
-    std::list<Running>::iterator entry;
+    const std::shared_ptr<JobForwardRequest> job = forward.job;
+    const ManagerGate target = forward.target;
+    job->setSettled([this, key] { finish(key); });
     {
-        // Whoever is lost from here on finds it in the list.
         const std::lock_guard guard(lock);
-        entry = running.insert(running.end(), {*forward.job, source, forward.target});
-        if (stopping)
-            forward.job->abandonAll();
-        else if (gone.contains(forward.target))
-            forward.job->abandonAsking();
+        queues.at(key).forward = std::move(forward);
     }
+    job->run("");
+    // Who leaves from here on cancels the request. Who left before found nothing to cancel.
+    bool isPointless = !job->isAskerConnected();
     {
-        const Gate::Pass pass(*source.manager);
-        if (!pass || !source.pipe->isConnected())
-            forward.job->abandonAll();
+        const std::lock_guard guard(lock);
+        isPointless = isPointless || stopping || gone.contains(target);
     }
-    forward.job->run("");
-    const std::lock_guard guard(lock);
-    running.erase(entry);
-    runningEnded.notify_all();
+    if (isPointless)
+        job->cancel();
 }
 
-void RequestForwarder::finish(Queue& queue)
+void RequestForwarder::finish(const QueueKey& key)
 {
-    Queue* next = nullptr;
     {
         const std::lock_guard guard(lock);
-        const auto asker = askers.find(queue.source.manager);
-        --asker->second.forwards;
-        if (queue.noted > 0)
-            asker->second.held.push_back(&queue); // behind the others of this asker
-        else
-            queues.erase({queue.source.pipe, queue.source.manager.get()});
-        next = nextOf(asker->second);
-        if (asker->second.forwards == 0)
-            askers.erase(asker);
+        const auto found = queues.find(key);
+        found->second.forward = {};
+        if (found->second.noted == 0) {
+            queues.erase(found);
+            return;
+        }
+        ready.push_back(key);
     }
-    submit(next);
+    wake.set();
 }
 
 void RequestForwarder::connectionLost(const ManagerGate& manager, bool isGone)
 {
-    const std::lock_guard guard(lock);
-    if (isGone)
-        gone.insert(manager);
-    for (const Running& entry : running) {
-        if (entry.source.manager == manager && !entry.source.pipe->isConnected())
-            entry.job.abandonAll();
-        else if (entry.target == manager && isGone)
-            entry.job.abandonAsking();
+    std::vector<std::shared_ptr<JobForwardRequest>> pointless;
+    {
+        const std::lock_guard guard(lock);
+        if (isGone)
+            gone.insert(manager);
+        for (const auto& [key, queue] : queues) {
+            if (queue.forward.job == nullptr)
+                continue;
+            const bool asked = queue.source.manager == manager && !queue.source.pipe->isConnected();
+            if (asked || (isGone && queue.forward.target == manager))
+                pointless.push_back(queue.forward.job);
+        }
     }
+    for (const auto& job : pointless)
+        job->cancel();
 }
 
 void RequestForwarder::connectionMade(const ManagerGate& manager)

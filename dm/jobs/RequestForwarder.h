@@ -3,33 +3,33 @@
 /// A source is a pipe of the hub that requests come in on. Its requests are forwarded one at a
 /// time, because a pipe has a single slot for the request being answered; different sources go side
 /// by side, so that members may ask each other while they answer, and a slow one holds up only
-/// those who ask it. One asking manager has at most kMaxForwardsPerAsker forwards under way, which
-/// bounds the threads; its other pipes wait for their turn.
+/// those who ask it. No forward holds up a thread, so one thread does for all of them.
 ///
-/// Locks: `lock` is a leaf; nothing is taken, forwarded or submitted under it.
+/// Life of the thread: started by start(), woken by `wake`, joined by stop().
+///
+/// Locks: `lock` is a leaf; nothing is taken, sent or cancelled under it.
 #pragma once
 
 #include "dm/common/Gate.h"
 #include "dm/common/LockOrder.h"
 #include "dm/jobs/JobForwardRequest.h"
-#include "dm/jobs/WorkerPool.h"
 
-#include <condition_variable>
+#include <zul/Event.h>
+#include <zul/Thread.h>
+
 #include <deque>
 #include <functional>
-#include <list>
 #include <map>
 #include <memory>
 #include <set>
 #include <utility>
+#include <vector>
 
 namespace dm {
 
-class RequestForwarder
+class RequestForwarder : private zu::Thread
 {
 public:
-    static constexpr zu::u32 kMaxForwardsPerAsker = 64;
-
     /// A manager, by what outlives it: so another one at its address is not taken for it.
     using ManagerGate = std::shared_ptr<Gate>;
 
@@ -43,79 +43,58 @@ public:
     /// What becomes of it; without a job nothing.
     struct Forward
     {
-        std::unique_ptr<JobForwardRequest> job;
+        std::shared_ptr<JobForwardRequest> job;
         ManagerGate target; // null: nobody
     };
 
-    /// Takes the next request of a source, if there still is one. Called on worker threads.
+    /// Takes the next request of a source, if there still is one. Called on the forwarder's thread.
     using Taker = std::function<Forward(const Source&)>;
 
     explicit RequestForwarder(Taker requestTaker)
         : taker(std::move(requestTaker))
     {
     }
-    ~RequestForwarder() { stop(); }
+    ~RequestForwarder() override { stop(); }
 
-    void start() { pool.start(); }
+    void start() { startThread(); }
 
-    /// Ends all waits, for the asked as for the askers, and then the threads. Takes at most
-    /// kGoodbyeMs.
+    /// Forwards nothing more; who still waits for an answer gets "".
     void stop();
 
     /// A request has arrived. Any thread; returns at once; ignored after stop().
     void noteRequest(const Source& source);
 
-    /// The manager has lost a connection, and its pipes are detached: nobody waits for an answer
-    /// over it any more, and with none left (`isGone`) for an answer from there.
+    /// The manager has lost a connection, and its pipes are detached: answers for those who asked
+    /// over it are dropped, and with no connection left (`isGone`) none is expected from there.
     /// On the manager's thread.
     void connectionLost(const ManagerGate& manager, bool isGone);
     void connectionMade(const ManagerGate& manager);
 
-    size_t threadCount() { return pool.threadCount(); }
-
 private:
-    static constexpr zu::u32 kGoodbyeMs = 100;
-
-    struct Queue // of one source; exists while requests are noted or under way
+    struct Queue // of one source; exists while requests are noted or one is under way
     {
         Source source;
         zu::u32 noted = 0;
-        bool isScheduled = false; // waits for its turn or is being forwarded
+        bool isBusy = false; // waits for its turn, or is being forwarded
+        Forward forward;     // under way
     };
+    using QueueKey = std::pair<const NetCommunicationPipe*, const Gate*>;
 
-    struct Asker
-    {
-        zu::u32 forwards = 0;
-        std::deque<Queue*> held; // over the limit
-    };
-
-    struct Running
-    {
-        JobForwardRequest& job;
-        const Source& source;
-        const ManagerGate& target;
-    };
-    using SourceKey = std::pair<const NetCommunicationPipe*, const Gate*>;
-
-    Queue* nextOf(Asker& asker);
-    void submit(Queue* queue);
-    void forwardNext(Queue& queue);
-    void run(const Source& source, Forward& forward);
-    void finish(Queue& queue);
+    int run() override;
+    bool forwardNext();
+    void begin(const QueueKey& key, Forward forward);
+    void finish(const QueueKey& key);
 
     const Taker taker;
+    const zu::Event wake = zu::Event::create();
 
     LeafMutex lock;
-    std::condition_variable_any runningEnded;
 
-    // Under lock. What is in a map stays where it is.
-    std::map<SourceKey, Queue> queues;
-    std::map<ManagerGate, Asker> askers;
+    // Under lock.
+    std::map<QueueKey, Queue> queues;
+    std::deque<QueueKey> ready; // in the order of their requests
     std::set<ManagerGate> gone;
-    std::list<Running> running;
     bool stopping = false;
-
-    WorkerPool pool{"ZMK hub forwarder"};
 };
 
 } // namespace dm

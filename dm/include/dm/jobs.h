@@ -348,11 +348,12 @@ using HubCallback = Callback<const HubEvent&>;
 ///
 ///  - A notification goes to every other member once, numbered with its sender's member number
 ///    (number 0 arrives as the receiver's own: member 0 cannot be told by it).
-///  - A request goes to the member that its number names; text and up to 64 KiB of data of the
+///  - A request goes to the member that its number names; text and up to kMaxAnswerBytes of data of
+///  the
 ///    answer come back, data sent with the request stays here. A member that does not exist or
 ///    leaves before it has answered counts as having answered "".
 ///
-/// Requests are forwarded on the hub's own threads, those of one pipe of one member in order, the
+/// Requests are forwarded off the managers' threads, those of one pipe of one member in order, the
 /// others side by side. A slow member holds up only those who ask it.
 ///
 /// When not: members reach each other through the hub's machine only, at 127.0.0.1. Two hubs that
@@ -365,8 +366,10 @@ class DM_API BroadcastServer : public Server
 {
 public:
     static constexpr uint32 kMaxPipes = 512;
+    static constexpr uint32 kMaxAnswerBytes = 64 * 1024;
 
-    BroadcastServer(const char* name, int port);
+    ///   events   in force before the first member can come; see setEventCallback.
+    BroadcastServer(const char* name, int port, HubCallback events = {});
 
     /// Gives every request under way an empty answer. The managers stay, without a hub.
     ~BroadcastServer() override;
