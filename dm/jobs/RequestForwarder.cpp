@@ -11,8 +11,8 @@ void RequestForwarder::stop()
         const std::lock_guard guard(lock);
         stopping = true;
         for (const auto& [key, queue] : queues) {
-            if (queue.forward.job != nullptr)
-                left.push_back(queue.forward.job);
+            if (queue.underWay.job != nullptr)
+                left.push_back(queue.underWay.job);
         }
     }
     wake.set();
@@ -33,9 +33,9 @@ void RequestForwarder::noteRequest(const Source& source)
         ++queue.noted;
         if (std::exchange(queue.isBusy, true))
             return;
-        ready.push_back(key);
+        --queue.noted;
     }
-    wake.set();
+    forward(key, source);
 }
 
 int RequestForwarder::run()
@@ -66,21 +66,23 @@ bool RequestForwarder::forwardNext()
         --queue.noted;
         source = queue.source;
     }
-    if (Forward forward = taker(source); forward.job != nullptr)
-        begin(key, std::move(forward));
-    else
-        finish(key);
+    forward(key, source);
     return true;
 }
 
-void RequestForwarder::begin(const QueueKey& key, Forward forward)
+void RequestForwarder::forward(const QueueKey& key, const Source& source)
 {
-    const std::shared_ptr<JobForwardRequest> job = forward.job;
-    const ManagerGate target = forward.target;
+    Forward found = taker(source);
+    if (found.job == nullptr) {
+        finish(key);
+        return;
+    }
+    const std::shared_ptr<JobForwardRequest> job = found.job;
+    const ManagerGate target = found.target;
     job->setSettled([this, key] { finish(key); });
     {
         const std::lock_guard guard(lock);
-        queues.at(key).forward = std::move(forward);
+        queues.at(key).underWay = std::move(found);
     }
     job->run("");
     // Who leaves from here on cancels the request. Who left before found nothing to cancel.
@@ -98,7 +100,7 @@ void RequestForwarder::finish(const QueueKey& key)
     {
         const std::lock_guard guard(lock);
         const auto found = queues.find(key);
-        found->second.forward = {};
+        found->second.underWay = {};
         if (found->second.noted == 0) {
             queues.erase(found);
             return;
@@ -116,11 +118,11 @@ void RequestForwarder::connectionLost(const ManagerGate& manager, bool isGone)
         if (isGone)
             gone.insert(manager);
         for (const auto& [key, queue] : queues) {
-            if (queue.forward.job == nullptr)
+            if (queue.underWay.job == nullptr)
                 continue;
             const bool asked = queue.source.manager == manager && !queue.source.pipe->isConnected();
-            if (asked || (isGone && queue.forward.target == manager))
-                pointless.push_back(queue.forward.job);
+            if (asked || (isGone && queue.underWay.target == manager))
+                pointless.push_back(queue.underWay.job);
         }
     }
     for (const auto& job : pointless)

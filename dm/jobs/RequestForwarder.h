@@ -1,9 +1,13 @@
-/// Forwards the requests of a hub's members, off the managers' threads.
+/// Forwards the requests of a hub's members. Nothing waits for an answer, no thread either.
 ///
 /// A source is a pipe of the hub that requests come in on. Its requests are forwarded one at a
 /// time, because a pipe has a single slot for the request being answered; different sources go side
 /// by side, so that members may ask each other while they answer, and a slow one holds up only
-/// those who ask it. No forward holds up a thread, so one thread does for all of them.
+/// those who ask it.
+///
+/// Threads: a request of a source that has none under way is sent on by the thread that notes it,
+/// which takes two hand-overs less than by way of another; the later ones, whose turn may come
+/// under somebody's lock, by the forwarder's own. One is enough, because forwards hold up nobody.
 ///
 /// Life of the thread: started by start(), woken by `wake`, joined by stop().
 ///
@@ -47,7 +51,7 @@ public:
         ManagerGate target; // null: nobody
     };
 
-    /// Takes the next request of a source, if there still is one. Called on the forwarder's thread.
+    /// Takes the next request of a source, if there still is one. Called without locks.
     using Taker = std::function<Forward(const Source&)>;
 
     explicit RequestForwarder(Taker requestTaker)
@@ -61,7 +65,7 @@ public:
     /// Forwards nothing more; who still waits for an answer gets "".
     void stop();
 
-    /// A request has arrived. Any thread; returns at once; ignored after stop().
+    /// A request has arrived. On the source's manager's thread; never waits; ignored after stop().
     void noteRequest(const Source& source);
 
     /// The manager has lost a connection, and its pipes are detached: answers for those who asked
@@ -76,13 +80,13 @@ private:
         Source source;
         zu::u32 noted = 0;
         bool isBusy = false; // waits for its turn, or is being forwarded
-        Forward forward;     // under way
+        Forward underWay;
     };
     using QueueKey = std::pair<const NetCommunicationPipe*, const Gate*>;
 
     int run() override;
     bool forwardNext();
-    void begin(const QueueKey& key, Forward forward);
+    void forward(const QueueKey& key, const Source& source);
     void finish(const QueueKey& key);
 
     const Taker taker;
