@@ -64,6 +64,7 @@ void ClientLoop::receive()
         if (packet->getID() == kPipePacketId)
             dispatch(*packet, packetSize);
     }
+    endNotifyRuns();
     resumeBlockedPipes(connection);
 }
 

@@ -55,12 +55,20 @@ void ManagerLoop::dispatchToPipe(Connection& connection, MessageKind kind, net::
         break;
     case MessageKind::Notify:
         withPipe(NotifyMessage(), [&](NetCommunicationPipe& pipe, const NotifyMessage& message) {
-            pipe.onNotifyPacket(message, packet);
+            if (pipe.onNotifyPacket(message, packet))
+                notified.push_back(&pipe);
         });
         break;
     default:
         break;
     }
+}
+
+void ManagerLoop::endNotifyRuns()
+{
+    for (NetCommunicationPipe* pipe : notified)
+        pipe->endNotifyRun();
+    notified.clear();
 }
 
 PipeTable::OpenResult ManagerLoop::openPipe(Connection& connection, const char* pipeName,

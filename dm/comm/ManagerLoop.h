@@ -64,6 +64,9 @@ protected:
     void dispatchToPipe(Connection& connection, MessageKind kind, net::Packet& packet,
                         uint32 packetSize);
 
+    /// To be called when a connection has been read as far as it will be in this pass.
+    void endNotifyRuns();
+
     bool isPumpIdle() const { return pending.empty() && touched.empty() && pumpQueue.empty(); }
 
     /// The other end names a pipe: attaches it, or makes and attaches it.
@@ -112,6 +115,7 @@ private:
     std::vector<NetCommunicationPipe*> pumped;    // in this pass
     std::vector<Connection*> touched;             // to be flushed and watched anew
     std::vector<zu::u64> broken;
+    std::vector<NetCommunicationPipe*> notified; // whose run is to be ended
 };
 
 } // namespace dm

@@ -96,7 +96,14 @@ void NetCommunicationPipe::setConnectionCallback(PipeCallback callback)
 
 void NetCommunicationPipe::setNotifyCallback(PipeCallback callback)
 {
+    notifiesByRun = false;
     notifyCallback.set(callback);
+}
+
+void NetCommunicationPipe::setNotifyRunCallback(PipeCallback callback)
+{
+    notifyCallback.set(callback);
+    notifiesByRun = true;
 }
 
 void NetCommunicationPipe::setRequestCallback(PipeCallback callback)
@@ -115,27 +122,58 @@ bool NetCommunicationPipe::sendNotify(const char* text, uint32 value)
     OutgoingNotification notification;
     notification.value = value;
     notification.text = text;
+    bool queued = false;
+    bool sayFull = false;
     {
-        std::unique_lock guard(outgoingLock);
-        if (closing || !isConnected())
-            return false;
-        const zu::u64 cost = outgoing.notifyCost + notification.cost();
-        if (cost > kMaxQueuedNotifyBytes && !outgoing.notifications.empty()) {
-            const bool sayFull = saidNotifyQueueFull.raise();
-            guard.unlock();
-            if (sayFull)
-                warn("pipe \"%s\": notifications are refused because the other end reads slower "
-                     "than "
-                     "they come and %u bytes are waiting for it",
-                     name.c_str(), kMaxQueuedNotifyBytes);
-            return false;
-        }
-        notification.id = outgoing.nextNotifyId++;
-        outgoing.notifyCost = cost;
-        outgoing.notifications.append(std::move(notification));
+        std::lock_guard guard(outgoingLock);
+        queued = queueNotification(std::move(notification), sayFull);
     }
-    requestPump();
+    if (sayFull)
+        warnNotifyQueueFull();
+    if (queued)
+        requestPump();
+    return queued;
+}
+
+void NetCommunicationPipe::sendNotifies(const std::vector<zu::InplaceString<128>>& texts,
+                                        uint32 value)
+{
+    if (!isConnected())
+        return;
+    bool queued = false;
+    bool sayFull = false;
+    {
+        std::lock_guard guard(outgoingLock);
+        for (const auto& text : texts)
+            queued = queueNotification({0, value, text}, sayFull) || queued;
+    }
+    if (sayFull)
+        warnNotifyQueueFull();
+    if (queued)
+        requestPump();
+}
+
+/// Under outgoingLock.
+bool NetCommunicationPipe::queueNotification(OutgoingNotification&& notification, bool& sayFull)
+{
+    if (closing || !isConnected())
+        return false;
+    const zu::u64 cost = outgoing.notifyCost + notification.cost();
+    if (cost > kMaxQueuedNotifyBytes && !outgoing.notifications.empty()) {
+        sayFull = saidNotifyQueueFull.raise() || sayFull;
+        return false;
+    }
+    notification.id = outgoing.nextNotifyId++;
+    outgoing.notifyCost = cost;
+    outgoing.notifications.append(std::move(notification));
     return true;
+}
+
+void NetCommunicationPipe::warnNotifyQueueFull()
+{
+    warn("pipe \"%s\": notifications are refused because the other end reads slower than they "
+         "come and %u bytes are waiting for it",
+         name.c_str(), kMaxQueuedNotifyBytes);
 }
 
 zu::InplaceString<128> NetCommunicationPipe::receiveNotify(uint32* outValue)
@@ -149,6 +187,13 @@ bool NetCommunicationPipe::takeNotify(zu::InplaceString<128>& text, uint32* outV
 {
     std::lock_guard guard(incomingLock);
     return incomingNotifications.takeOldest(text, outValue);
+}
+
+void NetCommunicationPipe::takeNotifies(std::vector<zu::InplaceString<128>>& texts)
+{
+    std::lock_guard guard(incomingLock);
+    for (zu::InplaceString<128> text; incomingNotifications.takeOldest(text, nullptr);)
+        texts.push_back(std::move(text));
 }
 
 // Asking.
@@ -525,7 +570,7 @@ void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net:
     tell(news);
 }
 
-void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
+bool NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
 {
     IncomingNotifications::Outcome outcome;
     bool tell = false;
@@ -538,8 +583,18 @@ void NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Pac
         warn("pipe \"%s\": notifications are dropped because nobody takes them with receiveNotify "
              "and %llu bytes are waiting",
              name.c_str(), static_cast<unsigned long long>(kMaxIncomingNotifyBytes));
-    if (outcome == IncomingNotifications::Outcome::Completed)
-        notifyCallback.call(this);
+    if (outcome != IncomingNotifications::Outcome::Completed)
+        return false;
+    if (notifiesByRun.load(std::memory_order_acquire))
+        return !std::exchange(runNoted, true);
+    notifyCallback.call(this);
+    return false;
+}
+
+void NetCommunicationPipe::endNotifyRun()
+{
+    runNoted = false;
+    notifyCallback.call(this);
 }
 
 // End of life.

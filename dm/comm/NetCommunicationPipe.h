@@ -70,6 +70,14 @@ public:
     bool takeRequest(zu::InplaceString<128>& text, uint32* outValue);
     bool takeNotify(zu::InplaceString<128>& text, uint32* outValue);
 
+    /// For relaying many notifications at once: replaces the notify callback by one that is called
+    /// once for all that one reading of the connection has brought.
+    void setNotifyRunCallback(PipeCallback callback);
+    /// Appends all there are.
+    void takeNotifies(std::vector<zu::InplaceString<128>>& texts);
+    /// sendNotify for each text in turn; what it would refuse is left out.
+    void sendNotifies(const std::vector<zu::InplaceString<128>>& texts, uint32 value);
+
     TransferProgress getTransferProgress();
 
     // For the manager. Its thread only, except close and awaitCallersGone.
@@ -86,7 +94,9 @@ public:
 
     void onRequestPacket(const RequestMessage& message, net::Packet& packet);
     void onResponsePacket(const ResponseMessage& message, net::Packet& packet);
-    void onNotifyPacket(const NotifyMessage& message, net::Packet& packet);
+    /// True when the pipe is to be told at the end of this reading, by endNotifyRun.
+    bool onNotifyPacket(const NotifyMessage& message, net::Packet& packet);
+    void endNotifyRun();
 
     /// Sends what is queued, as much as this pass allows.
     PipePump::Result pumpOutgoing(net::Socket& target) { return pump.send(target); }
@@ -107,6 +117,8 @@ private:
     void reset();
     void leaveBlockedPipes();
     bool raiseRefusalNotice();
+    bool queueNotification(OutgoingNotification&& notification, bool& sayFull);
+    void warnNotifyQueueFull();
     bool isTextSendable(const char* operation, const char* text);
     zu::InplaceString<128> ask(const RequestArguments& arguments);
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
@@ -147,6 +159,8 @@ private:
     CallbackSlot<CommunicationPipe*> connectionCallback;
     CallbackSlot<CommunicationPipe*> notifyCallback;
     CallbackSlot<CommunicationPipe*> requestCallback;
+    std::atomic<bool> notifiesByRun{false}; // whom notifyCallback is for
+    bool runNoted = false;                  // manager thread only: endNotifyRun is due
 
     PumpLink link;
     PipePump pump; // manager thread only

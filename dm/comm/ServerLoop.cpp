@@ -78,6 +78,7 @@ void ServerLoop::serve(Connection& connection, const Ready& readiness)
         if (packet->getID() == kPipePacketId)
             dispatch(connection, *packet, packetSize);
     }
+    endNotifyRuns();
     if (!socket.isConnected()) {
         drop(connection);
         return;

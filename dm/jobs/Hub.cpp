@@ -193,7 +193,7 @@ void Hub::pipeCreateCallback(const Link& link, Manager& manager, CommunicationPi
                                                  attached->getName());
                                     });
                                 }});
-    pipe.setNotifyCallback(
+    static_cast<NetCommunicationPipe&>(pipe).setNotifyRunCallback(
         {context, [](void* self, CommunicationPipe* notified) {
              withHub(self, [&](Hub& hub, const Link&) { hub.pipeNotificationCallback(*notified); });
          }});
@@ -216,18 +216,17 @@ void Hub::pipeCreateCallback(const Link& link, Manager& manager, CommunicationPi
 void Hub::pipeNotificationCallback(CommunicationPipe& pipe)
 {
     auto& source = static_cast<NetCommunicationPipe&>(pipe);
-    const std::shared_ptr<const Members> members = snapshot();
+    std::vector<zu::InplaceString<128>> texts;
+    source.takeNotifies(texts);
     const uint32 id = source.getManager()->getID();
-    zu::InplaceString<128> text;
-    while (source.takeNotify(text, nullptr)) {
-        for (const Member& member : *members) {
-            const Gate::Pass pass(*member.gate);
-            if (!pass)
-                continue;
-            CommunicationPipe* const target = member.manager->getPipe(source.getName());
-            if (target != &source)
-                target->sendNotify(text.c_str(), id);
-        }
+    const std::shared_ptr<const Members> members = snapshot();
+    for (const Member& member : *members) {
+        const Gate::Pass pass(*member.gate);
+        if (!pass)
+            continue;
+        CommunicationPipe* const target = member.manager->getPipe(source.getName());
+        if (target != &source)
+            static_cast<NetCommunicationPipe*>(target)->sendNotifies(texts, id);
     }
 }
 
