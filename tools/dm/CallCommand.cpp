@@ -5,6 +5,7 @@
 #include "tools/dm/Files.h"
 #include "tools/dm/Text.h"
 
+#include <dm/jobs.h>
 #include <zul/Memory.h>
 #include <zul/Terminal.h>
 
@@ -36,9 +37,6 @@ struct Answer
     double seconds = 0;
     std::uint32_t connections = 0;
 };
-
-// What a hub hands on of an answer's data.
-constexpr std::uint32_t kMaxHubAnswerBytes = 64 * 1024;
 
 // More belongs into a file: the text is a third longer and has to be held in memory twice.
 constexpr std::uint32_t kMaxInlineBytes = 1024 * 1024;
@@ -101,7 +99,7 @@ void warnAboutHubAnswer(const SessionOptions& session, const Answer& answer)
 {
     if (!session.isHub)
         return;
-    if (answer.size == kMaxHubAnswerBytes)
+    if (answer.size == dm::BroadcastServer::kMaxAnswerBytes)
         std::fprintf(stderr, "dm: the answer's data may be cut: a hub hands on 64 KiB of it\n");
     if (answer.text.empty() && answer.size == 0)
         std::fprintf(stderr,

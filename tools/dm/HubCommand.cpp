@@ -64,9 +64,8 @@ private:
 struct HubSession
 {
     HubSession(const HubOptions& options, HubEvents& events)
-        : hub(options.name.c_str(), options.port)
+        : hub(options.name.c_str(), options.port, {&events, HubEvents::note})
     {
-        hub.setEventCallback({&events, HubEvents::note});
     }
 
     ~HubSession()
