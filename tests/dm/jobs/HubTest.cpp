@@ -240,7 +240,8 @@ TEST_F(Hub, KeepsTheOrderOfManyNotificationsToManyMembers)
     for (size_t number = 0; number < kNotifications; ++number)
         ASSERT_TRUE(member(0).pipe->sendNotify(std::to_string(number).c_str(), 0));
     for (size_t index = 1; index < kMembers; ++index) {
-        ASSERT_TRUE(member(index).waitNotified(kNotifications));
+        for (size_t part = 1; part <= 10; ++part) // a long way for a sanitized build
+            ASSERT_TRUE(member(index).waitNotified(kNotifications * part / 10));
         const std::vector<Notified> got = member(index).notified();
         ASSERT_EQ(got.size(), kNotifications);
         for (size_t number = 0; number < kNotifications; ++number)
