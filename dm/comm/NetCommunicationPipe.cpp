@@ -27,8 +27,11 @@ void storeResponse(OutgoingRequest& request, const Chunk& chunk, net::Packet& pa
 {
     request.responseSize = chunk.totalBytes;
     request.responseReceivedBytes += chunk.bytes;
-    if (request.relay != nullptr && request.relayedData.empty()) {
-        request.relayedData.resize(std::min(chunk.totalBytes, request.responseCapacity));
+    if (request.relay != nullptr) {
+        // The size is the other end's word, and may change from chunk to chunk.
+        const size_t kept = std::min(chunk.totalBytes, request.responseCapacity);
+        if (request.relayedData.size() < kept)
+            request.relayedData.resize(kept);
         request.responseBuffer = request.relayedData.data();
     }
     if (request.responseBuffer == nullptr)

@@ -1,5 +1,6 @@
 #include "dm/comm/OutgoingMessages.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace dm {
@@ -19,6 +20,7 @@ void OutgoingMessages::finishRelay(OutgoingRequest& request, RelayNews& news)
     if (request.responseReceived) {
         answer.text = std::move(request.responseText);
         answer.data = std::move(request.relayedData);
+        answer.data.resize(std::min<size_t>(answer.data.size(), request.responseSize));
         answer.dataSize = request.responseSize;
     }
     news.madeRoom = news.madeRoom || requests.size() > kMessagesPerPass;

@@ -410,6 +410,27 @@ TEST_F(Hub, BroadcastEndsWithItsManagers)
     EXPECT_TRUE(isDone(broadcast));
 }
 
+TEST_F(Hub, KeepsNoMoreOfALyingMembersAnswersThanItHandsOn)
+{
+    joinMany(2);
+    ScriptedPeer liar =
+        ScriptedPeer::attachTo(portOf(dm::getCommunicationPipeManager("hubc1")), "lies");
+    members[0]->client.waitPipeToConnect("lies");
+    dm::CommunicationPipe* const asking = members[0]->client.getPipe("lies");
+    auto answered =
+        std::async(std::launch::async, [&] { return ask(asking, "how much?", "", 1, 0x10000); });
+    WireMessage lie = response("lies", liar.expect(WireMessage::Request).id, "this much");
+    for (const dm::uint32 total : {10u, 0x20000u, 0xFFFFFFFFu, 0x10004u}) {
+        lie.total = total;
+        lie.offset = total - 8;
+        lie.chunk = total == 0x10004u ? "lastlast" : "lie";
+        liar.send(lie);
+    }
+    const Answer answer = answered.get();
+    EXPECT_EQ(answer.size, 0x10000u);
+    EXPECT_EQ(answer.data.substr(0xFFFC), "last");
+}
+
 TEST_F(Hub, LogsWhatItDoes)
 {
     joinMany(2);
