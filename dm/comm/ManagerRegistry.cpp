@@ -13,8 +13,12 @@ ManagerRegistry& ManagerRegistry::instance()
 NetCommunicationPipeManager* ManagerRegistry::init(const Manager::Options& options,
                                                    Existing existing)
 {
-    reap();
-    std::lock_guard guard(registryLock);
+    return initWith(options, existing, [](Manager& manager) { return &manager; });
+}
+
+NetCommunicationPipeManager* ManagerRegistry::initLocked(const Manager::Options& options,
+                                                         Existing existing)
+{
     const auto found = managers.find(options.name);
     if (found != managers.end() && existing == Existing::Return)
         return found->second.get();
@@ -98,42 +102,48 @@ void ManagerRegistry::deinitAll()
 /// another until the last thread has ended.
 void ManagerRegistry::destroy(std::vector<std::unique_ptr<Manager>> removed)
 {
-    std::erase_if(removed, [this](std::unique_ptr<Manager>& manager) {
+    for (const auto& manager : removed)
         manager->requestShutdown();
-        if (canDestroy(*manager))
-            return false;
+    if (!mayWait()) {
         std::lock_guard guard(registryLock);
-        leftToReap.push_back(std::move(manager));
+        for (auto& manager : removed)
+            leftToReap.push_back(std::move(manager));
         somethingToReap = true;
-        return true;
-    });
+        return;
+    }
     for (const auto& manager : removed)
         manager->joinThread();
     for (const auto& manager : removed)
         manager->gate()->awaitEmpty();
 }
 
-/// Not by a thread that is inside the manager, which would wait for itself.
-bool ManagerRegistry::canDestroy(const Manager& manager)
+/// Whether this thread may wait for a manager to end. A manager's thread must not, nor who holds a
+/// pass: the other one may be waiting for it.
+bool ManagerRegistry::mayWait()
 {
-    return !manager.isOwnThread() && !manager.gate()->isHeldByThisThread();
+    return !NetCommunicationPipeManager::isAnyManagersThread() && !Gate::isAnyHeldByThisThread();
 }
 
+/// Destroys what callbacks have removed; without waiting where that is not allowed.
 void ManagerRegistry::reap()
 {
     if (!somethingToReap.load())
         return;
+    const bool waiting = mayWait();
     std::vector<std::unique_ptr<Manager>> ended;
     {
         std::lock_guard guard(registryLock);
         for (auto& manager : leftToReap) {
-            if (canDestroy(*manager))
+            if (waiting || (!manager->isThreadRunning() && manager->gate()->isEmpty()))
                 ended.push_back(std::move(manager));
         }
         std::erase(leftToReap, nullptr);
         somethingToReap = !leftToReap.empty();
     }
-    destroy(std::move(ended));
+    for (const auto& manager : ended)
+        manager->joinThread();
+    for (const auto& manager : ended)
+        manager->gate()->awaitEmpty();
 }
 
 // The exported functions.

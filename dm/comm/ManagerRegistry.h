@@ -35,6 +35,11 @@ public:
     NetCommunicationPipeManager* init(const NetCommunicationPipeManager::Options& options,
                                       Existing existing);
 
+    /// The same, and runs `work` with the manager, which is not destroyed meanwhile.
+    template <typename Work>
+    auto initWith(const NetCommunicationPipeManager::Options& options, Existing existing,
+                  Work work);
+
     NetCommunicationPipeManager* find(const char* name);
     CommunicationPipeManager* sole() const { return soleManager.load(); }
     bool empty() const { return managerCount.load() == 0; }
@@ -55,7 +60,8 @@ private:
     Manager* soleLocked();
     void updateSole();
     void destroy(std::vector<std::unique_ptr<Manager>> managers);
-    static bool canDestroy(const Manager& manager);
+    Manager* initLocked(const Manager::Options& options, Existing existing);
+    static bool mayWait();
     void reap();
 
     RecursiveOrderedMutex<LockRank::Registry> registryLock;
@@ -70,6 +76,18 @@ private:
     std::atomic<size_t> managerCount{0};
     std::atomic<bool> somethingToReap{false};
 };
+
+template <typename Work>
+auto ManagerRegistry::initWith(const Manager::Options& options, Existing existing, Work work)
+{
+    reap();
+    std::unique_lock guard(registryLock);
+    Manager& manager = *initLocked(options, existing);
+    const std::shared_ptr<Gate> gate = manager.gate();
+    const Gate::Pass pass(*gate); // always: it closes only once the manager is out of the map
+    guard.unlock();
+    return work(manager);
+}
 
 template <typename Result, typename Work>
 Result ManagerRegistry::with(const char* managerName, Result otherwise, Work work)

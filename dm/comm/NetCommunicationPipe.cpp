@@ -162,7 +162,8 @@ bool NetCommunicationPipe::queueNotification(OutgoingNotification&& notification
     if (closing || !isConnected())
         return false;
     const zu::u64 cost = outgoing.notifyCost + notification.cost();
-    if (cost > kMaxQueuedNotifyBytes && !outgoing.notifications.empty()) {
+    const bool isOver = cost > kMaxQueuedNotifyBytes && !outgoing.notifications.empty();
+    if (isOver || !manager.notifyBudget().take(notification.cost())) {
         sayFull = saidNotifyQueueFull.raise() || sayFull;
         return false;
     }
@@ -170,6 +171,20 @@ bool NetCommunicationPipe::queueNotification(OutgoingNotification&& notification
     outgoing.notifyCost = cost;
     outgoing.notifications.append(std::move(notification));
     return true;
+}
+
+/// Under outgoingLock.
+void NetCommunicationPipe::giveBackNotifyCost(zu::u64 cost)
+{
+    outgoing.notifyCost -= cost;
+    manager.notifyBudget().giveBack(cost);
+}
+
+/// Under outgoingLock.
+void NetCommunicationPipe::dropNotifications()
+{
+    outgoing.notifications.clear();
+    giveBackNotifyCost(outgoing.notifyCost);
 }
 
 void NetCommunicationPipe::warnNotifyQueueFull()
@@ -344,7 +359,7 @@ void NetCommunicationPipe::getRequestData(void** outData, uint32* outSize)
 }
 
 /// False when the current request came over an earlier connection, which swallows the answer.
-bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered)
+bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered, uint32& epoch)
 {
     std::lock_guard guard(incomingLock);
     if (incomingRequests.isAborted()) {
@@ -352,6 +367,7 @@ bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered)
         return false;
     }
     answered = incomingRequests.takeCurrent();
+    epoch = incomingEpoch;
     return true;
 }
 
@@ -361,14 +377,15 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
     const bool sendable = isTextSendable("a response", text);
     // Kept until the end: an answer may well be made of the request's own data.
     IncomingRequest answered;
-    if (!takeCurrentRequest(answered))
+    uint32 epoch = 0;
+    if (!takeCurrentRequest(answered, epoch))
         return;
 
     const zu::Event& event = threadEvent();
     zu::u64 serial = 0;
     {
         std::lock_guard guard(outgoingLock);
-        if (closing)
+        if (closing || epoch != outgoingEpoch)
             return;
         serial = outgoing.nextResponseSerial++;
         OutgoingResponse& response = outgoing.responses.appendEmpty();
@@ -439,9 +456,10 @@ void NetCommunicationPipe::answerAside(const char* text, std::vector<uint8> data
                                        std::shared_ptr<Relay> relay)
 {
     IncomingRequest answered;
-    if (takeCurrentRequest(answered)) {
+    uint32 epoch = 0;
+    if (takeCurrentRequest(answered, epoch)) {
         std::lock_guard guard(outgoingLock);
-        if (!closing && isConnected()) {
+        if (!closing && isConnected() && epoch == outgoingEpoch) {
             OutgoingResponse& response = outgoing.responses.appendEmpty();
             response.serial = outgoing.nextResponseSerial++;
             response.requestId = answered.id;
@@ -496,6 +514,7 @@ void NetCommunicationPipe::reset()
     {
         std::lock_guard guard(incomingLock);
         incomingRequests.reset();
+        ++incomingEpoch;
         incomingNotifications.beginConnection();
     }
     pump.restart();
@@ -503,7 +522,9 @@ void NetCommunicationPipe::reset()
     {
         std::lock_guard guard(outgoingLock);
         outgoing.finishRelayedResponses(news); // another client took the pipe over
+        dropNotifications();
         outgoing.restart();
+        ++outgoingEpoch;
     }
     tell(news);
 }
@@ -608,8 +629,7 @@ void NetCommunicationPipe::close()
     {
         std::lock_guard guard(outgoingLock);
         closing = true;
-        outgoing.notifications.clear();
-        outgoing.notifyCost = 0;
+        dropNotifications();
         outgoing.finishRelayedRequests(news);
         outgoing.finishRelayedResponses(news);
         for (size_t index = 0; index < outgoing.requests.size(); ++index)

@@ -118,11 +118,13 @@ private:
     void leaveBlockedPipes();
     bool raiseRefusalNotice();
     bool queueNotification(OutgoingNotification&& notification, bool& sayFull);
+    void giveBackNotifyCost(zu::u64 cost);
+    void dropNotifications();
     void warnNotifyQueueFull();
     bool isTextSendable(const char* operation, const char* text);
     zu::InplaceString<128> ask(const RequestArguments& arguments);
     bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
-    bool takeCurrentRequest(IncomingRequest& answered);
+    bool takeCurrentRequest(IncomingRequest& answered, uint32& epoch);
     bool finishResponding(zu::u64 serial);
     void noteCallersGone();
     void tell(RelayNews& news);
@@ -140,11 +142,14 @@ private:
     IncomingRequests incomingRequests;
     IncomingNotifications incomingNotifications;
     std::shared_ptr<IncomingBudget> incomingBudget; // the present connection's
+    uint32 incomingEpoch =
+        0; // counts attachments; an answer to an earlier one's request is dropped
 
     // Under outgoingLock.
     alignas(64) LeafMutex outgoingLock;
     OutgoingMessages outgoing;
     zu::InplaceString<128> peerAddress;
+    uint32 outgoingEpoch = 0; // as incomingEpoch
     bool closing = false;
     OnceFlag saidNotifyQueueFull;
 

@@ -10,6 +10,12 @@
 
 namespace dm {
 
+namespace {
+
+thread_local bool s_isManagersThread = false;
+
+} // namespace
+
 CommunicationPipeManager::~CommunicationPipeManager() = default;
 
 bool CommunicationPipeManager::pipeExists(const char*) { return false; }
@@ -23,7 +29,8 @@ NetCommunicationPipeManager::NetCommunicationPipeManager(const Options& options)
     , remoteName("", kMaxRemoteNames)
     , addresses(options.host, static_cast<uint32>(options.port))
     , id(options.id)
-    , pipes(*this, options.maxPipes)
+    , queuedNotifies(options.maxQueuedNotifyBytes)
+    , pipes(*this, options.pipeNames)
 {
     clientConnectionCallback.set(options.clientConnectionCallback);
     pipes.setCreateCallback(options.pipeCreateCallback);
@@ -69,6 +76,7 @@ int NetCommunicationPipeManager::run()
     zu::registerThread(kThreadId);
     zu::setThreadName(zu::currentThreadId(), "ZMK - Communication Pipe");
     threadId.store(std::this_thread::get_id());
+    s_isManagersThread = true;
     while (!stopRequested.load()) {
         loop->pass();
         if (flushWanted.load())
@@ -78,6 +86,8 @@ int NetCommunicationPipeManager::run()
     loop->shutDown();
     return 0;
 }
+
+bool NetCommunicationPipeManager::isAnyManagersThread() { return s_isManagersThread; }
 
 FlushResult NetCommunicationPipeManager::flush(uint32 timeoutMs)
 {

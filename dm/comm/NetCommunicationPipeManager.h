@@ -9,6 +9,7 @@
 #include "dm/comm/CallbackSlot.h"
 #include "dm/comm/ManagerAddress.h"
 #include "dm/comm/ManagerLoop.h"
+#include "dm/comm/PipeQuota.h"
 #include "dm/comm/PipeTable.h"
 #include "dm/comm/PublishedText.h"
 #include "dm/common/Gate.h"
@@ -23,6 +24,8 @@ namespace dm {
 class NetCommunicationPipeManager final : public CommunicationPipeManager
 {
 public:
+    static constexpr zu::u64 kNoLimit = ~zu::u64{0};
+
     struct Options
     {
         const char* name = "";
@@ -31,7 +34,10 @@ public:
         const char* host = "";
         uint32 id = 0;
         bool createPipesOnRequest = true;
-        uint32 maxPipes = kMaxPipes; // that other ends may make
+        // Of several managers together, beside each one's own limits; null: none.
+        std::shared_ptr<PipeNameQuota> pipeNames;
+        // Of all pipes together, beside each one's own limit.
+        zu::u64 maxQueuedNotifyBytes = kNoLimit;
         // In force before the thread starts, so no client is ever accepted without them.
         ClientConnectionCallback clientConnectionCallback;
         PipeCreateCallback pipeCreateCallback;
@@ -63,6 +69,8 @@ public:
     void requestShutdown();
 
     bool isStopping() const { return stopRequested.load(); }
+    /// Whether the calling thread is that of any manager.
+    static bool isAnyManagersThread();
     bool isOwnThread() const { return threadId.load() == std::this_thread::get_id(); }
     ConnectionStatus status();
 
@@ -72,6 +80,9 @@ public:
 
     /// Connections that are up: accepted and not lost yet, or welcomed.
     uint32 connectionCount() const { return connectionsUp.load(); }
+    bool hasAttachedPipes() { return pipes.hasAttached(); }
+    NotifyBudget& notifyBudget() { return queuedNotifies; }
+
     /// Where the newest connection leads, in numbers.
     zu::InplaceString<128> peerAddress();
 
@@ -136,6 +147,8 @@ private:
     ConnectionStatus connectionStatus; // under statusLock
     zu::InplaceString<128> newestPeer; // under statusLock
     std::atomic<uint32> connectionsUp{0};
+
+    NotifyBudget queuedNotifies;
 
     // The loop's connections use the pipes, and the pipes' callers the loop until they are closed:
     // the destructor takes care of the order.

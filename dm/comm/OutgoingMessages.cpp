@@ -65,8 +65,6 @@ void OutgoingMessages::restart()
         if (!responses[index].sending.sent)
             responses[index].sending.restart();
     }
-    notifications.clear();
-    notifyCost = 0;
 }
 
 } // namespace dm

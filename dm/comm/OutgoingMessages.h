@@ -143,7 +143,7 @@ struct OutgoingMessages
     void finishRelayedResponses(RelayNews& news);
 
     /// A new connection: requests without an answer go out again, whole; a response broken off
-    /// starts anew; notifications are never kept for a later connection.
+    /// starts anew. The notifications, which are never kept for a later one, go before.
     void restart();
 };
 

@@ -77,7 +77,7 @@ void PipePump::takeNotifications()
     notificationCount = 0;
     auto& queue = pipe.outgoing.notifications;
     while (notificationCount < kMessagesPerPass && !queue.empty()) {
-        pipe.outgoing.notifyCost -= queue.front().cost();
+        pipe.giveBackNotifyCost(queue.front().cost());
         notifications[notificationCount++] = std::move(queue.front());
         queue.popFront();
     }

@@ -57,6 +57,12 @@ NetCommunicationPipe* PipeTable::find(const char* name)
     return found != pipes.end() ? found->second.pipe.get() : nullptr;
 }
 
+bool PipeTable::hasAttached()
+{
+    std::lock_guard guard(pipesLock);
+    return detachedCount < pipes.size();
+}
+
 bool PipeTable::exists(const char* name) { return find(name) != nullptr; }
 
 /// Under pipesLock.
@@ -78,7 +84,8 @@ PipeTable::OpenResult PipeTable::open(const char* name, bool mayCreate, Connecti
     const AttachResult attached = attach(name, mayCreate, connection);
     pipe = attached.pipe;
     if (attached.sayTooMany)
-        warn("manager \"%s\": other ends cannot make more than %u pipes", manager.getName(), limit);
+        warn("manager \"%s\": pipe \"%s\" is refused, other ends have made too many",
+             manager.getName(), name);
     if (attached.result != OpenResult::Attached)
         return attached.result;
     pipe->announceConnection();
@@ -93,7 +100,8 @@ PipeTable::AttachResult PipeTable::attach(const char* name, bool mayCreate, Conn
     std::lock_guard guard(pipesLock);
     auto found = pipes.find(name);
     if (found == pipes.end()) {
-        const bool hasRoom = pipes.size() < limit;
+        const bool hasRoom = mayCreate && pipes.size() < kMaxPipes &&
+                             (sharedNames == nullptr || sharedNames->admit(name));
         attached.sayTooMany = mayCreate && !hasRoom && saidTooMany.raise();
         if (!mayCreate || !hasRoom)
             return attached;

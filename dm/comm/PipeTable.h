@@ -10,11 +10,13 @@
 #include "dm/comm/Connection.h"
 #include "dm/comm/NameOrder.h"
 #include "dm/comm/NetCommunicationPipe.h"
+#include "dm/comm/PipeQuota.h"
 #include "dm/common/LockOrder.h"
 
 #include <atomic>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace dm {
@@ -22,9 +24,9 @@ namespace dm {
 class PipeTable
 {
 public:
-    PipeTable(NetCommunicationPipeManager& owner, uint32 maxPipes)
+    PipeTable(NetCommunicationPipeManager& owner, std::shared_ptr<PipeNameQuota> nameQuota)
         : manager(owner)
-        , limit(maxPipes)
+        , sharedNames(std::move(nameQuota))
     {
     }
 
@@ -60,6 +62,8 @@ public:
     /// Whether a pipe has lost its connection, or was made, since the last takeDueToOpen.
     bool hasNewToOpen() const { return newToOpen.load(std::memory_order_acquire); }
 
+    bool hasAttached();
+
     /// Pipes live as long as the table.
     std::vector<NetCommunicationPipe*> all();
 
@@ -94,7 +98,7 @@ private:
     NetCommunicationPipe* findReady(const char* name);
 
     NetCommunicationPipeManager& manager;
-    const uint32 limit; // of pipes when other ends make some
+    const std::shared_ptr<PipeNameQuota> sharedNames; // null: no limit but this table's
     CallbackSlot<CommunicationPipeManager*, CommunicationPipe*> createCallback;
 
     OrderedMutex<LockRank::PipeTable> pipesLock;

@@ -47,6 +47,8 @@ void Gate::awaitEmpty() const
         state.wait(seen);
 }
 
+bool Gate::isAnyHeldByThisThread() { return s_newest != nullptr; }
+
 zu::u32 Gate::passesOfThisThread() const
 {
     zu::u32 count = 0;

@@ -57,7 +57,10 @@ public:
     /// Waits until all passes but those of the calling thread are back. Only after close().
     void awaitEmpty() const;
 
-    bool isHeldByThisThread() const { return passesOfThisThread() > 0; }
+    bool isEmpty() const { return (state.load(std::memory_order_acquire) & ~kClosed) == 0; }
+
+    /// Whether the calling thread holds a pass of any gate.
+    static bool isAnyHeldByThisThread();
 
 private:
     static constexpr zu::u32 kClosed = 0x80000000;

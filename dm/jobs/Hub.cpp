@@ -7,6 +7,10 @@
 
 #include <zul/NamedMutex.h>
 #include <zul/Thread.h>
+#include <zul/Timer.h>
+
+#include <exception>
+#include <utility>
 
 namespace dm {
 
@@ -38,7 +42,7 @@ CommunicationPipeManager* Hub::open()
     options.port = port;
     options.id = kServerId;
     options.clientConnectionCallback.function = [](void* context, CommunicationPipeManager* main) {
-        withHub(context, [&](Hub& hub, const Link&) {
+        withHub(context, [&](Hub& hub, Link&) {
             hub.clientConnectionCallback(static_cast<Manager&>(*main));
         });
     };
@@ -57,7 +61,7 @@ void Hub::close()
 template <typename Work>
 void Hub::withHub(void* context, Work work)
 {
-    const Link& link = *static_cast<Link*>(context);
+    Link& link = *static_cast<Link*>(context);
     const Gate::Pass pass(link.hub.alive);
     if (pass)
         work(link.hub, link);
@@ -70,22 +74,23 @@ Hub::Manager::Options Hub::makeOptions(const char* managerName, uint32 member)
     Manager::Options options;
     options.name = managerName;
     options.host = kMemberHost;
-    options.maxPipes = BroadcastServer::kMaxPipes;
+    options.pipeNames = pipeNames;
+    options.maxQueuedNotifyBytes = CommunicationPipe::kMaxQueuedNotifyBytes;
     options.contextOwner = shared_from_this();
     options.pipeCreateCallback = {
         link, [](void* context, CommunicationPipeManager* manager, CommunicationPipe* pipe) {
-            withHub(context, [&](Hub& hub, const Link& own) {
+            withHub(context, [&](Hub& hub, Link& own) {
                 hub.pipeCreateCallback(own, static_cast<Manager&>(*manager), *pipe);
             });
         }};
     options.clientConnectionCallback = {link, [](void* context, CommunicationPipeManager* manager) {
-                                            withHub(context, [&](Hub& hub, const Link& own) {
+                                            withHub(context, [&](Hub& hub, Link& own) {
                                                 hub.memberConnected(
                                                     own, static_cast<Manager&>(*manager));
                                             });
                                         }};
     options.connectionLostCallback = {link, [](void* context, CommunicationPipeManager* manager) {
-                                          withHub(context, [&](Hub& hub, const Link& own) {
+                                          withHub(context, [&](Hub& hub, Link& own) {
                                               hub.connectionLost(own,
                                                                  static_cast<Manager&>(*manager));
                                           });
@@ -98,33 +103,42 @@ Hub::Manager::Options Hub::makeOptions(const char* managerName, uint32 member)
 void Hub::clientConnectionCallback(Manager& main)
 {
     const std::lock_guard membership(membershipLock);
-    const auto member = static_cast<uint32>(snapshot()->size());
-    const zu::InplaceString<128> memberName = nextMemberName();
-    Manager& manager = *listenForMember(memberName.c_str(), member);
-    append(manager);
-    logLine("Server \"%s\" was connected by a client\n", manager.getName());
-    uint32 memberPort = 0;
-    manager.getHost(&memberPort);
-    main.setRedirect(kMemberHost, memberPort);
+    try {
+        admit(main);
+    } catch (const std::exception& exception) {
+        // The client stays with the main manager, where it can be heard but not asked.
+        warn("hub \"%s\": a client gets no manager of its own: %s", name.c_str(), exception.what());
+    }
 }
 
 /// Under membershipLock.
-Hub::Manager* Hub::listenForMember(const char* managerName, uint32 member)
+void Hub::admit(Manager& main)
 {
-    Manager::Options options = makeOptions(managerName, member);
+    const auto member = static_cast<uint32>(snapshot()->size());
+    const zu::InplaceString<128> memberName = nextMemberName();
+    Manager::Options options = makeOptions(memberName.c_str(), member);
     options.isServer = true;
     options.port = port == 0 ? 0 : port + static_cast<int>(member) + 1;
     options.id = member;
+    const auto admitIfListening = [&](Manager& manager) {
+        if (manager.status().state != ConnectionStatus::Connected && options.port != 0)
+            return false;
+        append(manager);
+        logLine("Server \"%s\" was connected by a client\n", manager.getName());
+        uint32 memberPort = 0;
+        manager.getHost(&memberPort);
+        main.setRedirect(kMemberHost, memberPort);
+        return true;
+    };
     ManagerRegistry& registry = ManagerRegistry::instance();
-    Manager* const manager = registry.init(options, ManagerRegistry::Existing::Replace);
-    if (manager->status().state == ConnectionStatus::Connected || options.port == 0)
-        return manager;
+    if (registry.initWith(options, ManagerRegistry::Existing::Replace, admitIfListening))
+        return;
     // Redirected to somebody else's port, the client would come back for a further member.
     warn("hub \"%s\": member %u listens on another port, because port %d is taken", name.c_str(),
          member, options.port);
-    registry.deinit(managerName);
+    registry.deinit(memberName.c_str());
     options.port = 0;
-    return registry.init(options, ManagerRegistry::Existing::Replace);
+    registry.initWith(options, ManagerRegistry::Existing::Replace, admitIfListening);
 }
 
 void Hub::connect(Server& server)
@@ -134,7 +148,8 @@ void Hub::connect(Server& server)
     const zu::InplaceString<128> memberName = nextMemberName();
     Manager::Options options = makeOptions(memberName.c_str(), member);
     options.port = server.getPort();
-    append(*ManagerRegistry::instance().init(options, ManagerRegistry::Existing::Replace));
+    ManagerRegistry::instance().initWith(options, ManagerRegistry::Existing::Replace,
+                                         [&](Manager& manager) { append(manager); });
 }
 
 /// Under membershipLock.
@@ -147,7 +162,7 @@ zu::InplaceString<128> Hub::nextMemberName()
 void Hub::append(Manager& manager)
 {
     auto longer = std::make_shared<Members>(*snapshot());
-    longer->push_back({&manager, manager.gate()});
+    longer->push_back({&manager, manager.gate(), zu::Timer::getAppAge()});
     const std::lock_guard guard(lock);
     managers = std::move(longer);
 }
@@ -158,19 +173,28 @@ std::shared_ptr<const Hub::Members> Hub::snapshot()
     return managers;
 }
 
-void Hub::memberConnected(const Link& link, Manager& manager)
+void Hub::memberConnected(Link& link, Manager& manager)
 {
-    forwarder.connectionMade(manager.gate());
-    tell(HubEvent::Joined, link, manager);
+    if (!std::exchange(link.isPresent, true))
+        tell(HubEvent::Joined, link, manager);
 }
 
-void Hub::connectionLost(const Link& link, Manager& manager)
+void Hub::pipeAttached(Link& link, Manager& manager, NetCommunicationPipe& pipe)
 {
-    // A member does not come back to its manager: the hub gives it a new one. What the hub itself
-    // has connected to may come back.
-    const bool isEmpty = manager.connectionCount() == 0;
-    forwarder.connectionLost(manager.gate(), isEmpty && manager.isServer());
-    if (isEmpty)
+    forwarder.sourceRestarted({&pipe, manager.gate()});
+    forwarder.memberCame(manager.gate());
+    memberConnected(link, manager);
+    tell(HubEvent::PipeOpened, link, manager, pipe.getName());
+}
+
+void Hub::connectionLost(Link& link, Manager& manager)
+{
+    // Judged by its pipes: whoever else has connected to the port does not count. A member does not
+    // come back to its manager, the hub gives it a new one; what the hub itself has connected to
+    // may come back.
+    const bool isGone = !manager.hasAttachedPipes();
+    forwarder.connectionLost(manager.gate(), isGone && manager.isServer());
+    if (isGone && std::exchange(link.isPresent, false))
         tell(HubEvent::Left, link, manager);
 }
 
@@ -184,22 +208,23 @@ void Hub::tell(HubEvent::Kind kind, const Link& link, Manager& manager, const ch
 
 // Pipes.
 
-void Hub::pipeCreateCallback(const Link& link, Manager& manager, CommunicationPipe& pipe)
+void Hub::pipeCreateCallback(Link& link, Manager& manager, CommunicationPipe& pipe)
 {
-    void* const context = const_cast<Link*>(&link);
+    void* const context = &link;
     pipe.setConnectionCallback({context, [](void* self, CommunicationPipe* attached) {
-                                    withHub(self, [&](Hub& hub, const Link& own) {
-                                        hub.tell(HubEvent::PipeOpened, own, managerOf(*attached),
-                                                 attached->getName());
+                                    withHub(self, [&](Hub& hub, Link& own) {
+                                        hub.pipeAttached(
+                                            own, managerOf(*attached),
+                                            static_cast<NetCommunicationPipe&>(*attached));
                                     });
                                 }});
     static_cast<NetCommunicationPipe&>(pipe).setNotifyRunCallback(
         {context, [](void* self, CommunicationPipe* notified) {
-             withHub(self, [&](Hub& hub, const Link&) { hub.pipeNotificationCallback(*notified); });
+             withHub(self, [&](Hub& hub, Link&) { hub.pipeNotificationCallback(*notified); });
          }});
     pipe.setRequestCallback(
         {context, [](void* self, CommunicationPipe* requested) {
-             withHub(self, [&](Hub& hub, const Link&) { hub.pipeRequestCallback(*requested); });
+             withHub(self, [&](Hub& hub, Link&) { hub.pipeRequestCallback(*requested); });
          }});
     const std::shared_ptr<const Members> members = snapshot();
     for (const Member& member : *members) {
@@ -210,7 +235,7 @@ void Hub::pipeCreateCallback(const Link& link, Manager& manager, CommunicationPi
     logLine("Manager \"%s\" created a pipe \"%s\"\n", manager.getName(), pipe.getName());
     // One that the other end asked for was attached before this callback.
     if (pipe.isConnected())
-        tell(HubEvent::PipeOpened, link, manager, pipe.getName());
+        pipeAttached(link, manager, static_cast<NetCommunicationPipe&>(pipe));
 }
 
 void Hub::pipeNotificationCallback(CommunicationPipe& pipe)
@@ -243,27 +268,38 @@ RequestForwarder::Forward Hub::takeRequest(const RequestForwarder::Source& sourc
     uint32 number = 0;
     if (!sourcePass || !source.pipe->takeRequest(request, &number))
         return {};
+    RequestForwarder::Forward forward;
     const std::shared_ptr<const Members> members = snapshot();
-    const Member* const target = findManagerByID(*members, number, source.pipe->getName());
-    CommunicationPipe* targetPipe = nullptr;
-    if (target != nullptr) {
-        const Gate::Pass targetPass(*target->gate);
-        if (targetPass)
-            targetPipe = target->manager->getPipe(source.pipe->getName());
+    if (const Member* const target = findManagerByID(*members, number, source.pipe->getName())) {
+        const Gate::Pass pass(*target->gate);
+        if (pass && isExpected(*target)) {
+            forward.job = std::make_shared<JobForwardRequest>(
+                source.pipe, target->manager->getPipe(source.pipe->getName()), request.c_str());
+            forward.target = target->gate;
+        }
     }
-    return {std::make_shared<JobForwardRequest>(source.pipe, targetPipe, request.c_str()),
-            targetPipe != nullptr ? target->gate : nullptr};
+    if (forward.job == nullptr)
+        forward.job = std::make_shared<JobForwardRequest>(source.pipe, nullptr, request.c_str());
+    return forward;
+}
+
+/// Whether the member is there, or may yet come to the manager that was made for it.
+bool Hub::isExpected(const Member& member)
+{
+    constexpr double kJoinSeconds = 10.0;
+    return !member.manager->isServer() || member.manager->status().connections > 0 ||
+           zu::Timer::getAppAge() - member.made < kJoinSeconds;
 }
 
 /// Null, with a message, when there is no such member.
-const Hub::Member* Hub::findManagerByID(const Members& members, uint32 id,
-                                        const char* pipeName) const
+const Hub::Member* Hub::findManagerByID(const Members& members, uint32 id, const char* pipeName)
 {
     if (id < members.size())
         return &members[id];
-    warn("hub \"%s\": a request on pipe \"%s\" is for member %u, which does not exist (there are "
-         "%zu); it is answered with \"\"",
-         name.c_str(), pipeName, id, members.size());
+    if (!saidNoSuchMember.exchange(true))
+        warn("hub \"%s\": a request on pipe \"%s\" is for member %u, which does not exist (there "
+             "are %zu); such requests are answered with \"\"",
+             name.c_str(), pipeName, id, members.size());
     return nullptr;
 }
 

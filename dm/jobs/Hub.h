@@ -53,6 +53,7 @@ private:
     {
         Manager* manager; // only with a pass of the gate
         std::shared_ptr<Gate> gate;
+        double made; // seconds of application age
     };
     using Members = std::vector<Member>;
 
@@ -60,23 +61,26 @@ private:
     struct Link
     {
         Hub& hub;
-        uint32 member; // kNoMember for the main manager
+        uint32 member;          // kNoMember for the main manager
+        bool isPresent = false; // the manager's thread only
     };
     static constexpr uint32 kNoMember = 0xFFFFFFFF;
 
     void clientConnectionCallback(Manager& main);
-    void pipeCreateCallback(const Link& link, Manager& manager, CommunicationPipe& pipe);
+    void pipeCreateCallback(Link& link, Manager& manager, CommunicationPipe& pipe);
     void pipeNotificationCallback(CommunicationPipe& pipe);
     void pipeRequestCallback(CommunicationPipe& pipe);
-    void memberConnected(const Link& link, Manager& manager);
-    void connectionLost(const Link& link, Manager& manager);
+    void memberConnected(Link& link, Manager& manager);
+    void pipeAttached(Link& link, Manager& manager, NetCommunicationPipe& pipe);
+    void connectionLost(Link& link, Manager& manager);
 
     Manager::Options makeOptions(const char* managerName, uint32 member);
     zu::InplaceString<128> nextMemberName();
-    Manager* listenForMember(const char* managerName, uint32 member);
+    void admit(Manager& main);
     void append(Manager& manager);
     std::shared_ptr<const Members> snapshot();
-    const Member* findManagerByID(const Members& members, uint32 id, const char* pipeName) const;
+    const Member* findManagerByID(const Members& members, uint32 id, const char* pipeName);
+    static bool isExpected(const Member& member);
     RequestForwarder::Forward takeRequest(const RequestForwarder::Source& source);
     void tell(HubEvent::Kind kind, const Link& link, Manager& manager, const char* pipeName = "");
 
@@ -93,10 +97,13 @@ private:
 
     OrderedMutex<LockRank::HubMembership> membershipLock;
     std::deque<Link> links; // under membershipLock; elements never move
+    const std::shared_ptr<PipeNameQuota> pipeNames =
+        std::make_shared<PipeNameQuota>(BroadcastServer::kMaxPipes);
 
     LeafMutex lock;
     std::shared_ptr<const Members> managers; // under lock; replaced, never changed
 
+    std::atomic<bool> saidNoSuchMember{false};
     std::atomic<bool> refcountSeen{false};
     std::atomic<bool> waitEnabled{true};
 

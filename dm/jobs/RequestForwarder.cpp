@@ -129,10 +129,24 @@ void RequestForwarder::connectionLost(const ManagerGate& manager, bool isGone)
         job->cancel();
 }
 
-void RequestForwarder::connectionMade(const ManagerGate& manager)
+void RequestForwarder::memberCame(const ManagerGate& manager)
 {
     const std::lock_guard guard(lock);
     gone.erase(manager);
+}
+
+void RequestForwarder::sourceRestarted(const Source& source)
+{
+    std::shared_ptr<JobForwardRequest> pointless;
+    {
+        const std::lock_guard guard(lock);
+        const auto found = queues.find({source.pipe, source.manager.get()});
+        if (found == queues.end())
+            return;
+        pointless = found->second.underWay.job;
+    }
+    if (pointless != nullptr)
+        pointless->cancel();
 }
 
 } // namespace dm

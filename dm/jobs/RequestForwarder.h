@@ -69,10 +69,13 @@ public:
     void noteRequest(const Source& source);
 
     /// The manager has lost a connection, and its pipes are detached: answers for those who asked
-    /// over it are dropped, and with no connection left (`isGone`) none is expected from there.
+    /// over it are dropped, and from a member that is gone none is expected.
     /// On the manager's thread.
     void connectionLost(const ManagerGate& manager, bool isGone);
-    void connectionMade(const ManagerGate& manager);
+    /// One of the manager's pipes is attached.
+    void memberCame(const ManagerGate& manager);
+    /// The source has a new connection: nobody waits for what came over an earlier one.
+    void sourceRestarted(const Source& source);
 
 private:
     struct Queue // of one source; exists while requests are noted or one is under way

@@ -212,7 +212,8 @@ public:
     virtual void setClientConnectionCallback(ClientConnectionCallback callback) = 0;
 
     /// Called for each pipe made, before getPipe returns it: on the caller's thread from getPipe,
-    /// on the manager's when the other end asked for it.
+    /// on the manager's when the other end asked for it. Others who make pipes wait meanwhile, so
+    /// it must not wait for a job manager: no addJob, no runJobs.
     virtual void setPipeCreateCallback(PipeCreateCallback callback) = 0;
 
     /// Whether the pipe exists; never makes it.
@@ -273,8 +274,8 @@ DM_API FlushResult flushCommunicationManager(const char* name, uint32 timeoutMs)
 
 /// Removes the manager from the registry, wakes everybody blocked on its pipes with "", stops its
 /// thread and destroys it with its pipes, in at most a fifth of a second and as long as its own
-/// callbacks run. Unknown names are ignored. From one of the manager's own callbacks it only
-/// removes it; the next init, deinit or look-up by name on another thread destroys it.
+/// callbacks run. Unknown names are ignored. From a callback of any manager it only removes and
+/// stops it; an init, deinit or look-up by name on another thread destroys it later.
 ///
 /// Callers already blocked on a pipe are woken and waited for. A thread that is just about to call
 /// one of the pipe's functions is not: stop using the pipes first.

@@ -119,7 +119,7 @@ public:
     JobManager& operator=(const JobManager& other);
 
     /// Queues a job, which belongs to the manager from now on. Waits while a batch runs, except
-    /// from a job of that batch.
+    /// from a job of that batch; so not from callbacks of pipes and pipe managers.
     void addJob(Job* job);
 
     /// Starts a thread with everything queued, after the batch before has ended; returns when it
@@ -350,8 +350,9 @@ using HubCallback = Callback<const HubEvent&>;
 ///    (number 0 arrives as the receiver's own: member 0 cannot be told by it).
 ///  - A request goes to the member that its number names; text and up to kMaxAnswerBytes of data of
 ///  the
-///    answer come back, data sent with the request stays here. A member that does not exist or
-///    leaves before it has answered counts as having answered "".
+///    answer come back, data sent with the request stays here. A member that does not exist, has
+///    not come within ten seconds of being given its number, or leaves before it has answered
+///    counts as having answered "".
 ///
 /// Requests are forwarded off the managers' threads, those of one pipe of one member in order, the
 /// others side by side. A slow member holds up only those who ask it.
@@ -361,7 +362,8 @@ using HubCallback = Callback<const HubEvent&>;
 /// be unique in a process.
 ///
 /// Limits: a member that left keeps its number, its manager and its port until the managers are
-/// deinitialised. kMaxPipes pipes, all members together.
+/// deinitialised. The members make kMaxPipes pipes, all together. For a member that does not read,
+/// CommunicationPipe::kMaxQueuedNotifyBytes are kept, of all its pipes; it misses what is more.
 class DM_API BroadcastServer : public Server
 {
 public:
@@ -371,11 +373,13 @@ public:
     ///   events   in force before the first member can come; see setEventCallback.
     BroadcastServer(const char* name, int port, HubCallback events = {});
 
-    /// Gives every request under way an empty answer. The managers stay, without a hub.
+    /// Gives the requests under way an empty answer, and none to those that still waited for their
+    /// turn. The managers stay, without a hub. Not from a callback.
     ~BroadcastServer() override;
 
     /// Joins another server on this machine: what its pipes say goes to the members, and the other
-    /// way round. Uses up a member number, which is not the number its requests carry.
+    /// way round. Uses up a member number, which is not the number its requests carry. A request to
+    /// it waits while the connection is lost.
     void connect(Server* server);
 
     /// Sends a notification to every member, numbered with the hub's id, and waits until each has
@@ -391,7 +395,7 @@ public:
     void stopWaiting();
 
     /// Called on managers' threads as members come and go. When it returns, the previous one does
-    /// not run any more. The callback must not destroy the hub.
+    /// not run any more. The callback must not call this, nor destroy the hub.
     void setEventCallback(HubCallback callback);
 
 private:

@@ -1,5 +1,7 @@
 #include "support/PipeFixture.h"
 
+#include <barrier>
+
 using namespace support;
 
 namespace {
@@ -136,4 +138,23 @@ TEST_F(Registry, CallbackMayDeinitialiseItsOwnManager)
     EXPECT_TRUE(waitUntil([] { return !dm::communicationPipeManagerExists("server"); }));
     dm::deinitCommunicationManagers();
     peer.expectClosed();
+}
+
+TEST_F(Registry, TwoCallbacksMayDeinitialiseEachOthersManagersAtOnce)
+{
+    std::barrier together(2);
+    for (const char* name : {"one", "other"}) {
+        dm::CommunicationPipeManager* server = startServer(true, name);
+        server->setClientConnectionCallback(
+            {&together, [](void* barrier, dm::CommunicationPipeManager*) {
+                 static_cast<std::barrier<>*>(barrier)->arrive_and_wait();
+                 dm::deinitCommunicationManagers();
+             }});
+    }
+    ScriptedPeer first = ScriptedPeer::connectTo(portOf(dm::getCommunicationPipeManager("one")));
+    ScriptedPeer second = ScriptedPeer::connectTo(portOf(dm::getCommunicationPipeManager("other")));
+    first.expectClosed();
+    second.expectClosed();
+    dm::deinitCommunicationManagers();
+    EXPECT_TRUE(dm::isCommunicationPipeManagerMapEmpty());
 }

@@ -431,6 +431,49 @@ TEST_F(Hub, KeepsNoMoreOfALyingMembersAnswersThanItHandsOn)
     EXPECT_EQ(answer.data.substr(0xFFFC), "last");
 }
 
+TEST_F(Hub, NoticesThatAMemberLeftWhoeverElseIsConnectedToItsPort)
+{
+    joinMany(2);
+    ScriptedPeer idle = ScriptedPeer::connectTo(portOf(dm::getCommunicationPipeManager("hubc1")));
+    idle.expect(WireMessage::Welcome);
+    members[1]->leave();
+    EXPECT_EQ(ask(members[0]->pipe, "gone?", "", 1).text, "");
+}
+
+TEST_F(Hub, EndsTheOldRequestOfAPipeThatAnotherConnectionTakesOver)
+{
+    joinMany(2);
+    const dm::uint32 port = portOf(dm::getCommunicationPipeManager("hubc0"));
+    WireMessage toSecond = request("taken", 0, "old");
+    toSecond.value = 1;
+    dm::CommunicationPipe* const asked = members[1]->client.getPipe("taken");
+    ScriptedPeer old = ScriptedPeer::attachTo(port, "taken");
+    old.send(toSecond);
+    EXPECT_EQ(takeRequest(asked), "old");
+    ScriptedPeer now = ScriptedPeer::attachTo(port, "taken");
+    toSecond.text = "new";
+    now.send(toSecond);
+    EXPECT_EQ(takeRequest(asked), "new");
+    asked->respond("for the new one", nullptr, 0);
+    EXPECT_EQ(now.expect(WireMessage::Response).text, "for the new one");
+}
+
+TEST_F(Hub, LetsMembersMakeOnlySoManyPipesAllTogether)
+{
+    joinMany(2); // and the pipe "chat"
+    ScriptedPeer maker = ScriptedPeer::connectTo(portOf(dm::getCommunicationPipeManager("hubc0")));
+    for (dm::uint32 number = 1; number < dm::BroadcastServer::kMaxPipes; ++number)
+        maker.send(openPipe(std::to_string(number)));
+    while (maker.expect(WireMessage::PipeOpened).name !=
+           std::to_string(dm::BroadcastServer::kMaxPipes - 1))
+        ;
+    ScriptedPeer other = ScriptedPeer::connectTo(portOf(dm::getCommunicationPipeManager("hubc1")));
+    other.send(openPipe("one too many"));
+    EXPECT_EQ(other.expect(WireMessage::PipeRefused).name, "one too many");
+    other.send(openPipe("17"));
+    EXPECT_EQ(other.expect(WireMessage::PipeOpened).name, "17");
+}
+
 TEST_F(Hub, LogsWhatItDoes)
 {
     joinMany(2);
@@ -497,14 +540,17 @@ TEST_F(Hub, RelaysBetweenItsMembersAndAServerItJoined)
 
 TEST_F(Hub, WaitsUntilTheProcessesHaveComeAndGone)
 {
-    auto wait = std::async(std::launch::async, [&] { hub->waitOnProccesses(); });
-    EXPECT_FALSE(isDone(wait, std::chrono::milliseconds(100)));
-    {
-        const zu::NamedMutex process("hub_refcount");
-        EXPECT_FALSE(isDone(wait, std::chrono::milliseconds(100)));
-    }
-    EXPECT_TRUE(isDone(wait));
-    hub->waitOnProccesses(); // they have been seen before
+    const std::string name = "waiting" + std::to_string(hub->getPort()); // nobody else's
+    const std::string mutexName = name + "_refcount";
+    dm::BroadcastServer waiting(name.c_str(), 0);
+    auto wait = std::async(std::launch::async, [&] { waiting.waitOnProccesses(); });
+    constexpr std::chrono::milliseconds kFewLooks{100};
+    EXPECT_FALSE(isDone(wait, kFewLooks));
+    do { // until it has looked at the right moment
+        const zu::NamedMutex process(mutexName.c_str());
+        EXPECT_FALSE(isDone(wait, kFewLooks));
+    } while (!isDone(wait, kFewLooks));
+    waiting.waitOnProccesses(); // they have been seen before
 
     dm::BroadcastServer other("unseen", 0);
     wait = std::async(std::launch::async, [&] { other.waitOnProccesses(); });
