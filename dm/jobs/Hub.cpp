@@ -134,8 +134,8 @@ void Hub::admit(Manager& main)
     if (registry.initWith(options, ManagerRegistry::Existing::Replace, admitIfListening))
         return;
     // Redirected to somebody else's port, the client would come back for a further member.
-    warn("hub \"%s\": member %u listens on another port, because port %d is taken", name.c_str(),
-         member, options.port);
+    warn("hub \"%s\": member %u listens on another port, because port %d cannot be had",
+         name.c_str(), member, options.port);
     registry.deinit(memberName.c_str());
     options.port = 0;
     registry.initWith(options, ManagerRegistry::Existing::Replace, admitIfListening);

@@ -5,7 +5,7 @@
 ///
 /// Threads: the callbacks run on the managers' threads (pipeCreateCallback also on those of
 /// getPipe's callers) and never wait: they copy the member list and call the other managers
-/// without a lock. Requests are forwarded on the forwarder's threads.
+/// without a lock. Who forwards requests says RequestForwarder.h.
 ///
 /// Locks: membershipLock is held while a member is made, from its number to its place in the list.
 /// `lock` is a leaf around the list itself.

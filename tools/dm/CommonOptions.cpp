@@ -65,10 +65,14 @@ void addProgressOption(CLI::App& command, ProgressMeter::Mode& mode)
         ->default_str("auto");
 }
 
+std::string toJsonLine(const nlohmann::ordered_json& object)
+{
+    return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
 void printJsonLine(const nlohmann::ordered_json& object)
 {
-    const std::string line =
-        object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    const std::string line = toJsonLine(object);
     writeOutput(line.data(), line.size());
 }
 

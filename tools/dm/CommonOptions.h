@@ -3,6 +3,7 @@
 #include "tools/dm/ClientSession.h"
 
 #include <nlohmann/json_fwd.hpp>
+#include <string>
 
 namespace CLI {
 class App;
@@ -22,7 +23,9 @@ void addFormatOption(CLI::App& command, Format& format);
 /// --progress auto|always|never
 void addProgressOption(CLI::App& command, ProgressMeter::Mode& mode);
 
-/// One line on standard output; bytes that are no UTF-8 become replacement characters.
+/// One line with its end; bytes that are no UTF-8 become replacement characters.
+std::string toJsonLine(const nlohmann::ordered_json& object);
+/// The same on standard output.
 void printJsonLine(const nlohmann::ordered_json& object);
 
 } // namespace tool

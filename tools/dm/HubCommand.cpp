@@ -80,7 +80,7 @@ struct HubSession
     dm::BroadcastServer hub;
 };
 
-void serve(const HubOptions& options, HubEvents& events)
+void serve(const HubOptions& options, HubEvents& events, LineWriter& writer)
 {
     constexpr zu::u32 kLongMs = 60 * 1000;
     zu::Interrupt& interrupt = zu::Interrupt::get();
@@ -90,21 +90,22 @@ void serve(const HubOptions& options, HubEvents& events)
     ProcessWait wait(session.hub);
     if (!options.awaitedName.empty())
         wait.start();
-    while (!wait.isOver() && !events.hasFailed() && !interrupt.waitFor(kLongMs)) {
+    while (!wait.isOver() && !writer.hasFailed() && !interrupt.waitFor(kLongMs)) {
     }
 }
 
 ExitCode runHub(const HubOptions& options)
 {
     dm::setLogSink([](const char*) {}); // the events say it all
-    HubEvents events(options.format);
+    LineWriter writer;
+    HubEvents events(options.format, writer);
     try {
-        serve(options, events);
+        serve(options, events, writer);
     } catch (...) {
-        events.finish();
+        writer.finish();
         throw;
     }
-    events.finish(); // what the end itself has brought, too
+    writer.finish(); // what the end itself has brought, too
     return ExitCode::Ok;
 }
 

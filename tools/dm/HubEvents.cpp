@@ -1,121 +1,39 @@
 #include "tools/dm/HubEvents.h"
 
 #include "tools/dm/CommonOptions.h"
-#include "tools/dm/ExitCode.h"
-#include "tools/dm/Files.h"
 #include "tools/dm/Text.h"
 
-#include <zul/Interrupt.h>
-
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 
 namespace tool {
 
-HubEvents::HubEvents(Format outputFormat)
-    : format(outputFormat)
-    , thread([this] { run(); })
-{
-}
-
 void HubEvents::note(void* context, const dm::HubEvent& event)
 {
-    auto& self = *static_cast<HubEvents*>(context);
-    {
-        const std::lock_guard lock(self.mutex);
-        self.noted.push_back(
-            {event.kind, event.member, event.memberName, event.address, event.pipeName});
-    }
-    self.changed.notify_all();
+    static_cast<HubEvents*>(context)->take(event);
 }
 
-bool HubEvents::hasFailed()
+void HubEvents::take(const dm::HubEvent& event)
 {
     const std::lock_guard lock(mutex);
-    return failure != nullptr;
-}
-
-void HubEvents::finish()
-{
-    constexpr std::chrono::seconds kStandsStill{1};
-    {
-        std::unique_lock lock(mutex);
-        isFinishing = true;
-        changed.notify_all();
-        while (!hasEnded) {
-            const unsigned long before = printed;
-            const bool moved =
-                changed.wait_for(lock, kStandsStill, [&] { return hasEnded || printed != before; });
-            if (moved)
-                continue;
-            std::fputs("dm: standard output takes no more, the last events are lost\n", stderr);
-            std::quick_exit(static_cast<int>(ExitCode::File));
-        }
-    }
-    thread.join();
-    if (failure != nullptr)
-        std::rethrow_exception(failure);
-}
-
-void HubEvents::run()
-{
-    std::exception_ptr thrown;
-    try {
-        printAll();
-    } catch (...) {
-        thrown = std::current_exception();
-    }
-    {
-        const std::lock_guard lock(mutex);
-        failure = thrown;
-        hasEnded = true;
-    }
-    changed.notify_all();
-    zu::Interrupt::get().notify();
-}
-
-void HubEvents::printAll()
-{
-    std::unique_lock lock(mutex);
-    for (;;) {
-        changed.wait(lock, [this] { return isFinishing || !noted.empty(); });
-        if (noted.empty())
-            return;
-        const Event event = std::move(noted.front());
-        noted.pop_front();
-        lock.unlock();
-        print(event);
-        lock.lock();
-        ++printed;
-        changed.notify_all();
-    }
-}
-
-void HubEvents::print(const Event& event)
-{
     Member& member = members[event.member];
-    if (!event.name.empty())
-        member.name = event.name;
-    if (!event.address.empty())
+    if (*event.memberName != '\0')
+        member.name = event.memberName;
+    if (*event.address != '\0')
         member.address = event.address;
     if (event.kind == dm::HubEvent::PipeOpened) {
-        // Opened from both ends at once, a pipe may be announced twice.
-        if (std::find(member.pipes.begin(), member.pipes.end(), event.pipe) != member.pipes.end())
+        // A pipe is announced again when another connection takes it over.
+        if (std::find(member.pipes.begin(), member.pipes.end(), event.pipeName) !=
+            member.pipes.end())
             return;
-        member.pipes.push_back(event.pipe);
+        member.pipes.emplace_back(event.pipeName);
     }
-    if (format == Format::Json)
-        printJson(event, member);
-    else
-        printText(event, member);
+    writer.write(format == Format::Json ? toJson(event, member) : toText(event, member));
     if (event.kind == dm::HubEvent::Left)
         members.erase(event.member);
 }
 
-void HubEvents::printText(const Event& event, const Member& member)
+std::string HubEvents::toText(const dm::HubEvent& event, const Member& member)
 {
     std::string line = "member " + std::to_string(event.member);
     if (!member.name.empty())
@@ -123,14 +41,13 @@ void HubEvents::printText(const Event& event, const Member& member)
     if (event.kind == dm::HubEvent::Joined)
         line += " joined from " + escapeControls(member.address);
     else if (event.kind == dm::HubEvent::PipeOpened)
-        line += " opened pipe \"" + escapeControls(event.pipe) + "\"";
+        line += " opened pipe \"" + escapeControls(event.pipeName) + "\"";
     else
         line += " left";
-    line += "\n";
-    writeOutput(line.data(), line.size());
+    return line + "\n";
 }
 
-void HubEvents::printJson(const Event& event, const Member& member)
+std::string HubEvents::toJson(const dm::HubEvent& event, const Member& member)
 {
     constexpr const char* kNames[] = {"joined", "pipe", "left"};
     nlohmann::ordered_json object;
@@ -139,9 +56,9 @@ void HubEvents::printJson(const Event& event, const Member& member)
     object["name"] = member.name;
     object["address"] = member.address;
     if (event.kind == dm::HubEvent::PipeOpened)
-        object["pipe"] = event.pipe;
+        object["pipe"] = event.pipeName;
     object["pipes"] = member.pipes;
-    printJsonLine(object);
+    return toJsonLine(object);
 }
 
 } // namespace tool

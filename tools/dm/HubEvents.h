@@ -1,53 +1,34 @@
 #pragma once
 
 #include "tools/dm/Arguments.h"
+#include "tools/dm/LineWriter.h"
 
 #include <dm/jobs.h>
 
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <exception>
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace tool {
 
-/// Prints what happens in a hub: one line an event, whatever members call themselves.
+/// Tells what happens in a hub: one line an event, whatever members call themselves.
 ///
-/// Threads: managers only leave a note, because they must not wait for whoever reads the standard
-/// output; a thread of its own prints. It is started by the constructor, woken by notes, and
-/// joined by finish, which must be called.
+/// Threads: note runs on managers' threads; the LineWriter prints.
 class HubEvents
 {
 public:
-    explicit HubEvents(Format outputFormat);
-    HubEvents(const HubEvents&) = delete;
-    HubEvents& operator=(const HubEvents&) = delete;
+    HubEvents(Format outputFormat, LineWriter& lineWriter)
+        : format(outputFormat)
+        , writer(lineWriter)
+    {
+    }
 
     /// The hub's callback; the context is the HubEvents.
     static void note(void* context, const dm::HubEvent& event);
 
-    /// Whether standard output takes nothing any more. zu::Interrupt is notified of it.
-    bool hasFailed();
-
-    /// Waits until all notes are printed. Rethrows what went wrong with that. When standard output
-    /// stands still for a second, ends the process: what blocks in there cannot be woken.
-    void finish();
-
 private:
-    struct Event
-    {
-        dm::HubEvent::Kind kind;
-        std::uint32_t member;
-        std::string name;
-        std::string address;
-        std::string pipe;
-    };
-
     struct Member
     {
         std::string name;
@@ -55,24 +36,15 @@ private:
         std::vector<std::string> pipes;
     };
 
-    void run();
-    void printAll();
-    void print(const Event& event);
-    static void printText(const Event& event, const Member& member);
-    static void printJson(const Event& event, const Member& member);
+    void take(const dm::HubEvent& event);
+    static std::string toText(const dm::HubEvent& event, const Member& member);
+    static std::string toJson(const dm::HubEvent& event, const Member& member);
 
     const Format format;
-    std::map<std::uint32_t, Member> members; // that are there; the printing thread only
+    LineWriter& writer;
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::deque<Event> noted;
-    unsigned long printed = 0;
-    bool isFinishing = false;
-    bool hasEnded = false;
-    std::exception_ptr failure;
-
-    std::thread thread; // last: it uses all of the above
+    std::mutex mutex;                        // so that lines come in the order of the events
+    std::map<std::uint32_t, Member> members; // under mutex; that are there
 };
 
 } // namespace tool

@@ -217,7 +217,9 @@ private:
         if (file.empty())
             fail(at, "FILE is empty");
         if (file == "-")
-            fail(at, "FILE cannot be -: standard output has the log lines");
+            fail(
+                at,
+                "FILE cannot be -: name a file, the standard streams serve the script and the log");
         return file;
     }
 

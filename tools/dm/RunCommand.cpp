@@ -2,6 +2,7 @@
 #include "tools/dm/ConnectionWatch.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/JobScript.h"
+#include "tools/dm/LineWriter.h"
 #include "tools/dm/ScriptBatch.h"
 #include "tools/dm/Text.h"
 
@@ -28,6 +29,29 @@ struct RunOptions
     std::string name;
     Address address;
     std::optional<std::chrono::milliseconds> timeout;
+};
+
+/// The library's log lines, on standard output without holding up the jobs: they must end when they
+/// are told to, whether it is read or not.
+class LogLines
+{
+public:
+    LogLines()
+    {
+        s_writer = &writer;
+        dm::setLogSink([](const char* line) { s_writer->write(line); });
+    }
+
+    /// When there are no jobs any more.
+    void finish()
+    {
+        dm::setLogSink([](const char*) {});
+        writer.finish();
+    }
+
+private:
+    static inline LineWriter* s_writer = nullptr;
+    LineWriter writer;
 };
 
 void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
@@ -70,6 +94,7 @@ public:
         try {
             batch.rethrowFailure();
         } catch (const ToolError& error) {
+            flushAnyway(); // what went before has happened
             throw ToolError(error.code, place(batch.current()) + error.what());
         }
         flush();
@@ -117,9 +142,11 @@ private:
         const Awaited awaited = (this->*describe)();
         batch.stop();
         const bool wasConnected = status.connections > 0;
-        const ExitCode code = isInterrupted  ? ExitCode::Interrupted
-                              : wasConnected ? ExitCode::TimedOut
-                                             : ExitCode::CannotConnect;
+        const bool isConnected = status.state == dm::ConnectionStatus::Connected;
+        const ExitCode code = isInterrupted   ? ExitCode::Interrupted
+                              : !wasConnected ? ExitCode::CannotConnect
+                              : isConnected   ? ExitCode::TimedOut
+                                              : ExitCode::LostConnection;
         throw ToolError(code,
                         place(awaited.step) +
                             (isInterrupted ? "interrupted while "
@@ -175,6 +202,15 @@ private:
                                 " sent may have arrived, run it again");
     }
 
+    void flushAnyway()
+    {
+        try {
+            flush();
+        } catch (const ToolError&) {
+            // The failure that ended the run is the one to tell.
+        }
+    }
+
     std::string place(const ScriptStep& step) const
     {
         return scriptName + ":" + std::to_string(step.line) + ": ";
@@ -200,8 +236,16 @@ ExitCode run(const RunOptions& options)
     if (!script.errors.empty())
         return ExitCode::Usage;
     zu::Interrupt::get();
-    if (!script.steps.empty())
+    if (script.steps.empty())
+        return ExitCode::Ok;
+    LogLines logLines;
+    try {
         ScriptRun(options, shownPath, script).run();
+    } catch (const ToolError&) {
+        logLines.finish();
+        throw;
+    }
+    logLines.finish();
     return ExitCode::Ok;
 }
 
@@ -248,10 +292,10 @@ void addRunCommand(CLI::App& app, Action& action)
         "\\t work. # starts a comment. A script with errors runs nothing, nor does one with a\n"
         "missing < FILE; after a > FILE that cannot be written, what follows is not run.\n\n"
         "The first job begins when all pipes of the script are open. In a hub, requests with\n"
-        "number 0 go to member 0. A notification arrives with its sender's member number, so that\n"
-        "wait-notify-and-request asks the sender; but member 0's arrives with the receiver's own:\n"
-        "ask member 0 with request. Answers bring 64 KiB of data at most, and neither text nor\n"
-        "data when the member is not there.\n"
+        "number 0 go to member 0, and a notification arrives with its sender's member number as\n"
+        "VALUE, so that wait-notify-and-request asks the sender; but member 0's arrives with the\n"
+        "receiver's own: ask member 0 with request. Answers bring 64 KiB of data at most, and\n"
+        "neither text nor data when the member is not there.\n"
         "Standard output has the library's log lines.\n\n"
         "Example: dm run build.jobs --name build --connect 127.0.0.1:5000, where build.jobs is\n"
         "  # Tell the others, then serve the first that asks for the log.\n"

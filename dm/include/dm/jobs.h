@@ -81,8 +81,20 @@ public:
     {
         return zu::allocateMemory(size, static_cast<size_t>(align));
     }
+    static void* operator new(size_t size, const std::nothrow_t&) noexcept
+    {
+        try {
+            return zu::allocateMemory(size);
+        } catch (...) {
+            return nullptr;
+        }
+    }
     static void* operator new(size_t, void* place) noexcept { return place; }
     static void operator delete(void* memory) noexcept { zu::deleteMemory(memory); }
+    static void operator delete(void* memory, const std::nothrow_t&) noexcept
+    {
+        zu::deleteMemory(memory);
+    }
     static void operator delete(void* memory, std::align_val_t) noexcept
     {
         zu::deleteMemory(memory);
@@ -175,7 +187,8 @@ class DM_API JobSendRequest : public Job
 {
 public:
     ///   response           receives the answer's data; may be null.
-    ///   responseCapacity   its size in bytes; see CommunicationPipe::sendRequest.
+    ///   responseCapacity   its size in bytes. A larger answer is written past it unless
+    ///                      setResponseCapacityEnforced(true) was called.
     ///   outResponseSize    receives the answer's data size in bytes; may be null.
     JobSendRequest(const char* pipeName, const char* request, void* response,
                    unsigned responseCapacity, uint32* outResponseSize = nullptr);
@@ -288,6 +301,8 @@ private:
 };
 
 /// A pipe manager that keeps one connection to a server alive, and a job manager of the same name.
+///
+/// Copies share the pipe manager. Assign only before there are jobs, as for JobManager.
 class DM_API Client
 {
 public:
@@ -348,21 +363,21 @@ using HubCallback = Callback<const HubEvent&>;
 ///
 ///  - A notification goes to every other member once, numbered with its sender's member number
 ///    (number 0 arrives as the receiver's own: member 0 cannot be told by it).
-///  - A request goes to the member that its number names; text and up to kMaxAnswerBytes of data of
-///  the
-///    answer come back, data sent with the request stays here. A member that does not exist, has
-///    not come within ten seconds of being given its number, or leaves before it has answered
-///    counts as having answered "".
+///  - A request goes to the member that its number names. The answer's text comes back, and up to
+///    kMaxAnswerBytes of its data; data sent with the request stays here. A member that does not
+///    exist, has not come within ten seconds of being given its number, or leaves before it has
+///    answered counts as having answered "".
 ///
-/// Requests are forwarded off the managers' threads, those of one pipe of one member in order, the
-/// others side by side. A slow member holds up only those who ask it.
+/// No thread waits for an answer: requests of one pipe of one member go one after the other, all
+/// others side by side, and a slow member holds up only those who ask it.
 ///
 /// When not: members reach each other through the hub's machine only, at 127.0.0.1. Two hubs that
 /// joined each other would echo notifications for ever: connect them one way. Names of hubs must
 /// be unique in a process.
 ///
 /// Limits: a member that left keeps its number, its manager and its port until the managers are
-/// deinitialised. The members make kMaxPipes pipes, all together. For a member that does not read,
+/// deinitialised. The members make kMaxPipes pipes, all together; the next is refused, like one
+/// that does not exist. For a member that does not read,
 /// CommunicationPipe::kMaxQueuedNotifyBytes are kept, of all its pipes; it misses what is more.
 class DM_API BroadcastServer : public Server
 {
