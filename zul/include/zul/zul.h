@@ -3,6 +3,7 @@
 
 #include <zul/BufferedMemoryFile.h>
 #include <zul/Color.h>
+#include <zul/ConfinedFolder.h>
 #include <zul/Event.h>
 #include <zul/Exception.h>
 #include <zul/FastDelegate.h>

@@ -1,0 +1,93 @@
+// A held folder and operations that cannot leave it: what a platform supplies for
+// zu::ConfinedFolder.
+//
+// Paths have gone through normalisePath (PortablePath.h): '/' between names, none of them ".." or
+// ".", "" for the folder itself. A system that reads more into a name than its bytes (drives,
+// streams behind ':', trailing dots) refuses such names here, as Error::BadPath.
+//
+// No check may come before the use that it is for: somebody swaps links in between. What is judged
+// is an open handle, or a name relative to one whose last step does not follow links. What failed
+// changed nothing. What each operation does, and Error::Gone, is as in <zul/ConfinedFolder.h>.
+#pragma once
+
+#include <zul/ConfinedFolder.h>
+#include <zul/Types.h>
+
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zu {
+
+// Tells folders apart, whatever their names.
+struct NativeFolderIdentity
+{
+    u64 disk = 0;
+    u64 number = 0;
+
+    auto operator<=>(const NativeFolderIdentity&) const = default;
+};
+
+struct NativeFolderEntry
+{
+    std::string name;
+    ConfinedFolder::Info info; // isReadOnly is not asked for
+    NativeFolderIdentity identity;
+};
+
+class NativeConfinedFolder
+{
+public:
+    using Outcome = ConfinedFolder::Outcome;
+
+    // Whether an entry is to be looked at more closely, given what can be had for nothing. It may
+    // be a folder when the system does not tell, or for a link.
+    using Wanted = std::function<bool(const std::string& name, bool mayBeDirectory)>;
+
+    static std::unique_ptr<NativeConfinedFolder> open(const char* hostPath,
+                                                      ConfinedFolder::Links links,
+                                                      ConfinedFolder::Lookup lookup,
+                                                      Outcome& outOutcome);
+
+    ~NativeConfinedFolder();
+    NativeConfinedFolder(const NativeConfinedFolder&) = delete;
+    NativeConfinedFolder& operator=(const NativeConfinedFolder&) = delete;
+
+    ConfinedFolder::Lookup getLookup() const { return lookup; }
+
+    Outcome getInfo(const std::string& path, ConfinedFolder::Info& outInfo) const;
+    Outcome read(const std::string& path, u64 position, void* buffer, u64 count,
+                 u64& outBytes) const;
+    Outcome write(const std::string& path, u64 position, const void* data, u64 count) const;
+    Outcome replaceFile(const std::string& path, const void* data, u64 count) const;
+    Outcome copyFile(const std::string& from, const std::string& to) const;
+    Outcome rename(const std::string& from, const std::string& to) const;
+    Outcome removeFile(const std::string& path) const;
+    Outcome makeDirectory(const std::string& path) const;
+    Outcome removeDirectory(const std::string& path) const;
+
+    // Adds wanted files and folders in any order; entries that go meanwhile are left out.
+    Outcome list(const std::string& path, const Wanted& wanted,
+                 std::vector<NativeFolderEntry>& outEntries) const;
+
+    // The system's text for an Outcome's detail.
+    static std::string describeDetail(int detail);
+
+private:
+    NativeConfinedFolder(std::intptr_t openHandle, ConfinedFolder::Links linkRule,
+                         ConfinedFolder::Lookup lookupInUse)
+        : handle(openHandle)
+        , links(linkRule)
+        , lookup(lookupInUse)
+    {
+    }
+
+    const std::intptr_t handle;
+    const ConfinedFolder::Links links;
+    const ConfinedFolder::Lookup lookup;
+};
+
+} // namespace zu
