@@ -1,7 +1,8 @@
 // A held folder and operations that cannot leave it: what a platform supplies for
 // zu::ConfinedFolder.
 //
-// Paths have gone through normalisePath (PortablePath.h): '/' between names, none of them ".." or
+// An Outcome's detail is the number under which std::system_category knows the error. Paths have
+// gone through normalisePath (PortablePath.h): '/' between names, none of them ".." or
 // ".", "" for the folder itself. A system that reads more into a name than its bytes (drives,
 // streams behind ':', trailing dots) refuses such names here, as Error::BadPath.
 //
@@ -13,7 +14,6 @@
 #include <zul/ConfinedFolder.h>
 #include <zul/Types.h>
 
-#include <compare>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -22,20 +22,19 @@
 
 namespace zu {
 
-// Tells folders apart, whatever their names.
-struct NativeFolderIdentity
-{
-    u64 disk = 0;
-    u64 number = 0;
-
-    auto operator<=>(const NativeFolderIdentity&) const = default;
-};
-
 struct NativeFolderEntry
 {
     std::string name;
     ConfinedFolder::Info info; // isReadOnly is not asked for
-    NativeFolderIdentity identity;
+};
+
+struct NativeFolderListing
+{
+    std::vector<NativeFolderEntry> entries; // in any order
+
+    // Tell folders apart, whatever their names.
+    u64 disk = 0;
+    u64 number = 0;
 };
 
 class NativeConfinedFolder
@@ -69,12 +68,9 @@ public:
     Outcome makeDirectory(const std::string& path) const;
     Outcome removeDirectory(const std::string& path) const;
 
-    // Adds wanted files and folders in any order; entries that go meanwhile are left out.
+    // Replaces the listing. Entries that go meanwhile are left out.
     Outcome list(const std::string& path, const Wanted& wanted,
-                 std::vector<NativeFolderEntry>& outEntries) const;
-
-    // The system's text for an Outcome's detail.
-    static std::string describeDetail(int detail);
+                 NativeFolderListing& outListing) const;
 
 private:
     NativeConfinedFolder(std::intptr_t openHandle, ConfinedFolder::Links linkRule,
@@ -84,6 +80,9 @@ private:
         , lookup(lookupInUse)
     {
     }
+
+    Outcome judge(Outcome outcome) const;
+    Outcome makeFile(const std::string& path, u64 position, const void* data, u64 count) const;
 
     const std::intptr_t handle;
     const ConfinedFolder::Links links;

@@ -174,6 +174,8 @@ const char* describe(PathFault fault)
         return "the path is not UTF-8";
     case PathFault::NameTooLong:
         return "a name in the path is too long";
+    case PathFault::NoName:
+        return "the path names the opened folder itself";
     case PathFault::ReservedName:
         return "a name in the path means a device on some systems";
     case PathFault::ReservedCharacter:

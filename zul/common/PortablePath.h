@@ -18,6 +18,7 @@ enum class PathFault
     ControlCharacter,
     NotUtf8,
     NameTooLong,
+    NoName, // for those who need one: normalisePath gives ""
     // Only of portable names:
     ReservedName,
     ReservedCharacter,

@@ -1,10 +1,11 @@
-// What NativeFile.cpp and NativeFileTree.cpp share.
+// What the sources here that deal in files share.
 #pragma once
 
 #include "zul/common/NativeFile.h"
 
 #include <string>
 #include <sys/stat.h>
+#include <utility>
 
 namespace zu::posix {
 
@@ -17,7 +18,58 @@ int openDescriptor(const std::string& path, int flags, mode_t permissions = 0);
 // False when the system reported an error, in which case bytes may be lost.
 bool closeDescriptor(int descriptor);
 
+// Closes what it owns, and leaves errno alone unless asked to close.
+class Descriptor
+{
+public:
+    explicit Descriptor(int owned = kNone)
+        : number(owned)
+    {
+    }
+    ~Descriptor() { abandon(); }
+    Descriptor(Descriptor&& other) noexcept
+        : number(std::exchange(other.number, kNone))
+    {
+    }
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        if (this != &other) {
+            abandon();
+            number = std::exchange(other.number, kNone);
+        }
+        return *this;
+    }
+
+    bool isOpen() const { return number >= 0; }
+    int get() const { return number; }
+    int release() { return std::exchange(number, kNone); }
+    bool close(); // false as closeDescriptor
+
+private:
+    void abandon();
+
+    static constexpr int kNone = -1;
+    int number;
+};
+
+// Transfer as much of count as there is or as fits, however many system calls that takes. After
+// less than that errno is the reason, or 0 at the end of the file.
+u64 readAt(int descriptor, void* data, u64 count, u64 position);
+u64 writeAt(int descriptor, const void* data, u64 count, u64 position);
+
+// From where both stand to the end of the first. False, and errno, when that fails.
+bool copyBytes(int from, int to);
+
+// A name for a file that takes another one's place once it is whole. May be left from a process
+// killed in the middle.
+std::string makeTemporaryName();
+
 NativeFileInfo infoFromStatus(const struct stat& status);
+
+// For setting times: 0 leaves a time as it is.
+timespec timeFromTicks(u64 ticks);
+
+bool isSame(const struct stat& first, const struct stat& second);
 
 // Whether none of the permissions to write is set. The system would let the superuser write even
 // then; we do not.

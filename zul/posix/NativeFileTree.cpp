@@ -2,9 +2,7 @@
 
 #include "zul/posix/FileSupport.h"
 
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -16,12 +14,12 @@
 namespace zu {
 
 using posix::closeDescriptor;
+using posix::Descriptor;
+using posix::isSame;
 using posix::openDescriptor;
 using posix::toSystemPath;
 
 namespace {
-
-constexpr size_t kCopyBytes = 256 * 1024;
 
 enum class Existing
 {
@@ -54,11 +52,6 @@ bool isDirectory(const std::string& path)
 {
     struct stat status;
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-bool isSame(const struct stat& first, const struct stat& second)
-{
-    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 // Whether both names are links to one file, which rename would leave as they are and call it done.
@@ -115,46 +108,14 @@ bool renameAs(const std::string& from, const std::string& to, Existing existing)
     return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
-bool writeWhole(int descriptor, const char* data, size_t size)
-{
-    while (size != 0) {
-        ssize_t written = ::write(descriptor, data, size);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
-bool copyBytes(int from, int to)
-{
-    std::unique_ptr<char[]> buffer(new char[kCopyBytes]);
-    for (;;) {
-        ssize_t count = ::read(from, buffer.get(), kCopyBytes);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return count == 0;
-        if (!writeWhole(to, buffer.get(), static_cast<size_t>(count)))
-            return false;
-    }
-}
-
 // A new file beside another one, so on the same disk, that goes away unless it takes its place.
 class TemporaryFile
 {
 public:
     explicit TemporaryFile(const std::string& target)
     {
-        static std::atomic<unsigned> s_serial{0};
         do {
-            char name[64];
-            std::snprintf(name, sizeof name, ".zul-copy-%ld-%u", static_cast<long>(::getpid()),
-                          s_serial.fetch_add(1, std::memory_order_relaxed));
-            path = folderOf(target) + name;
+            path = folderOf(target) + posix::makeTemporaryName();
             descriptor = openDescriptor(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
         } while (descriptor < 0 && errno == EEXIST); // left by a process killed in the middle
         exists = descriptor >= 0;
@@ -190,33 +151,15 @@ private:
     bool exists = false;
 };
 
-class Descriptor
-{
-public:
-    explicit Descriptor(int owned)
-        : number(owned)
-    {
-    }
-    ~Descriptor()
-    {
-        if (number >= 0)
-            closeDescriptor(number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    const int number;
-};
-
 bool copyRegularFile(const std::string& from, const std::string& to, Existing existing,
                      Purpose purpose)
 {
     Descriptor source(openDescriptor(from, O_RDONLY));
     struct stat status;
-    if (source.number < 0 || ::fstat(source.number, &status) != 0 || !S_ISREG(status.st_mode))
+    if (!source.isOpen() || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return false;
     TemporaryFile copy(to);
-    if (!copy.isOpen() || !copyBytes(source.number, copy.getDescriptor()))
+    if (!copy.isOpen() || !posix::copyBytes(source.get(), copy.getDescriptor()))
         return false;
     // Disks without permissions or times refuse these, and the copy is none the worse.
     [[maybe_unused]] int ignored = ::fchmod(copy.getDescriptor(), status.st_mode & 0777);
@@ -233,8 +176,8 @@ bool copyRegularFile(const std::string& from, const std::string& to, Existing ex
 void bringFolderToDisk(const std::string& path)
 {
     Descriptor folder(openDescriptor(path, O_RDONLY));
-    if (folder.number >= 0)
-        ::fsync(folder.number);
+    if (folder.isOpen())
+        ::fsync(folder.get());
 }
 
 bool moveToOtherDisk(const std::string& from, const std::string& to, Existing existing)

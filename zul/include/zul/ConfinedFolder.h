@@ -160,7 +160,7 @@ public:
     /// Visits what is in a folder, in the order of names without regard to case. Left out are what
     /// is neither file nor folder, links that are not followed, and names no peer can ask for.
     ///
-    ///   wildcard   names to visit, as FileUtils::matchesWildcard describes.
+    ///   wildcard   names to visit, as FileUtils::matchesWildcard describes; null for all.
     ///
     /// The visitor runs without any lock and may use this object.
     Outcome list(std::string_view path, const char* wildcard, const Visitor& visitor) const;
@@ -179,6 +179,7 @@ private:
     ConfinedFolder(std::unique_ptr<NativeConfinedFolder> opened, const Options& openOptions);
 
     Outcome takePath(std::string_view path, std::string& outPath) const;
+    Outcome takeName(std::string_view path, std::string& outPath) const;
     bool matchIgnoringCase(const std::string& path, std::string& outPath) const;
 
     const std::unique_ptr<NativeConfinedFolder> native;
