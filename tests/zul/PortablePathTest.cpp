@@ -1,4 +1,5 @@
 #include "fuzz/PortablePath.h"
+
 #include "zul/common/PortablePath.h"
 
 #include <filesystem>

@@ -549,6 +549,9 @@ Outcome NativeConfinedFolder::list(const std::string& path, const Wanted& wanted
     const Outcome outcome = getStatus(opened.get(), status);
     if (!outcome.succeeded())
         return outcome;
+    // The system calls a deleted folder empty.
+    if (status.st_nlink == 0)
+        return judge({Error::NotFound, ENOENT});
     outListing.disk = static_cast<u64>(status.st_dev);
     outListing.number = static_cast<u64>(status.st_ino);
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(opened.get()), &::closedir);

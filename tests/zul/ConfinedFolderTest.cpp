@@ -1,0 +1,422 @@
+// A folder "in" is opened to a peer; what lies beside it in "out" must stay as it is and unread.
+#include "FileFixture.h"
+
+#include <zul/ConfinedFolder.h>
+
+#include <cstdlib>
+#include <thread>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using zu::ConfinedFolder;
+using zu::u64;
+using Error = ConfinedFolder::Error;
+using Links = ConfinedFolder::Links;
+using Lookup = ConfinedFolder::Lookup;
+using Names = std::vector<std::string>;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kSecret = "SECRET";
+
+class ConfinedFolderTest : public FileFixture, public testing::WithParamInterface<Lookup>
+{
+protected:
+    ConfinedFolderTest()
+    {
+        make("out/canary", kSecret);
+        make("out/empty/canary", kSecret);
+        make("in/file", "public");
+        make("in/dir/canary", "public");
+        options.lookup = GetParam();
+        reopen();
+    }
+
+    void reopen()
+    {
+        ConfinedFolder::Outcome outcome;
+        confined = ConfinedFolder::open(at("in").c_str(), options, outcome);
+        ASSERT_TRUE(confined) << outcome.getText();
+        // Where the kernel or a sandbox has no such call both runs test the same.
+        ASSERT_TRUE(GetParam() == Lookup::Whole || confined->getLookup() == Lookup::StepByStep);
+    }
+    void reopen(Links links)
+    {
+        options.links = links;
+        reopen();
+    }
+
+    void link(const std::string& target, const std::string& name)
+    {
+        fs::create_symlink(target, folder / name);
+    }
+
+    Error write(std::string_view path, u64 position, const std::string& bytes)
+    {
+        return confined->write(path, position, bytes.data(), bytes.size()).error;
+    }
+    Error replace(std::string_view path, const std::string& bytes)
+    {
+        return confined->replaceFile(path, bytes.data(), bytes.size()).error;
+    }
+    // Up to 64 bytes of a file, or nothing.
+    std::string read(std::string_view path, u64 position = 0)
+    {
+        char buffer[64] = {};
+        u64 count = 0;
+        confined->read(path, position, buffer, sizeof buffer, count);
+        return std::string(buffer, sizeof buffer).substr(0, count);
+    }
+    Error getInfoError(std::string_view path)
+    {
+        ConfinedFolder::Info info;
+        return confined->getInfo(path, info).error;
+    }
+    Names list(std::string_view path, const char* wildcard = nullptr)
+    {
+        Names found;
+        confined->list(path, wildcard, collectInto(found));
+        return found;
+    }
+    Names walk(std::string_view path, const char* wildcard = nullptr)
+    {
+        Names found;
+        confined->walk(path, wildcard, collectInto(found));
+        return found;
+    }
+    static ConfinedFolder::Visitor collectInto(Names& found)
+    {
+        return [&found](const ConfinedFolder::Entry& entry) {
+            found.push_back(entry.path);
+            return true;
+        };
+    }
+
+    // Tries everything on a path. What it could be made to tell comes back.
+    std::string attack(std::string_view path)
+    {
+        std::string told = read(path);
+        for (const Names& names : {list(path), walk(path)})
+            for (const std::string& name : names)
+                told += ' ' + name;
+        write(path, 0, "attack");
+        replace(path, "attack");
+        confined->copyFile(path, "copied");
+        told += contentOf("in/copied");
+        confined->rename(path, "moved");
+        told += contentOf("in/moved");
+        confined->copyFile("file", path);
+        make("in/mover", "attack");
+        confined->rename("mover", path);
+        confined->makeDirectory(path);
+        confined->removeFile(path);
+        confined->removeDirectory(path);
+        std::string other;
+        confined->findOtherCase(path, other);
+        confined->removeFile("copied");
+        confined->removeFile("moved");
+        return told;
+    }
+
+    // What is outside, with its contents.
+    std::string outside() const
+    {
+        Names found;
+        for (const auto& entry : fs::recursive_directory_iterator(folder / "out"))
+            found.push_back(
+                entry.path().string() + '=' +
+                (entry.is_regular_file() ? contentOf(fs::relative(entry, folder)) : ""));
+        std::sort(found.begin(), found.end());
+        return testing::PrintToString(found);
+    }
+
+    ConfinedFolder::Options options;
+    std::unique_ptr<ConfinedFolder> confined;
+};
+
+std::string nameOf(const testing::TestParamInfo<Lookup>& info)
+{
+    return info.param == Lookup::Whole ? "Whole" : "StepByStep";
+}
+INSTANTIATE_TEST_SUITE_P(Lookups, ConfinedFolderTest,
+                         testing::Values(Lookup::Whole, Lookup::StepByStep), nameOf);
+
+TEST_P(ConfinedFolderTest, NoPathLeadsOutWhateverIsDone)
+{
+    const Names ways = {"..",
+                        "../out",
+                        "dir/../../out",
+                        "dir\\..\\..\\out",
+                        "./../out",
+                        at("out"),
+                        "//" + at("out"),
+                        "C:/" + at("out"),
+                        "..\xC0\xAFout",
+                        "up",
+                        "up/out",
+                        "sibling",
+                        "absolute",
+                        "dir/deep",
+                        "dir/back/up/out",
+                        "chain",
+                        "loop",
+                        "/proc/self/root" + at("out"),
+                        "proc/cwd",
+                        "process"};
+    const Names ends = {"", "/canary", "/empty", "/empty/canary", "/new", "/."};
+    const std::string before = outside();
+    for (Links links : {Links::Refuse, Links::FollowBeneath}) {
+        reopen(links);
+        for (const std::string& way : ways)
+            for (const std::string& end : ends) {
+                // An attack may well remove or replace a link that is itself inside.
+                fs::remove_all(folder / "in");
+                make("in/file", "public");
+                make("in/dir/canary", "public");
+                link("..", "in/up");
+                link("../out", "in/sibling");
+                link(at("out"), "in/absolute");
+                link("../../out", "in/dir/deep");
+                link("..", "in/dir/back");
+                link("dir/back/sibling", "in/chain");
+                link("loop", "in/loop");
+                link("/proc/self", "in/proc");
+                link("/proc/self/cwd", "in/process");
+                reopen();
+                const std::string told = attack(way + end);
+                EXPECT_THAT(told, Not(HasSubstr(kSecret))) << way << end;
+                EXPECT_THAT(told, Not(HasSubstr("empty"))) << way << end;
+                ASSERT_EQ(outside(), before) << way << end;
+            }
+    }
+}
+
+TEST_P(ConfinedFolderTest, LinksSwappedMeanwhileLeadNowhere)
+{
+    for (Links links : {Links::Refuse, Links::FollowBeneath}) {
+        reopen(links);
+        link("../out", "in/way-out");
+        link("../out/canary", "in/file-out");
+        std::atomic<bool> stop{false};
+        // Names that are now a folder or a file of ours, now a link to one outside.
+        std::thread swapper([&] {
+            const auto swap = [this](const char* ours, const char* link, const char* name) {
+                std::error_code ignored;
+                fs::rename(folder / name, folder / ours, ignored);
+                fs::rename(folder / link, folder / name, ignored);
+                fs::rename(folder / name, folder / link, ignored);
+                fs::rename(folder / ours, folder / name, ignored);
+            };
+            while (!stop) {
+                swap("in/way", "in/way-out", "in/dir");
+                swap("in/other", "in/file-out", "in/file");
+            }
+        });
+        const std::string before = outside();
+        std::string told;
+        size_t good = 0;
+        for (int round = 0; round < 1500; ++round) {
+            const std::string content = read("dir/canary") + read("file");
+            good += !content.empty();
+            told += content;
+            write("dir/canary", 0, "public");
+            write("file", 0, "public");
+            replace("dir/canary", "public");
+            confined->copyFile("dir/canary", "dir/copy");
+            confined->makeDirectory("dir/new");
+            confined->removeFile("dir/empty/canary");
+            for (const std::string& name : walk("dir"))
+                told += name == "empty" ? kSecret : "";
+        }
+        stop = true;
+        swapper.join();
+        EXPECT_THAT(told, Not(HasSubstr(kSecret)));
+        EXPECT_EQ(outside(), before);
+        EXPECT_GT(good, 0u);
+        for (const char* name : {"in/way-out", "in/file-out"})
+            fs::remove(folder / name);
+    }
+}
+
+TEST_P(ConfinedFolderTest, FollowsLinksBeneathOnDemand)
+{
+    link("dir/canary", "in/alias");
+    link("../file", "in/dir/up");
+    link("./dir/.//", "in/folder");
+    link("..", "in/dir/cycle");
+    EXPECT_EQ(getInfoError("alias"), Error::Outside);
+    EXPECT_EQ(getInfoError("folder/canary"), Error::Outside);
+    EXPECT_EQ(confined->removeFile("alias").error, Error::Outside);
+    EXPECT_THAT(walk(""), ElementsAre("dir", "dir/canary", "file"));
+    reopen(Links::FollowBeneath);
+    EXPECT_EQ(read("alias") + read("folder/up") + read("dir/cycle/dir/cycle/file"),
+              "publicpublicpublic");
+    EXPECT_EQ(write("alias", 6, "!"), Error::None);
+    EXPECT_EQ(contentOf("in/dir/canary"), "public!");
+    // Into each folder once, however many ways lead there.
+    EXPECT_THAT(walk(""),
+                ElementsAre("alias", "dir", "dir/canary", "dir/cycle", "dir/up", "file", "folder"));
+    EXPECT_EQ(confined->removeFile("alias").error, Error::None); // the link, not the file
+    link("nowhere", "in/dangling");
+    EXPECT_EQ(write("dangling", 0, "x"), Error::NotFound);
+    EXPECT_TRUE(fs::exists(folder / "in/dir/canary") && !fs::exists(folder / "in/nowhere"));
+}
+
+TEST_P(ConfinedFolderTest, KnowsRegularFilesAndFoldersOnly)
+{
+    ASSERT_EQ(std::system(("mkfifo " + at("in/pipe")).c_str()), 0);
+    char byte = 0;
+    u64 count = 0;
+    EXPECT_EQ(confined->read("pipe", 0, &byte, 1, count).error, Error::WrongKind);
+    EXPECT_EQ(write("pipe", 0, "x"), Error::WrongKind); // without waiting for a reader
+    EXPECT_EQ(replace("pipe", "x"), Error::WrongKind);
+    EXPECT_EQ(getInfoError("pipe"), Error::WrongKind);
+    EXPECT_EQ(confined->rename("file", "pipe").error, Error::WrongKind);
+    EXPECT_EQ(confined->removeFile("pipe").error, Error::WrongKind);
+    EXPECT_THAT(list(""), ElementsAre("dir", "file"));
+    EXPECT_EQ(confined->read("dir", 0, &byte, 1, count).error, Error::WrongKind);
+    EXPECT_EQ(write("dir", 0, "x"), Error::WrongKind);
+    EXPECT_EQ(confined->removeFile("dir").error, Error::WrongKind);
+    EXPECT_EQ(confined->removeDirectory("file").error, Error::WrongKind);
+    EXPECT_EQ(confined->removeDirectory("").error, Error::BadPath);
+}
+
+TEST_P(ConfinedFolderTest, ReadsAndWritesAtPositions)
+{
+    EXPECT_EQ(write("dir/new", 3, "abc"), Error::None);
+    EXPECT_EQ(read("dir\\new"), std::string("\0\0\0abc", 6));
+    EXPECT_EQ(read("dir/new", 5) + read("dir/new", 6) + read("dir/new", ~u64(0)), "c");
+    EXPECT_EQ(write("dir/new", 1, "XY"), Error::None);
+    EXPECT_EQ(read("dir/new"), std::string("\0XYabc", 6));
+    EXPECT_EQ(write("dir/new", ~u64(0) - 1, "abc"), Error::TooLarge);
+    EXPECT_EQ(write("dir/none/new", 0, "abc"), Error::NotFound);
+    EXPECT_EQ(write("", 0, "abc"), Error::BadPath);
+    fs::last_write_time(folder / "in/file", fs::file_time_type(std::chrono::file_clock::from_sys(
+                                                std::chrono::sys_seconds{})));
+    ConfinedFolder::Info info;
+    ASSERT_TRUE(confined->getInfo("file", info).succeeded());
+    EXPECT_EQ(info.lastWrite, 116444736000000000u); // 1970-01-01
+    EXPECT_EQ(info.size, 6u);
+    EXPECT_FALSE(info.isDirectory || info.isReadOnly);
+    ASSERT_TRUE(confined->getInfo("", info).succeeded());
+    EXPECT_TRUE(info.isDirectory);
+}
+
+TEST_P(ConfinedFolderTest, RenamesCopiesAndReplacesInOneStep)
+{
+    EXPECT_EQ(confined->copyFile("file", "dir/canary").error, Error::None);
+    EXPECT_EQ(replace("file", "newer"), Error::None);
+    EXPECT_EQ(contentOf("in/dir/canary") + contentOf("in/file"), "publicnewer");
+    EXPECT_EQ(confined->rename("file", "dir/canary").error, Error::None);
+    EXPECT_EQ(confined->rename("dir/canary", "dir/canary").error, Error::None);
+    fs::create_hard_link(folder / "in/dir/canary", folder / "in/second");
+    EXPECT_EQ(confined->rename("second", "dir/canary").error, Error::None); // and is gone
+    EXPECT_EQ(confined->rename("none", "dir/canary").error, Error::NotFound);
+    EXPECT_THAT(walk(""), ElementsAre("dir", "dir/canary"));
+    EXPECT_EQ(confined->makeDirectory("d2").error, Error::None);
+    EXPECT_EQ(confined->makeDirectory("d2").error, Error::Exists);
+    EXPECT_EQ(confined->rename("d2", "dir").error, Error::Exists);
+    EXPECT_EQ(confined->rename("dir", "d2/dir").error, Error::None);
+    EXPECT_EQ(confined->removeDirectory("d2").error, Error::NotEmpty);
+    EXPECT_EQ(contentOf("in/d2/dir/canary"), "newer");
+    makeReadOnly("in/locked", "precious");
+    make("in/file", "newer");
+    ConfinedFolder::Info info;
+    EXPECT_TRUE(confined->getInfo("locked", info).succeeded() && info.isReadOnly);
+    for (const Error error :
+         {replace("locked", "x"), confined->copyFile("file", "locked").error,
+          confined->rename("file", "locked").error, confined->removeFile("locked").error})
+        EXPECT_EQ(error, Error::ReadOnly);
+    EXPECT_EQ(contentOf("in/locked"), "precious");
+    EXPECT_THAT(list(""), ElementsAre("d2", "file", "locked")); // nothing temporary
+}
+
+TEST_P(ConfinedFolderTest, FullDiskLeavesEverythingAsItWas)
+{
+    // A megabyte of disk; needs a system that lets us mount one.
+    if (std::system(("mount -t tmpfs -o size=1m none " + at("in") + " 2>/dev/null").c_str()) != 0)
+        GTEST_SKIP() << "cannot mount";
+    reopen();
+    const std::string old(700 * 1024, 'o');
+    const std::string large(600 * 1024, 'n');
+    EXPECT_EQ(write("file", 0, old), Error::None);
+    EXPECT_EQ(write("file", old.size() - 1, large), Error::DiskFull);
+    EXPECT_EQ(write("file", old.size(), large), Error::DiskFull);
+    EXPECT_EQ(write("new", 0, large), Error::DiskFull);
+    EXPECT_EQ(write("small", 0, "small"), Error::None);
+    EXPECT_EQ(replace("small", large), Error::DiskFull);
+    EXPECT_EQ(confined->copyFile("file", "small").error, Error::DiskFull);
+    // A hole inside an old file takes room only when it is filled.
+    EXPECT_EQ(write("holes", 3 * 1024 * 1024, "end"), Error::None);
+    EXPECT_EQ(write("holes", 4096, large), Error::DiskFull);
+    EXPECT_EQ(read("holes", 4096), std::string(64, '\0'));
+    EXPECT_THAT(list(""), ElementsAre("file", "holes", "small"));
+    EXPECT_TRUE(contentOf("in/file") == old && contentOf("in/small") == "small");
+    EXPECT_EQ(std::system(("mount -o remount,ro " + at("in")).c_str()), 0);
+    EXPECT_EQ(write("small", 0, "x"), Error::ReadOnly);
+    EXPECT_EQ(confined->removeFile("file").error, Error::ReadOnly);
+    confined.reset();
+    EXPECT_EQ(std::system(("umount " + at("in")).c_str()), 0);
+}
+
+TEST_P(ConfinedFolderTest, TellsThatTheFolderIsGone)
+{
+    fs::remove_all(folder / "in");
+    make("in/file", "another one");
+    EXPECT_EQ(getInfoError("file"), Error::Gone);
+    EXPECT_EQ(getInfoError(""), Error::Gone);
+    EXPECT_EQ(write("new", 0, "x"), Error::Gone);
+    EXPECT_EQ(confined->makeDirectory("new").error, Error::Gone);
+    EXPECT_EQ(confined->list("", nullptr, [](const auto&) { return true; }).error, Error::Gone);
+    EXPECT_EQ(confined->list("", nullptr, [](const auto&) { return true; }).getText(),
+              "the opened folder is gone");
+}
+
+TEST_P(ConfinedFolderTest, VisitsWhatCanBeAskedForInOrder)
+{
+    make("in/B.txt", "12345");
+    make("in/a.txt");
+    make("in/back\\slash");
+    make("in/dir/sub/z.TXT");
+    make("in/nul");
+    fs::create_directory(folder / "in/old.txt");
+    EXPECT_THAT(list("", "*.txt"), ElementsAre("a.txt", "B.txt", "old.txt"));
+    EXPECT_THAT(walk("", "*.txt"), ElementsAre("a.txt", "B.txt", "dir/sub/z.TXT", "old.txt"));
+    EXPECT_THAT(walk("dir"), ElementsAre("canary", "sub", "sub/z.TXT"));
+    options.names = ConfinedFolder::Names::Portable;
+    reopen();
+    EXPECT_THAT(list(""), ElementsAre("a.txt", "B.txt", "dir", "file", "old.txt"));
+    EXPECT_EQ(getInfoError("nul"), Error::BadPath);
+    Names some;
+    confined->walk("", nullptr, [&](const ConfinedFolder::Entry& entry) {
+        some.push_back(entry.path + (entry.isDirectory ? "/" : std::to_string(entry.size)));
+        return !entry.isDirectory;
+    });
+    EXPECT_THAT(some, ElementsAre("a.txt0", "B.txt5", "dir/"));
+}
+
+TEST_P(ConfinedFolderTest, FindsNamesInOtherCase)
+{
+    make("in/Src/Main.cpp", "1");
+    make("in/Src/main.CPP", "2");
+    std::string other;
+    EXPECT_TRUE(confined->findOtherCase("src\\MAIN.cpp", other));
+    EXPECT_EQ(other, "Src/Main.cpp");
+    EXPECT_FALSE(confined->findOtherCase("Src/main.CPP", other)); // exists
+    EXPECT_FALSE(confined->findOtherCase("src/none", other));
+    EXPECT_FALSE(confined->findOtherCase("../OUT/Canary", other));
+    EXPECT_EQ(getInfoError("src/main.cpp"), Error::NotFound);
+    options.letterCase = ConfinedFolder::LetterCase::Ignore;
+    reopen();
+    EXPECT_EQ(read("SRC/main.cpp") + read("src/main.CPP"), "12");
+    EXPECT_EQ(write("src/MAIN.CPP", 1, "!"), Error::None);
+    EXPECT_EQ(write("src/New", 0, "3"), Error::None);
+    EXPECT_EQ(confined->rename("SRC/NEW", "src/nEW").error, Error::None);
+    EXPECT_EQ(contentOf("in/Src/Main.cpp") + contentOf("in/Src/nEW"), "1!3");
+    EXPECT_THAT(list("SRC"), ElementsAre("Main.cpp", "main.CPP", "nEW"));
+}
+
+} // namespace
