@@ -14,7 +14,7 @@
 /// The folder is opened once and held by a handle; every operation starts there and is checked by
 /// the system while it goes, not before. So it makes no difference who swaps symbolic links or
 /// renames folders meanwhile. Only regular files and folders exist here: pipes, devices and sockets
-/// are refused at once, without waiting and without an effect on them.
+/// are refused, without waiting for anybody at their other end.
 ///
 /// Paths are UTF-8 and relative to the folder, with '/' or '\' between names; "" is the folder
 /// itself. "." and empty names mean nothing. Refused, even if they would lead back inside: "..",
@@ -142,7 +142,9 @@ public:
     Outcome write(std::string_view path, u64 position, const void* data, u64 count) const;
 
     /// Makes or replaces a whole file in one step: whoever reads it finds the old or the new one,
-    /// also after this program was killed in the middle.
+    /// also after this program was killed in the middle (which leaves a file ".zul-copy-..." beside
+    /// it). Keeps the permissions. A link of that name is itself replaced, where links are
+    /// followed.
     Outcome replaceFile(std::string_view path, const void* data, u64 count) const;
 
     /// Copies the content and the permissions. The target is made or replaced in one step, as by
