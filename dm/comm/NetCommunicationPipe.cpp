@@ -67,7 +67,6 @@ struct NetCommunicationPipe::RequestArguments
     void* responseBuffer;
     uint32 responseCapacity;
     bool capacityEnforced;
-    uint32* outResponseSize;
     const void* data;
     uint32 dataSize;
 };
@@ -233,16 +232,25 @@ zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint3
                                                          uint32* outResponseSize, const void* data,
                                                          uint32 dataSize)
 {
-    return ask({text, value, responseBuffer, responseCapacity, isResponseCapacityEnforced(),
-                outResponseSize, data, dataSize});
+    Answer answer = ask({text, value, responseBuffer, responseCapacity,
+                         isResponseCapacityEnforced(), data, dataSize});
+    if (answer.arrived && outResponseSize != nullptr)
+        *outResponseSize = answer.size;
+    return std::move(answer.text);
 }
 
-zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& arguments)
+NetCommunicationPipe::Answer NetCommunicationPipe::sendRequestBounded(const BoundedRequest& bounded)
 {
-    zu::InplaceString<128> result;
+    return ask({bounded.text, 0, bounded.responseBuffer, bounded.responseCapacity, true,
+                bounded.data, bounded.dataSize});
+}
+
+NetCommunicationPipe::Answer NetCommunicationPipe::ask(const RequestArguments& arguments)
+{
+    Answer answer;
     assert((arguments.data != nullptr || arguments.dataSize == 0) && "data is null with a size");
     if (!isTextSendable("a request", arguments.text))
-        return result;
+        return answer;
 
     const zu::Event& event = threadEvent();
     uint32 id = 0;
@@ -251,7 +259,7 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
         // that comes after a higher one.
         std::lock_guard guard(outgoingLock);
         if (closing)
-            return result;
+            return answer;
         id = outgoing.nextRequestId++;
         OutgoingRequest& request = outgoing.requests.appendEmpty();
         request.id = id;
@@ -268,22 +276,24 @@ zu::InplaceString<128> NetCommunicationPipe::ask(const RequestArguments& argumen
 
     do
         event.wait();
-    while (!finishAsking(id, arguments.outResponseSize, result));
-    return result;
+    while (!finishAsking(id, answer));
+    return answer;
 }
 
 /// True when the caller may return; its record is then gone.
-bool NetCommunicationPipe::finishAsking(uint32 id, uint32* outResponseSize,
-                                        zu::InplaceString<128>& result)
+bool NetCommunicationPipe::finishAsking(uint32 id, Answer& answer)
 {
     std::lock_guard guard(outgoingLock);
     OutgoingRequest* request = outgoing.findRequest(id);
     if (request->sending.inFlight || !(request->responseReceived || closing))
         return false;
     if (request->responseReceived) {
-        result = std::move(request->responseText);
-        if (outResponseSize != nullptr)
-            *outResponseSize = request->responseSize;
+        answer.arrived = true;
+        answer.text = std::move(request->responseText);
+        answer.size = request->responseSize;
+        // A peer that leaves gaps has sent less than it announced.
+        answer.storedBytes = std::min(
+            {request->responseSize, request->responseReceivedBytes, request->responseCapacity});
     }
     removeWaited(outgoing.requests, *request);
     return true;

@@ -58,6 +58,25 @@ public:
 
     // For the library's own callers.
 
+    struct BoundedRequest
+    {
+        const char* text = "";
+        void* responseBuffer = nullptr;
+        uint32 responseCapacity = 0;
+        const void* data = nullptr;
+        uint32 dataSize = 0;
+    };
+    struct Answer
+    {
+        bool arrived = false; ///< false: the pipe closed first, and the rest says nothing
+        zu::InplaceString<128> text;
+        uint32 size = 0;        ///< of the data, as announced
+        uint32 storedBytes = 0; ///< of the data, in the buffer
+    };
+    /// sendRequest with number 0 that never stores more than the capacity, whatever the process
+    /// has set.
+    Answer sendRequestBounded(const BoundedRequest& bounded);
+
     /// sendRequest without data that does not wait, see Relay.h. Of the answer's data at most
     /// `capacity` bytes are kept.
     void askAside(const char* text, uint32 capacity, std::shared_ptr<Relay> relay);
@@ -122,8 +141,8 @@ private:
     void dropNotifications();
     void warnNotifyQueueFull();
     bool isTextSendable(const char* operation, const char* text);
-    zu::InplaceString<128> ask(const RequestArguments& arguments);
-    bool finishAsking(uint32 id, uint32* outResponseSize, zu::InplaceString<128>& result);
+    Answer ask(const RequestArguments& arguments);
+    bool finishAsking(uint32 id, Answer& answer);
     bool takeCurrentRequest(IncomingRequest& answered, uint32& epoch);
     bool finishResponding(zu::u64 serial);
     void noteCallersGone();

@@ -135,6 +135,7 @@ private:
 
     bool isRemote(const char* path);
     bool copyThroughMemory(const char* from, const char* to);
+    bool makeEmptyFile(const char* path);
     void onConnected();
     static void connectionCallback();
 

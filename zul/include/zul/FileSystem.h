@@ -81,7 +81,9 @@ public:
     static constexpr u32 kMaxFoldersWalked = 1000000;
 
     static void* operator new(std::size_t size) { return allocateMemory(size); }
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void operator delete(void* memory) { deleteMemory(memory); }
+    static void operator delete(void*, void*) noexcept {}
 
     FileSystem();
     FileSystem(const FileSystem&) = delete;

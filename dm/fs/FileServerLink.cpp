@@ -1,0 +1,86 @@
+#include "dm/fs/FileServerLink.h"
+
+#include "dm/comm/ManagerRegistry.h"
+#include "dm/common/Diagnostics.h"
+
+#include <atomic>
+#include <utility>
+
+namespace dm {
+
+namespace {
+
+constinit OrderedMutex<LockRank::ListBuffer> s_listLock;
+std::atomic<bool> s_saidOwnThread{false};
+char s_listBuffer[ListRequest::kBufferBytes]; // under s_listLock
+
+/// Hands the pipe to `work`, or returns `otherwise`.
+template <typename Result, typename Work>
+Result withPipe(Result otherwise, Work work)
+{
+    return ManagerRegistry::instance().with(
+        nullptr, std::move(otherwise), [&](NetCommunicationPipeManager& manager) -> Result {
+            CommunicationPipe* pipe = manager.getPipe(kFileServerPipe);
+            return work(manager, static_cast<NetCommunicationPipe&>(*pipe));
+        });
+}
+
+bool mayWaitFor(const NetCommunicationPipeManager& manager)
+{
+    if (!manager.isOwnThread())
+        return true;
+    if (!s_saidOwnThread.exchange(true))
+        warn(
+            "a file operation on the thread of the manager that it would wait for fails: callbacks "
+            "must hand such work to another thread");
+    return false;
+}
+
+} // namespace
+
+void watchFileServer(PipeCallback connected)
+{
+    withPipe(false, [connected](NetCommunicationPipeManager&, NetCommunicationPipe& pipe) {
+        pipe.setConnectionCallback(connected);
+        return true;
+    });
+}
+
+NetCommunicationPipe::Answer askFileServer(const Command& command,
+                                           NetCommunicationPipe::BoundedRequest data)
+{
+    data.text = command.c_str();
+    return withPipe(NetCommunicationPipe::Answer(), [&](NetCommunicationPipeManager& manager,
+                                                        NetCommunicationPipe& pipe) {
+        return mayWaitFor(manager) ? pipe.sendRequestBounded(data) : NetCommunicationPipe::Answer();
+    });
+}
+
+// The pipe is made, if need be, before the lock is taken, because that may run a callback of the
+// program. While waiting for the lock nothing is held that a shutdown would wait for.
+ListRequest::ListRequest()
+    : mayWait(withPipe(false, [](NetCommunicationPipeManager& manager, NetCommunicationPipe&) {
+        return mayWaitFor(manager);
+    }))
+{
+    if (mayWait)
+        s_listLock.lock();
+}
+
+ListRequest::~ListRequest()
+{
+    if (mayWait)
+        s_listLock.unlock();
+}
+
+bool ListRequest::send(const Command& command)
+{
+    if (!mayWait)
+        return false;
+    const NetCommunicationPipe::Answer answer = askFileServer(
+        command, {.responseBuffer = s_listBuffer, .responseCapacity = sizeof s_listBuffer});
+    bytes = {s_listBuffer, answer.storedBytes};
+    return answer.arrived;
+}
+
+} // namespace dm
