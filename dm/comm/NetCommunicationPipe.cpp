@@ -291,6 +291,7 @@ bool NetCommunicationPipe::finishAsking(uint32 id, Answer& answer)
         answer.arrived = true;
         answer.text = std::move(request->responseText);
         answer.size = request->responseSize;
+        answer.connection = request->receivedOver;
         // A peer that leaves gaps has sent less than it announced.
         answer.storedBytes = std::min(
             {request->responseSize, request->responseReceivedBytes, request->responseCapacity});
@@ -508,6 +509,7 @@ void NetCommunicationPipe::attach(Connection& newConnection)
     std::lock_guard guard(outgoingLock);
     peerAddress = address;
     connection = &newConnection;
+    ++attachCount;
     attached.store(true, std::memory_order_release);
 }
 
@@ -595,6 +597,7 @@ void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net:
         if (!chunk.reachesEnd())
             return;
         request->responseReceived = true;
+        request->receivedOver = attachCount;
         request->sending.sent = true; // an early answer: nothing more of it is wanted
         if (request->relay == nullptr)
             request->event.set();

@@ -72,6 +72,7 @@ public:
         zu::InplaceString<128> text;
         uint32 size = 0;        ///< of the data, as announced
         uint32 storedBytes = 0; ///< of the data, in the buffer
+        uint32 connection = 0;  ///< the connectionNumber of the one it came over
     };
     /// sendRequest with number 0 that never stores more than the capacity, whatever the process
     /// has set.
@@ -96,6 +97,9 @@ public:
     void takeNotifies(std::vector<zu::InplaceString<128>>& texts);
     /// sendNotify for each text in turn; what it would refuse is left out.
     void sendNotifies(const std::vector<zu::InplaceString<128>>& texts, uint32 value);
+
+    /// Counts the pipe's connections, from 1. For callbacks: the manager's thread only.
+    uint32 connectionNumber() const { return attachCount; }
 
     TransferProgress getTransferProgress();
 
@@ -174,6 +178,7 @@ private:
 
     // Written by the manager's thread under outgoingLock; used by that thread only.
     Connection* connection = nullptr;
+    uint32 attachCount = 0;
     // The same for everybody else to look at.
     std::atomic<bool> attached{false};
 

@@ -48,6 +48,7 @@ struct OutgoingRequest
     uint32 responseReceivedBytes = 0;
     bool capacityEnforced = false;
     bool responseReceived = false;
+    uint32 receivedOver = 0; // which attach of the pipe the response came after
 
     zu::Event event; // wakes the caller: answered, no longer in flight, or closing
 

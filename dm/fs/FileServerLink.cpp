@@ -46,6 +46,11 @@ void watchFileServer(PipeCallback connected)
     });
 }
 
+uint32 connectionNumber(const CommunicationPipe& fileServerPipe)
+{
+    return static_cast<const NetCommunicationPipe&>(fileServerPipe).connectionNumber();
+}
+
 NetCommunicationPipe::Answer askFileServer(const Command& command,
                                            NetCommunicationPipe::BoundedRequest data)
 {
@@ -75,12 +80,12 @@ ListRequest::~ListRequest()
 
 bool ListRequest::send(const Command& command)
 {
-    if (!mayWait)
-        return false;
-    const NetCommunicationPipe::Answer answer = askFileServer(
-        command, {.responseBuffer = s_listBuffer, .responseCapacity = sizeof s_listBuffer});
-    bytes = {s_listBuffer, answer.storedBytes};
+    if (mayWait)
+        answer = askFileServer(
+            command, {.responseBuffer = s_listBuffer, .responseCapacity = sizeof s_listBuffer});
     return answer.arrived;
 }
+
+std::string_view ListRequest::list() const { return {s_listBuffer, answer.storedBytes}; }
 
 } // namespace dm

@@ -18,6 +18,9 @@ inline constexpr const char* kFileServerPipe = "fileserver";
 /// Has the callback called at each connection of the pipe from now on, if there is such a pipe.
 void watchFileServer(PipeCallback connected);
 
+/// For that callback: counts the pipe's connections, as NetCommunicationPipe::Answer does.
+uint32 connectionNumber(const CommunicationPipe& fileServerPipe);
+
 /// Blocks without limit. Answers that did not arrive have an empty text and no data.
 ///
 ///   data   sent along, or the buffer to fill; see NetCommunicationPipe::BoundedRequest.
@@ -37,15 +40,18 @@ public:
     ListRequest(const ListRequest&) = delete;
     ListRequest& operator=(const ListRequest&) = delete;
 
-    /// Once.
+    /// Once. False when there is no answer.
     bool send(const Command& command);
 
     /// Empty when nothing has arrived. Lives as long as this object.
-    std::string_view list() const { return bytes; }
+    std::string_view list() const;
+
+    /// Over which connection it came.
+    uint32 connection() const { return answer.connection; }
 
 private:
     bool mayWait;
-    std::string_view bytes;
+    NetCommunicationPipe::Answer answer;
 };
 
 } // namespace dm

@@ -8,6 +8,13 @@
 
 namespace dm {
 
+void MappedFolders::connectionMade(zu::u32 number)
+{
+    zu::u64 seen = connections.load();
+    while (!connections.compare_exchange_weak(seen, (((seen >> 32) + 1) << 32) | number))
+        ;
+}
+
 std::shared_ptr<const MappedFolders::List> MappedFolders::get()
 {
     std::shared_ptr<const List> known;
@@ -28,15 +35,18 @@ std::shared_ptr<const MappedFolders::List> MappedFolders::fetch()
     std::shared_ptr<const List> known;
     if (isCurrent(known))
         return known;
-    const zu::u64 connection = connections.load();
+    zu::u64 askedIn = connections.load();
     if (!request.send(makeGetMappedFolders()))
         return known;
     auto fetched = std::make_shared<const List>(readMappedFolders(request.list()));
+    // Asked before there was a connection, or while one was lost: the answer may still be that of
+    // the newest. If not, it is good for now, but is asked for again.
+    const zu::u64 now = connections.load();
+    if (static_cast<zu::u32>(now) == request.connection())
+        askedIn = now;
     std::lock_guard guard(lock);
     folders = fetched;
-    // Over a connection that was lost while asking they may be another server's: usable now, but
-    // to be asked for again.
-    fetchedIn = connection;
+    fetchedIn = askedIn;
     return fetched;
 }
 

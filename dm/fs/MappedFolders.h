@@ -20,9 +20,9 @@ class MappedFolders
 public:
     using List = std::vector<zu::String>;
 
-    /// A new connection: what was fetched over an earlier one, or is being fetched, counts no more.
-    /// Takes no lock, since those who hold one may be waiting for the calling thread.
-    void forget() { connections.fetch_add(1); }
+    /// A new connection, of that number: what was or will be fetched over an earlier one counts no
+    /// more. Takes no lock, since those who hold one may be waiting for the calling thread.
+    void connectionMade(zu::u32 number);
 
     /// The list, fetched if need be. A server that does not answer leaves the list as it was.
     std::shared_ptr<const List> get();
@@ -32,14 +32,18 @@ public:
     static bool startsWithAny(const List& folders, const char* path);
 
 private:
+    static constexpr zu::u64 kNever = ~0ull;
+
     std::shared_ptr<const List> fetch();
     bool isCurrent(std::shared_ptr<const List>& outFolders);
 
-    std::atomic<zu::u64> connections{1};
+    // How many were made, and in the low half the number of the last one. The first tells that
+    // there was a new one, whatever the pipe; the second whether an answer came over it.
+    std::atomic<zu::u64> connections{0};
 
     LeafMutex lock;
     std::shared_ptr<const List> folders = std::make_shared<List>(); // under lock, never null
-    zu::u64 fetchedIn = 0; // under lock; which connection the folders are of
+    zu::u64 fetchedIn = kNever; // under lock; the connections when the folders were fetched
 };
 
 } // namespace dm

@@ -43,7 +43,7 @@ NetworkFileSystem::NetworkFileSystem(zu::FileSystem& local)
         std::lock_guard guard(s_instanceLock);
         s_pNetworkInstance = this;
     }
-    watchFileServer({nullptr, [](void*, CommunicationPipe*) { connectionCallback(); }});
+    watchFileServer({nullptr, connectionCallback});
 }
 
 NetworkFileSystem::~NetworkFileSystem()
@@ -71,17 +71,17 @@ void NetworkFileSystem::deleteInstance()
 
 void NetworkFileSystem::setLocalRoot(const char* path) { localRoot = path; }
 
-void NetworkFileSystem::connectionCallback()
+void NetworkFileSystem::connectionCallback(void*, CommunicationPipe* pipe)
 {
     std::lock_guard guard(s_instanceLock);
     if (s_pNetworkInstance != nullptr)
-        s_pNetworkInstance->onConnected();
+        s_pNetworkInstance->onConnected(connectionNumber(*pipe));
 }
 
-/// On the manager's thread, which lists are waiting for: no lock but leaves.
-void NetworkFileSystem::onConnected()
+/// On the manager's thread, which lists are waiting for, under a leaf.
+void NetworkFileSystem::onConnected(zu::u32 connection)
 {
-    mappedFolders->forget();
+    mappedFolders->connectionMade(connection);
     pipeAcquired.store(true, std::memory_order_release);
 }
 

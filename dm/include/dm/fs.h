@@ -28,6 +28,7 @@
 
 namespace dm {
 
+class CommunicationPipe;
 class MappedFolders;
 
 /// A file system in front of another. Operations mean what zu::FileSystem says, with the
@@ -136,8 +137,8 @@ private:
     bool isRemote(const char* path);
     bool copyThroughMemory(const char* from, const char* to);
     bool makeEmptyFile(const char* path);
-    void onConnected();
-    static void connectionCallback();
+    void onConnected(zu::u32 connection);
+    static void connectionCallback(void*, CommunicationPipe* pipe);
 
     zu::FileSystem& localFileSystem;
     zu::InplaceString<128> localRoot = "devkit:\\PLX\\";

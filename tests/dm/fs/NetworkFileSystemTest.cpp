@@ -92,7 +92,9 @@ TEST_F(NetworkFileSystem, ALyingServerMovesNoByteTooMany)
     EXPECT_EQ(remote->writeFile(handle, exact.get(), 3), 0u);
     EXPECT_EQ(remote->getCurrentPosition(handle), 7u);
     answer(R"(getFileSize "data/a")", "-100");
-    EXPECT_EQ(remote->getFileSize(openRemote("data/a")), 0u);
+    remote->closeFile(handle);
+    handle = openRemote("data/a");
+    EXPECT_EQ(remote->getFileSize(handle), 0u);
     remote->closeFile(handle);
 }
 
@@ -167,6 +169,17 @@ TEST_F(NetworkFileSystem, AsksForFoldersOncePerConnection)
     EXPECT_FALSE(remote->fileExists(path.c_str())) << "the server's now";
     EXPECT_THAT(asked(), ElementsAre("findFiles \"data/*\"", "findFiles \"data/*\"", kFolders,
                                      "fileExists \"" + path + "\""));
+}
+
+TEST_F(NetworkFileSystem, ThoseAskedForBeforeTheConnectionAreItsOwn)
+{
+    dm::deinitCommunicationManagers();
+    connect("game", server);
+    const dm::NetworkFileSystem early(files);
+    dm::NetworkFileSystem::getInstance().fileExists("data/a");
+    EXPECT_TRUE(early.isPipeAcquired());
+    dm::NetworkFileSystem::getInstance().fileExists("data/a");
+    EXPECT_EQ(server.countOf(kFolders), 1u);
 }
 
 TEST_F(NetworkFileSystem, ManyThreadsAskForFoldersOnce)

@@ -18,8 +18,8 @@ TEST_F(NetworkLifetime, WhatWaitsEndsWithTheManager)
                               [&] { return remote->readFile(handle, buffer, sizeof buffer); });
     auto listing = std::async(std::launch::async, [&] { return namesFound("data/*"); });
     ASSERT_TRUE(waitUntil([&] {
-        return server.takeCommands().empty() && server.countOf(R"(findFiles "data/*")") == 1 &&
-               server.countOf(R"(read 0 4 "data/a")") == 1;
+        return server.countOf(R"(findFiles "data/*")") + server.countOf(R"(read 0 4 "data/a")") ==
+               2;
     }));
     // Behind the one that lists.
     auto listingToo = std::async(std::launch::async, [&] {
@@ -41,6 +41,7 @@ TEST_F(NetworkLifetime, WhatWaitsEndsWithTheManager)
     another.answerList(R"(findFiles "data/*")", {"0 0 0 \"a\""});
     connect("game", another);
     EXPECT_EQ(namesFound("data/*").size(), 1u);
+    dm::deinitCommunicationManagers();
 }
 
 TEST_F(NetworkLifetime, WithoutExactlyOneManagerTheServerHasNoAnswer)
