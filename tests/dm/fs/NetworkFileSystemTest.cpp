@@ -44,14 +44,6 @@ TEST_F(NetworkFileSystem, SendsEachCommandAsTheServerExpectsIt)
     }
 }
 
-TEST_F(NetworkFileSystem, OnlyTrueIsYes)
-{
-    answer(R"(fileExists "data/a")", "TRUE");
-    EXPECT_TRUE(remote->fileExists("data/a"));
-    answer(R"(fileExists "data/a")", "true, perhaps");
-    EXPECT_FALSE(remote->fileExists("data/a"));
-}
-
 TEST_F(NetworkFileSystem, ReadsAndWritesAtItsPosition)
 {
     answer(R"(getFileSize "data/a")", "100");
