@@ -3,6 +3,8 @@
 #include "dm/comm/ManagerRegistry.h"
 #include "dm/common/Diagnostics.h"
 
+#include <dm/fs.h>
+
 #include <atomic>
 #include <utility>
 
@@ -12,7 +14,7 @@ namespace {
 
 constinit OrderedMutex<LockRank::ListBuffer> s_listLock;
 std::atomic<bool> s_saidOwnThread{false};
-char s_listBuffer[ListRequest::kBufferBytes]; // under s_listLock
+char s_listBuffer[NetworkFileSystem::kMaxListBytes]; // under s_listLock
 
 /// Hands the pipe to `work`, or returns `otherwise`.
 template <typename Result, typename Work>
@@ -20,7 +22,7 @@ Result withPipe(Result otherwise, Work work)
 {
     return ManagerRegistry::instance().with(
         nullptr, std::move(otherwise), [&](NetCommunicationPipeManager& manager) -> Result {
-            CommunicationPipe* pipe = manager.getPipe(kFileServerPipe);
+            CommunicationPipe* pipe = manager.getPipe(NetworkFileSystem::kPipeName);
             return work(manager, static_cast<NetCommunicationPipe&>(*pipe));
         });
 }

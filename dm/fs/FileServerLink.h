@@ -1,4 +1,4 @@
-/// The way to the file server: one request a command on the pipe "fileserver".
+/// The way to the file server: one request a command, on its pipe.
 ///
 /// The pipe is looked up anew for each command, as that of the only manager. While a command waits
 /// it keeps the manager from being destroyed; deinitialising the manager makes it return. Without
@@ -12,8 +12,6 @@
 #include <string_view>
 
 namespace dm {
-
-inline constexpr const char* kFileServerPipe = "fileserver";
 
 /// Has the callback called at each connection of the pipe from now on, if there is such a pipe.
 void watchFileServer(PipeCallback connected);
@@ -33,8 +31,6 @@ NetCommunicationPipe::Answer askFileServer(const Command& command,
 class ListRequest
 {
 public:
-    static constexpr uint32 kBufferBytes = 0xA0000;
-
     ListRequest();
     ~ListRequest();
     ListRequest(const ListRequest&) = delete;

@@ -7,9 +7,7 @@
 #include <zul/BufferedMemoryFile.h>
 #include <zul/Exception.h>
 
-#include <algorithm>
 #include <cassert>
-#include <iterator>
 #include <memory>
 #include <utility>
 

@@ -48,10 +48,16 @@ class MappedFolders;
 /// Errors: nothing throws for what the server does. The pipe is that of the only manager, looked up
 /// anew for each operation: without exactly one manager, or after it has been deinitialised, remote
 /// operations give false, 0 or null.
-/// Limits: lists that the server sends are cut at 655,360 bytes.
+/// Limits: lists that the server sends are cut at kMaxListBytes.
 class DM_API NetworkFileSystem : public zu::FileSystem
 {
 public:
+    /// The pipe on which file servers are asked.
+    static constexpr const char* kPipeName = "fileserver";
+
+    /// What a list may take, its count and the terminators of its entries included.
+    static constexpr zu::u32 kMaxListBytes = 0xA0000;
+
     /// Becomes the one that getInstance returns. Make it after the manager and before the pipe is
     /// connected: connections are counted from here on.
     ///

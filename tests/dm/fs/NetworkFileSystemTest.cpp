@@ -287,7 +287,7 @@ TEST_F(NetworkFileSystem, AListBeyondTheBufferIsCut)
     server.answerList(R"(findFilesRecursive "data" "*" 0)", entries);
     zu::FileSystem::PathList found;
     remote->listFiles(found, "data", nullptr, false);
-    EXPECT_EQ(found.size(), (0xA0000 - 6 + 19) / 20u);
+    EXPECT_EQ(found.size(), (dm::NetworkFileSystem::kMaxListBytes - 6 + 19) / 20);
 }
 
 TEST_F(NetworkFileSystem, LocalListsWalkThroughItsOwnSearches)
