@@ -509,7 +509,6 @@ void NetCommunicationPipe::attach(Connection& newConnection)
     std::lock_guard guard(outgoingLock);
     peerAddress = address;
     connection = &newConnection;
-    ++attachCount;
     attached.store(true, std::memory_order_release);
 }
 
@@ -597,7 +596,7 @@ void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net:
         if (!chunk.reachesEnd())
             return;
         request->responseReceived = true;
-        request->receivedOver = attachCount;
+        request->receivedOver = outgoingEpoch;
         request->sending.sent = true; // an early answer: nothing more of it is wanted
         if (request->relay == nullptr)
             request->event.set();

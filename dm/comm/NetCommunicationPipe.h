@@ -99,7 +99,7 @@ public:
     void sendNotifies(const std::vector<zu::InplaceString<128>>& texts, uint32 value);
 
     /// Counts the pipe's connections, from 1. For callbacks: the manager's thread only.
-    uint32 connectionNumber() const { return attachCount; }
+    uint32 connectionNumber() const { return outgoingEpoch; }
 
     TransferProgress getTransferProgress();
 
@@ -178,7 +178,6 @@ private:
 
     // Written by the manager's thread under outgoingLock; used by that thread only.
     Connection* connection = nullptr;
-    uint32 attachCount = 0;
     // The same for everybody else to look at.
     std::atomic<bool> attached{false};
 
