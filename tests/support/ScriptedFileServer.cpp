@@ -68,6 +68,34 @@ std::string ScriptedFileServer::writtenData()
     return written;
 }
 
+void ScriptedFileServer::follow(std::vector<Exchange> exchanges)
+{
+    std::lock_guard guard(lock);
+    script.assign(exchanges.begin(), exchanges.end());
+    follows = true;
+}
+
+std::string ScriptedFileServer::whereItDiffers()
+{
+    std::lock_guard guard(lock);
+    return !difference.empty() || script.empty() ? difference
+                                                 : "missing: " + script.front().command;
+}
+
+/// Under the lock.
+Answer ScriptedFileServer::nextInScript(const WireMessage& asked)
+{
+    if (difference.empty() && (script.empty() || asked.text != script.front().command ||
+                               asked.chunk != script.front().data))
+        difference = "asked " + asked.text + " instead of " +
+                     (script.empty() ? "nothing" : script.front().command);
+    if (!difference.empty())
+        return {};
+    Answer answer = std::move(script.front().answer);
+    script.pop_front();
+    return answer;
+}
+
 void ScriptedFileServer::run()
 {
     while (!stopping) {
@@ -98,7 +126,7 @@ void ScriptedFileServer::serve(ScriptedPeer& peer)
             throw std::runtime_error("dropped");
         if (withheld.contains(asked.text))
             return;
-        answer = answers[asked.text];
+        answer = follows ? nextInScript(asked) : answers[asked.text];
     }
     peer.send(response("fileserver", asked.id, answer.text, answer.data));
 }

@@ -4,6 +4,7 @@
 
 #include "support/PipeFixture.h"
 
+#include <deque>
 #include <map>
 #include <mutex>
 #include <set>
@@ -34,6 +35,18 @@ public:
     /// The connection is dropped the next time that the command comes.
     void dropAt(const std::string& command);
 
+    /// One command, the data with it, and its answer.
+    struct Exchange
+    {
+        std::string command;
+        std::string data;
+        Answer answer;
+    };
+    /// From now on exactly these are expected, one after the other.
+    void follow(std::vector<Exchange> exchanges);
+    /// What came instead of what was expected first; else what has not come; "" when all has.
+    std::string whereItDiffers();
+
     /// All that has come since the last call.
     std::vector<std::string> takeCommands();
     /// How often the command has come.
@@ -44,6 +57,7 @@ public:
 private:
     void run();
     void serve(ScriptedPeer& peer);
+    Answer nextInScript(const WireMessage& asked);
 
     ScriptedServer listener;
 
@@ -54,6 +68,9 @@ private:
     std::vector<std::string> commands;
     std::map<std::string, size_t> counts;
     std::string written;
+    std::deque<Exchange> script;
+    bool follows = false;
+    std::string difference;
 
     std::atomic<bool> stopping{false};
     std::thread thread;
