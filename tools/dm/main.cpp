@@ -31,6 +31,7 @@ ExitCode run(int argc, char** argv)
     tool::addListenCommand(app, action);
     tool::addHubCommand(app, action);
     tool::addRunCommand(app, action);
+    tool::addFsCommand(app, action);
     tool::addPipesCommand(app, action);
     try {
         app.parse(argc, argv);
