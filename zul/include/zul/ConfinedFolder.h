@@ -205,6 +205,8 @@ private:
 
     Outcome takePath(std::string_view path, std::string& outPath) const;
     Outcome takeName(std::string_view path, std::string& outPath) const;
+    Outcome takeNames(const ConfinedFolder& target, std::string_view from, std::string_view to,
+                      std::string& outFrom, std::string& outTo) const;
     bool matchIgnoringCase(const std::string& path, std::string& outPath) const;
 
     const std::unique_ptr<NativeConfinedFolder> native;
