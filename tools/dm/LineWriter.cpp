@@ -30,8 +30,7 @@ void LineWriter::write(std::string line)
     {
         const std::lock_guard lock(mutex);
         if (hasEnded || waiting.size() == kMostWaiting ||
-            waitingBytes + line.size() > kMostWaitingBytes)
-        {
+            waitingBytes + line.size() > kMostWaitingBytes) {
             ++lost;
             return;
         }
