@@ -31,10 +31,9 @@ public:
     bool examine(std::string_view mapName, const zu::ConfinedFolder& folder, std::string_view path,
                  std::string& outPath);
 
-    /// Whether this is the first time in a while that a text is noted here.
-    bool isNew(std::string_view text);
-
 private:
+    bool isNew(size_t salt, std::string_view text);
+
     std::mutex lock;
     std::unordered_set<size_t> recent;           // hashes; under lock
     std::chrono::steady_clock::time_point since; // under lock

@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace fileserver {
@@ -59,7 +60,7 @@ struct CommandReport
 
     const CommandSyntax* command = nullptr; ///< null for a line that is none
     ParsedCommand arguments;                ///< parts of the line; empty when it was not parsed
-    bool succeeded = false;
+    bool succeeded = false;                 ///< or the answer was yes
     bool isDropped = false; ///< nobody wanted it any more when its turn came: nothing was done
     dm::uint32 bytes = 0;   ///< of file content, read or written
     dm::uint32 entries = 0; ///< of a list
@@ -100,8 +101,6 @@ public:
                const StillWanted& isStillWanted, CommandReport& outReport);
 
 private:
-    friend class CommandRun; // one command on its way
-
     FolderMaps& maps;
     const RunnerOptions options;
     WriteTurns turns;

@@ -37,6 +37,7 @@ public:
     FolderMap(const MapSpec& spec, const zu::ConfinedFolder::Options& options, Folder opened);
 
     const std::string& getName() const { return name; }
+    std::string_view getPlainName() const;                      ///< without a separator at its end
     const std::string& getHostPath() const { return hostPath; } ///< never for games to know
     bool isWritable() const { return writable; }
 
@@ -84,6 +85,7 @@ public:
     /// it is nobody's. outRest is what follows the name, without separators at its front.
     FolderMap* resolve(std::string_view path, std::string_view& outRest) const;
 
+    const zu::ConfinedFolder::Options& getOptions() const { return options; }
     const std::vector<std::unique_ptr<FolderMap>>& getAll() const { return maps; }
     bool areAllReadOnly() const { return !anyWritable; }
 

@@ -28,7 +28,8 @@ public:
 
 private:
     bool isReadable(std::string_view name);
-    bool append(std::string_view head, std::string_view text, std::string_view tail);
+    bool append(std::string_view head, std::string_view before, std::string_view text,
+                std::string_view after);
 
     std::vector<char> entries;
     zu::u32 count = 0;

@@ -2,8 +2,9 @@
 ///
 /// A game that has lost its connection sends its unanswered command again over the next, while the
 /// first one may still be running: without turns a write that is late would come on top of newer
-/// ones. So what writes excludes whatever is about the same path, or one above or below it. Reads
-/// do not exclude each other. First come, first served: nobody waits for one who came later.
+/// ones. So whoever comes after one that writes waits for it, if it is about the same path, or one
+/// above or below. Nobody waits for one that reads, however long that takes, and nobody for one who
+/// came later.
 ///
 /// Paths are compared as games write them: without regard to letter case and the kind of slash,
 /// empty names and ".". Two names of one file (links, overlapping maps) are two files here.
@@ -15,6 +16,7 @@
 
 #include <array>
 #include <condition_variable>
+#include <cstddef>
 #include <mutex>
 #include <string_view>
 
@@ -45,7 +47,7 @@ public:
 
     private:
         friend class WriteTurns;
-        bool excludes(const Turn& other) const;
+        bool precedes(const Turn& other) const;
 
         WriteTurns& owner;
         const Claims claimed;
