@@ -6,7 +6,7 @@
 //
 // The first line on standard output tells the address: "serving FOLDER on 127.0.0.1:PORT".
 
-#include "tools/demo/Sha256.h"
+#include "tools/dm/Sha256.h"
 #include "tools/dm/ExitCode.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/PipeService.h"
@@ -73,7 +73,7 @@ tool::Reply answer(const fs::path& folder, const std::string& request)
     try {
         std::vector<char> bytes = tool::readWhole((folder / name).string());
         if (verb == "hash")
-            return withData(demo::sha256(bytes.data(), bytes.size()) + "\n");
+            return withData(tool::sha256(bytes.data(), bytes.size()) + "\n");
         return {"ok", std::move(bytes)};
     } catch (const std::exception& error) {
         return {std::string("error: ") + error.what(), {}};

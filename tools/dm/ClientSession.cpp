@@ -9,9 +9,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <future>
 #include <thread>
 
 namespace tool {
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -20,15 +25,19 @@ constexpr const char* kManagerName = "dm";
 // How often progress is looked at; whatever ends the wait says so by itself.
 constexpr zu::u32 kLookMs = 25;
 
+// What the end of a series may take to tidy up, with the pipe and once more without it.
+constexpr auto kTidyUp = 1s;
+
 void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
 
 } // namespace
 
-ClientSession::ClientSession(const SessionOptions& sessionOptions)
+ClientSession::ClientSession(const SessionOptions& sessionOptions, Meter* sharedMeter)
     : options(sessionOptions)
     , destination(sessionOptions.address.toString())
     , interrupt(zu::Interrupt::get())
-    , meter(sessionOptions.progress)
+    , ownMeter(sessionOptions.progress)
+    , meter(sharedMeter != nullptr ? *sharedMeter : ownMeter)
     , clock(sessionOptions.timeout, InactivityClock::Clock::now())
 {
     dm::CommunicationPipeManager* const manager = dm::initCommunicationManagerAsClient(
@@ -69,6 +78,42 @@ void ClientSession::run(const std::function<void(dm::CommunicationPipe&)>& work)
     worker.join();
 }
 
+void ClientSession::runSeries(const std::function<void()>& work)
+{
+    isSeries = true;
+    std::promise<void> outcome;
+    std::future<void> ended = outcome.get_future();
+    std::thread worker([&] {
+        try {
+            work();
+            outcome.set_value();
+        } catch (...) {
+            outcome.set_exception(std::current_exception());
+        }
+        interrupt.notify();
+    });
+    const auto endsWithin = [&](std::chrono::milliseconds time) {
+        return ended.wait_for(time) == std::future_status::ready;
+    };
+    try {
+        waitUntil([&] { return endsWithin(0ms); });
+    } catch (const ToolError& error) {
+        meter.clear();
+        ending = true;
+        if (error.code == ExitCode::Interrupted)
+            endsWithin(kTidyUp);
+        close();
+        if (!endsWithin(kTidyUp)) {
+            std::fprintf(stderr, "dm: %s\n", error.what());
+            std::quick_exit(static_cast<int>(error.code));
+        }
+        worker.join();
+        throw;
+    }
+    worker.join();
+    ended.get();
+}
+
 void ClientSession::waitUntil(const std::function<bool()>& condition)
 {
     while (!condition()) {
@@ -105,8 +150,8 @@ void ClientSession::look()
 
 void ClientSession::noticeConnection(const dm::ConnectionStatus& now)
 {
-    // A hub greets, lets go and greets again elsewhere: what counts there is the pipe.
-    const bool isLost = options.isHub
+    // Who sends on greets, lets go and greets again elsewhere: what counts there is the pipe.
+    const bool isLost = options.isHub || options.sendsOn
                             ? milestone >= Attached && !pipe->isConnected()
                             : milestone >= Welcomed && now.state != dm::ConnectionStatus::Connected;
     if (isLost == lossNoticed)
@@ -130,7 +175,10 @@ bool ClientSession::somethingHappened(const dm::ConnectionStatus& now,
     else if (now.state == dm::ConnectionStatus::Connected)
         reached = Reached;
     const dm::uint32 moved = progress.sentBytes + progress.receivedBytes;
-    const bool happened = reached > milestone || moved != bytesMoved;
+    const std::uint64_t stepsNow = steps;
+    const bool happened = reached > milestone || moved != bytesMoved || stepsNow != stepsSeen ||
+                          (isSeries && !progress.active);
+    stepsSeen = stepsNow;
     milestone = std::max(milestone, reached);
     bytesMoved = moved;
     return happened;
@@ -145,6 +193,11 @@ void ClientSession::giveUp(const dm::ConnectionStatus& now)
         throw ToolError(ExitCode::CannotConnect,
                         "cannot connect to " + destination + " within " + patience + because +
                             ": is the program running, and listening there?");
+    if (now.state != dm::ConnectionStatus::Connected && options.sendsOn && milestone < Attached)
+        throw ToolError(ExitCode::CannotConnect,
+                        destination +
+                            " answers, but where it sends on to cannot be reached within " +
+                            patience + because + ": is the way there open, and is there room?");
     if (now.state != dm::ConnectionStatus::Connected)
         throw ToolError(ExitCode::LostConnection, "lost the connection to " + destination +
                                                       because +

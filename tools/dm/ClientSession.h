@@ -7,6 +7,7 @@
 #include <dm/comm.h>
 #include <zul/Interrupt.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -23,6 +24,9 @@ struct SessionOptions
     ProgressMeter::Mode progress = ProgressMeter::Mode::Automatic;
     bool isHub = false;                  // the address is a hub's
     std::optional<std::uint32_t> member; // of the hub
+
+    // Who answers at the address sends everybody on to where the pipe is, as hubs do.
+    bool sendsOn = false;
 };
 
 /// One pipe to one program, for a command that must never hang.
@@ -31,11 +35,13 @@ struct SessionOptions
 /// transfer start it anew; a connection that comes back does not, or a program that dies of each
 /// request would be asked for ever.
 ///
-/// Threads: the main thread, which watches; work that blocks runs on a thread of its own.
+/// Threads: the main thread, which watches; work that blocks runs on a thread of its own, which may
+/// call noteStep and isEnding.
 class ClientSession
 {
 public:
-    explicit ClientSession(const SessionOptions& options);
+    ///   meter   shows the progress instead of a ProgressMeter; lent.
+    explicit ClientSession(const SessionOptions& options, Meter* meter = nullptr);
     ~ClientSession() { close(); }
     ClientSession(const ClientSession&) = delete;
     ClientSession& operator=(const ClientSession&) = delete;
@@ -46,6 +52,20 @@ public:
     /// Runs one sendRequest on the pipe to its end, and what is around it. Throws ToolError when it
     /// is interrupted or patience runs out; the pipe is closed then, which ends the work.
     void run(const std::function<void(dm::CommunicationPipe&)>& work);
+
+    /// Runs work that makes any number of requests, one at a time, through what stands on the pipe;
+    /// it need not be connected yet. Rethrows what the work throws.
+    ///
+    /// When it is interrupted or patience runs out: throws ToolError as run does. Before, isEnding
+    /// becomes true, upon which the work is to tidy up and return. After an interrupt it may still
+    /// use the pipe for that, for a moment; then the pipe is closed. Work that does not return even
+    /// so, because nobody reads what it prints, ends the process.
+    void runSeries(const std::function<void()>& work);
+
+    /// For the work of runSeries: something was got done, so patience starts anew. It does so as
+    /// well while nothing is asked: then it is not the other end that is awaited.
+    void noteStep() { ++steps; }
+    bool isEnding() const { return ending; }
 
     /// Waits until the condition holds; throws as run does.
     void waitUntil(const std::function<bool()>& condition);
@@ -63,7 +83,8 @@ private:
     const SessionOptions options;
     const std::string destination;
     zu::Interrupt& interrupt;
-    ProgressMeter meter;
+    ProgressMeter ownMeter;
+    Meter& meter;
     InactivityClock clock;
     dm::CommunicationPipe* pipe = nullptr; // null once closed
 
@@ -78,6 +99,11 @@ private:
     int milestone = Nothing;
     bool lossNoticed = false;
     dm::uint32 bytesMoved = 0;
+    std::uint64_t stepsSeen = 0;
+
+    bool isSeries = false;
+    std::atomic<std::uint64_t> steps{0};
+    std::atomic<bool> ending{false};
 };
 
 } // namespace tool

@@ -7,7 +7,7 @@
 
 namespace tool {
 
-void addSessionOptions(CLI::App& command, SessionOptions& options)
+void addAddress(CLI::App& command, SessionOptions& options)
 {
     command
         .add_option_function<std::string>(
@@ -15,7 +15,10 @@ void addSessionOptions(CLI::App& command, SessionOptions& options)
             [&options](const std::string& text) { options.address = parseAddress(text); },
             "HOST:PORT of the program")
         ->required();
-    command.add_option("PIPE", options.pipeName, "The pipe's name")->required();
+}
+
+void addTimeoutOption(CLI::App& command, SessionOptions& options)
+{
     command
         .add_option_function<std::string>(
             "--timeout",
@@ -23,6 +26,13 @@ void addSessionOptions(CLI::App& command, SessionOptions& options)
             "Gives up when nothing happened for so long: no connection\n"
             "and no byte moving")
         ->default_str("5s");
+}
+
+void addSessionOptions(CLI::App& command, SessionOptions& options)
+{
+    addAddress(command, options);
+    command.add_option("PIPE", options.pipeName, "The pipe's name")->required();
+    addTimeoutOption(command, options);
 }
 
 void addHubOptions(CLI::App& command, SessionOptions& options, const char* memberHelp)

@@ -11,6 +11,12 @@ class App;
 
 namespace tool {
 
+/// ADDRESS
+void addAddress(CLI::App& command, SessionOptions& options);
+
+/// --timeout
+void addTimeoutOption(CLI::App& command, SessionOptions& options);
+
 /// ADDRESS, PIPE and --timeout.
 void addSessionOptions(CLI::App& command, SessionOptions& options);
 

@@ -117,12 +117,16 @@ void OutputFile::write(const void* data, std::size_t size)
         fail(lastError());
 }
 
+fs::path OutputFile::finish()
+{
+    if (file != nullptr && std::fclose(file.release()) != 0)
+        fail(lastError());
+    return temporary.empty() ? target : temporary;
+}
+
 void OutputFile::commit()
 {
-    if (name == "-")
-        return;
-    if (std::fclose(file.release()) != 0)
-        fail(lastError());
+    finish();
     if (temporary.empty())
         return;
     std::error_code error;

@@ -37,6 +37,11 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     void write(const void* data, std::size_t size);
+
+    /// Ends the writing, before commit. Returns where the bytes lie until then, for who wants to
+    /// look at them again; "" for standard output.
+    std::filesystem::path finish();
+
     void commit();
 
 private:

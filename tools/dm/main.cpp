@@ -30,7 +30,9 @@ ExitCode run(int argc, char** argv)
     tool::addNotifyCommand(app, action);
     tool::addListenCommand(app, action);
     tool::addHubCommand(app, action);
+    tool::addServeCommand(app, action);
     tool::addRunCommand(app, action);
+    tool::addFsCommand(app, action);
     tool::addPipesCommand(app, action);
     try {
         app.parse(argc, argv);

@@ -1,17 +1,15 @@
-#include "tools/demo/Sha256.h"
+#include "tools/dm/Sha256.h"
 
-#include <array>
+#include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <utility>
 
-namespace demo {
+namespace tool {
 
 namespace {
 
-constexpr std::size_t kBlockBytes = 64;
 using State = std::array<std::uint32_t, 8>;
 
 // The first 64 primes' cube roots: the first 32 bits behind the point.
@@ -62,31 +60,43 @@ void addBlock(State& state, const unsigned char* block)
         state[at] += mixed[at];
 }
 
-// What follows the last whole block: the rest, a one bit, zeros and the length in bits.
-void addEnd(State& state, const unsigned char* rest, std::size_t restBytes, std::uint64_t bits)
-{
-    std::array<unsigned char, 2 * kBlockBytes> blocks{};
-    if (restBytes != 0)
-        std::memcpy(blocks.data(), rest, restBytes);
-    blocks[restBytes] = 0x80;
-    const std::size_t end = restBytes + 9 <= kBlockBytes ? kBlockBytes : 2 * kBlockBytes;
-    for (std::size_t at = 0; at < 8; ++at)
-        blocks[end - 1 - at] = static_cast<unsigned char>(bits >> 8 * at);
-    for (std::size_t at = 0; at < end; at += kBlockBytes)
-        addBlock(state, blocks.data() + at);
-}
-
 } // namespace
 
-std::string sha256(const void* data, std::size_t size)
+void Sha256::add(const void* data, std::size_t size)
 {
-    State state = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
-                   0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    const auto* const bytes = static_cast<const unsigned char*>(data);
-    const std::size_t whole = size / kBlockBytes * kBlockBytes;
-    for (std::size_t at = 0; at < whole; at += kBlockBytes)
-        addBlock(state, bytes + at);
-    addEnd(state, bytes + whole, size - whole, std::uint64_t{size} * 8);
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    totalBytes += size;
+    while (size != 0) {
+        if (restBytes == 0 && size >= kBlockBytes) {
+            addBlock(state, bytes);
+            bytes += kBlockBytes;
+            size -= kBlockBytes;
+            continue;
+        }
+        const std::size_t taken = std::min(size, kBlockBytes - restBytes);
+        std::memcpy(rest.data() + restBytes, bytes, taken);
+        restBytes += taken;
+        bytes += taken;
+        size -= taken;
+        if (restBytes == kBlockBytes) {
+            addBlock(state, rest.data());
+            restBytes = 0;
+        }
+    }
+}
+
+// What follows the bytes: a one bit, zeros up to the end of a block, and there the length in bits.
+std::string Sha256::finish()
+{
+    constexpr unsigned char kEnd[kBlockBytes] = {0x80};
+    const std::uint64_t bits = totalBytes * 8;
+    add(kEnd, 1);
+    while (restBytes != kBlockBytes - 8)
+        add(kEnd + 1, 1);
+    std::array<unsigned char, 8> length;
+    for (std::size_t at = 0; at < length.size(); ++at)
+        length[at] = static_cast<unsigned char>(bits >> 8 * (length.size() - 1 - at));
+    add(length.data(), length.size());
 
     std::string digits;
     for (const std::uint32_t word : state)
@@ -95,4 +105,11 @@ std::string sha256(const void* data, std::size_t size)
     return digits;
 }
 
-} // namespace demo
+std::string sha256(const void* data, std::size_t size)
+{
+    Sha256 hash;
+    hash.add(data, size);
+    return hash.finish();
+}
+
+} // namespace tool
