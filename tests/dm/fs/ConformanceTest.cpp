@@ -217,7 +217,8 @@ TEST_P(FileSystemConformance, MovesAndCopiesReplaceFilesButNoFolders)
         write(name, name);
     makeFolder("folder");
     EXPECT_TRUE(copy("a", "copy") && copy("a", "b"));
-    EXPECT_EQ(read("copy") + read("b") + read("a"), "aaa");
+    for (const char* name : {"copy", "b", "a"})
+        EXPECT_EQ(read(name), "a");
     EXPECT_FALSE(copy("missing", "b") || copy("folder", "new") || copy("a", "folder"));
     EXPECT_TRUE(move("copy", "moved") && move("a", "b") && move("moved", "folder/moved"));
     EXPECT_FALSE(exists("a") || exists("moved"));
