@@ -1,6 +1,6 @@
 #include "fuzz/PortablePath.h"
 
-#include "support/Corpus.h"
+#include "support/SourceTree.h"
 #include "zul/common/PortablePath.h"
 
 using zu::NameRule;

@@ -1,7 +1,7 @@
 /// The fuzzer's code over its corpus, and over what can easily be made of that.
 #include "fuzz/PipeStream.h"
 
-#include "support/Corpus.h"
+#include "support/SourceTree.h"
 
 #include <random>
 

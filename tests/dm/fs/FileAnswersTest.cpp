@@ -2,8 +2,8 @@
 #include "dm/fs/FileCommands.h"
 #include "dm/fs/ListAnswers.h"
 #include "fuzz/FileList.h"
-#include "support/Corpus.h"
 #include "support/ScriptedFileServer.h"
+#include "support/SourceTree.h"
 
 #include <gmock/gmock.h>
 #include <random>
