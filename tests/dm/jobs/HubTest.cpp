@@ -452,38 +452,6 @@ TEST_F(Hub, LogsWhatItDoes)
         EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
 }
 
-TEST_F(Hub, TellsOfMembersThatComeAndGo)
-{
-    struct Told
-    {
-        std::mutex lock;
-        std::vector<std::string> events; // under lock
-
-        size_t count()
-        {
-            const std::lock_guard guard(lock);
-            return events.size();
-        }
-    } told;
-    hub->setEventCallback({&told, [](void* context, const dm::HubEvent& event) {
-                               auto& into = *static_cast<Told*>(context);
-                               const std::lock_guard guard(into.lock);
-                               into.events.push_back(std::to_string(event.kind) + " " +
-                                                     std::to_string(event.member) + " " +
-                                                     event.memberName + " " + event.address + " " +
-                                                     event.pipeName);
-                           }});
-    join();
-    ASSERT_TRUE(waitUntil([&] { return told.count() == 2; }));
-    member(0).leave();
-    ASSERT_TRUE(waitUntil([&] { return told.count() == 3; }));
-    hub->setEventCallback({});
-    join();
-    EXPECT_EQ(told.events,
-              (std::vector<std::string>{"0 0  127.0.0.1 ", "1 0 member0 127.0.0.1 chat",
-                                        "2 0 member0 127.0.0.1 "}));
-}
-
 TEST_F(Hub, RelaysBetweenItsMembersAndAServerItJoined)
 {
     dm::Server server("server", 0);
