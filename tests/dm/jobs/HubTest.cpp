@@ -405,8 +405,10 @@ TEST_F(Hub, EndsTheOldRequestOfAPipeThatAnotherConnectionTakesOver)
     const dm::uint32 port = portOf(dm::getCommunicationPipeManager("hubc0"));
     WireMessage toSecond = request("taken", 0, "old");
     toSecond.value = 1;
-    dm::CommunicationPipe* const asked = members[1]->client.getPipe("taken");
+    // First the end that asks for the pipe only once: while a hub is making one it does not answer.
     ScriptedPeer old = ScriptedPeer::attachTo(port, "taken");
+    members[1]->client.waitPipeToConnect("taken");
+    dm::CommunicationPipe* const asked = members[1]->client.getPipe("taken");
     old.send(toSecond);
     EXPECT_EQ(takeRequest(asked), "old");
     ScriptedPeer now = ScriptedPeer::attachTo(port, "taken");
