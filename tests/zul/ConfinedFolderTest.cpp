@@ -343,8 +343,9 @@ TEST_P(ConfinedFolderTest, RenamesCopiesAndReplacesInOneStep)
     ConfinedFolder::Info info;
     EXPECT_TRUE(confined->getInfo("locked", info).succeeded() && info.isReadOnly);
     for (const Error error :
-         {replace("locked", "x"), confined->copyFile("file", "locked").error,
-          confined->rename("file", "locked").error, confined->removeFile("locked").error})
+         {write("locked", 0, "x"), replace("locked", "x"),
+          confined->copyFile("file", "locked").error, confined->rename("file", "locked").error,
+          confined->removeFile("locked").error})
         EXPECT_EQ(error, Error::ReadOnly);
     EXPECT_EQ(contentOf("in/locked"), "precious");
     EXPECT_THAT(list(""), ElementsAre("d2", "file", "locked")); // nothing temporary

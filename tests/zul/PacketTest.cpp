@@ -1,19 +1,15 @@
+#include "support/ReceivedPacket.h"
+#include "support/SourceTree.h"
 #include "zul/common/Frame.h"
 
 #include <zul/Packet.h>
-
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <map>
-#include <sstream>
-#include <string>
 
 using net::Frame;
 using net::Packet;
 using net::PacketAccess;
 using net::u32;
 using net::u8;
+using support::ReceivedPacket;
 
 static std::string frameOf(const Packet& packet)
 {
@@ -25,64 +21,28 @@ static std::string frameOf(const Packet& packet)
     return result.append(reinterpret_cast<const char*>(lent), lentBytes);
 }
 
-// A packet as it is read on the other side; the payload is on the heap, exactly as long as it is,
-// so that a sanitizer sees every byte read beyond it.
-struct Received
-{
-    explicit Received(const std::string& payload)
-        : frame(new u8[net::kFrameHeaderBytes + payload.size()])
-    {
-        payload.copy(reinterpret_cast<char*>(frame.get()) + net::kFrameHeaderBytes, payload.size());
-        PacketAccess::showFrame(
-            packet, {7, frame.get() + net::kFrameHeaderBytes, static_cast<u32>(payload.size())});
-    }
-
-    std::unique_ptr<u8[]> frame;
-    Packet packet{0};
-};
-
-static std::map<std::string, std::string> readDocumentedFrames()
-{
-    auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
-    std::ifstream file(root / "docs" / "protocol" / "packet.md");
-    std::map<std::string, std::string> frames;
-    std::string* frame = nullptr;
-    for (std::string line, previous; std::getline(file, line); previous = line) {
-        if (previous == "```hex")
-            frame = &frames[line];
-        else if (line == "```")
-            frame = nullptr;
-        else if (frame) {
-            std::istringstream bytes(line.substr(0, line.find('#')));
-            for (unsigned value; bytes >> std::hex >> value;)
-                frame->push_back(static_cast<char>(value));
-        }
-    }
-    return frames;
-}
-
 TEST(Packet, IsWrittenAndReadAsDocumented)
 {
-    auto documented = readDocumentedFrames();
+    auto documented = support::documentedFrames("packet.md");
     ASSERT_EQ(documented.size(), 4u);
     EXPECT_EQ(frameOf(Packet(1)), documented["Empty"]);
 
     Packet integers(205);
     integers << 1 << -2 << 4000000000u;
     EXPECT_EQ(frameOf(integers), documented["Integers"]);
-    Received readIntegers(documented["Integers"].substr(net::kFrameHeaderBytes));
+    ReceivedPacket readIntegers(documented["Integers"].substr(net::kFrameHeaderBytes));
     int one = 0, minusTwo = 0;
     unsigned big = 0;
-    readIntegers.packet >> one >> minusTwo >> big;
-    EXPECT_TRUE(readIntegers.packet.good() && one == 1 && minusTwo == -2 && big == 4000000000u);
+    *readIntegers >> one >> minusTwo >> big;
+    EXPECT_TRUE((*readIntegers).good() && one == 1 && minusTwo == -2 && big == 4000000000u);
 
     Packet texts(513);
     texts << "pipe" << static_cast<const char*>(nullptr);
     EXPECT_EQ(frameOf(texts), documented["Texts"]);
-    Received readTexts(documented["Texts"].substr(net::kFrameHeaderBytes));
+    ReceivedPacket readTexts(documented["Texts"].substr(net::kFrameHeaderBytes));
     const char *pipe = nullptr, *empty = nullptr;
-    readTexts.packet >> pipe >> empty;
-    EXPECT_TRUE(readTexts.packet.good());
+    *readTexts >> pipe >> empty;
+    EXPECT_TRUE((*readTexts).good());
     EXPECT_STREQ(pipe, "pipe");
     EXPECT_STREQ(empty, "");
 
@@ -97,18 +57,18 @@ TEST(Packet, IsWrittenAndReadAsDocumented)
 
 TEST(Packet, ReadingPastTheEndFailsStickily)
 {
-    Received received(std::string("\1\0\0\0\2\0\0", 7));
+    ReceivedPacket received(std::string("\1\0\0\0\2\0\0", 7));
     unsigned first = 9, second = 9, third = 9;
-    received.packet >> first >> second;
+    *received >> first >> second;
     EXPECT_TRUE(first == 1 && second == 0);
-    received.packet.setPos(0);
+    (*received).setPos(0);
     const char* text = nullptr;
     char byte = 'x';
-    received.packet >> third >> text;
+    *received >> third >> text;
     EXPECT_EQ(third, 0u);
     EXPECT_STREQ(text, "");
-    EXPECT_EQ(received.packet.read(&byte, 1), 0u);
-    EXPECT_EQ(received.packet.bytesLeft(), 0u);
+    EXPECT_EQ((*received).read(&byte, 1), 0u);
+    EXPECT_EQ((*received).bytesLeft(), 0u);
 }
 
 TEST(Packet, RefusesTextsThatAreNotInThePayload)
@@ -118,11 +78,11 @@ TEST(Packet, RefusesTextsThatAreNotInThePayload)
          {std::string("\4\0\0\0abcd", 8), std::string("\3\0\0\0abcd", 8),
           std::string("\xff\xff\xff\xff\0", 5), std::string("\0\0\0\0", 4)})
     {
-        Received received(payload);
+        ReceivedPacket received(payload);
         u32 length = 9;
-        EXPECT_STREQ(received.packet.readText(length), "");
+        EXPECT_STREQ((*received).readText(length), "");
         EXPECT_EQ(length, 0u);
-        EXPECT_FALSE(received.packet.good());
+        EXPECT_FALSE((*received).good());
     }
 }
 

@@ -93,6 +93,7 @@ private:
     }
 
     Outcome judge(Outcome outcome) const;
+    Outcome judgeRefusal(const std::string& path, Outcome outcome) const;
     Outcome makeFile(const std::string& path, u64 position, const void* data, u64 count) const;
 
     const std::intptr_t handle;

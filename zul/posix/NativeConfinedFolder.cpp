@@ -110,6 +110,15 @@ Outcome NativeConfinedFolder::judge(Outcome outcome) const
     return outcome;
 }
 
+// Whom the system keeps from writing a file that is protected from it, it says no more than that.
+Outcome NativeConfinedFolder::judgeRefusal(const std::string& path, Outcome outcome) const
+{
+    ConfinedFolder::Info info;
+    if (outcome.error == Error::Denied && getInfo(path, info).succeeded() && info.isReadOnly)
+        return {Error::ReadOnly, outcome.detail};
+    return outcome;
+}
+
 Outcome NativeConfinedFolder::getInfo(const std::string& path, ConfinedFolder::Info& outInfo) const
 {
     const Descriptor object = openBeneath(rootOf(handle, links, lookup), path, posix::kHandleOnly);
@@ -177,7 +186,7 @@ Outcome NativeConfinedFolder::write(const std::string& path, u64 position, const
         if (file.isOpen())
             return writeExactly(file.get(), position, data, count);
         if (errno != ENOENT)
-            return outcomeFrom(errno);
+            return judgeRefusal(path, outcomeFrom(errno));
         // When it exists by now, somebody else was first: once more. Or it is a link to nothing.
         const Outcome outcome = makeFile(path, position, data, count);
         if (outcome.error != Error::Exists)

@@ -8,8 +8,11 @@
 ///     new dm::NetworkFileSystem(zu::LocalFileSystem::getInstance());
 ///     zu::FileSystem::set(&dm::NetworkFileSystem::getInstance());
 ///
-///     zu::File level("data/levels/one.map", zu::File::Read);   // the server's, if it maps "data"
-///     ...
+///     {
+///         zu::File level("data/levels/one.map", zu::File::Read);   // the server's
+///         ...
+///     }   // files are closed before what they came from goes
+///
 ///     zu::FileSystem::set(nullptr);
 ///     dm::deinitCommunicationManagers();                       // ends whatever still waits
 ///     dm::NetworkFileSystem::deleteInstance();
@@ -38,11 +41,12 @@ class MappedFolders;
 /// Names are not required to end at a separator: the folder "data" makes "database/x" remote. The
 /// folders are asked for at the first operation on a path, and again after each connection.
 ///
-/// Threads: any, but never a thread of the pipe's manager: there every remote operation fails at
-/// once, with a message on stderr. Remote operations wait for the server, and while there is no
-/// connection for the next one, without limit; deinitialising the manager ends the wait. Listing
-/// operations (findFirstFile, listFiles, asking for the folders) wait for each other, in the whole
-/// process.
+/// Threads: any, but never in a callback of the pipe's manager. On its thread every remote
+/// operation fails at once, with a message on stderr, and closeFile would wait for ever for an
+/// asynchronous read; a pipe-create callback on a caller's thread holds up those who list. Remote
+/// operations wait for the server, and while there is no connection for the next one, without
+/// limit; deinitialising the manager ends the wait. Listing operations (findFirstFile, listFiles,
+/// asking for the folders) wait for each other, in the whole process.
 /// Ownership: the local file system is not owned and must outlive this one. Handles are freed by
 /// closeFile and findClose, and by findNextFile at the end.
 /// Errors: nothing throws for what the server does. The pipe is that of the only manager, looked up

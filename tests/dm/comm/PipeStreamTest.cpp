@@ -1,26 +1,11 @@
 /// The fuzzer's code over its corpus, and over what can easily be made of that.
 #include "fuzz/PipeStream.h"
 
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
+#include "support/SourceTree.h"
+
 #include <random>
-#include <string>
-#include <vector>
 
 namespace {
-
-std::vector<std::string> corpus()
-{
-    const auto root = std::filesystem::path(__FILE__).parent_path() / "../../..";
-    std::vector<std::string> inputs;
-    for (const auto& entry : std::filesystem::directory_iterator(root / "fuzz/corpus/pipe_stream"))
-    {
-        std::ifstream file(entry.path(), std::ios::binary);
-        inputs.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    return inputs;
-}
 
 std::string account(const std::string& bytes, size_t pieceBytes)
 {
@@ -32,8 +17,7 @@ std::string account(const std::string& bytes, size_t pieceBytes)
 
 TEST(PipeStream, MeansTheSameInWhateverPiecesItArrives)
 {
-    ASSERT_FALSE(corpus().empty());
-    for (const std::string& input : corpus()) {
+    for (const std::string& input : support::corpus("pipe_stream")) {
         const std::string whole = account(input, input.size());
         for (size_t piece = 1; piece < input.size(); piece += piece < 64 ? 1 : 13)
             ASSERT_EQ(account(input, piece), whole) << piece;
@@ -43,7 +27,7 @@ TEST(PipeStream, MeansTheSameInWhateverPiecesItArrives)
 TEST(PipeStream, SurvivesTruncationAndDamage)
 {
     std::mt19937 random(20240607);
-    for (const std::string& input : corpus()) {
+    for (const std::string& input : support::corpus("pipe_stream")) {
         for (size_t size = 0; size < input.size(); ++size)
             account(input.substr(0, size), 4096);
         for (int round = 0; round < 300; ++round) {

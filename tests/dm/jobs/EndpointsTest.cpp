@@ -70,18 +70,6 @@ TEST_F(Endpoints, WaitForAPipeEndsWithItsManager)
     EXPECT_TRUE(isDone(waiting));
 }
 
-TEST_F(Endpoints, ManagersOutliveThem)
-{
-    int port = 0;
-    {
-        dm::Server server("game", 0);
-        port = server.getPort();
-    }
-    dm::Client client("tool");
-    client.connect("127.0.0.1", port);
-    client.waitPipeToConnect("assets");
-}
-
 TEST_F(Endpoints, RequestIsAnsweredByAJobOfAnotherProcess)
 {
     ChildProcess game({ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",

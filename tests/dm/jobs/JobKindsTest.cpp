@@ -1,12 +1,12 @@
 /// What each kind of job says to the other end, and to standard output.
 #include "support/CallJob.h"
+#include "support/LogCollector.h"
 #include "support/PipeFixture.h"
 
 #include <dm/jobs.h>
 
 #include <iostream>
 #include <list>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -53,21 +53,6 @@ private:
     int refusalsLeft;
 };
 
-std::mutex s_linesLock;
-std::string s_lines;
-
-void keepLine(const char* line)
-{
-    const std::lock_guard guard(s_linesLock);
-    s_lines += line;
-}
-
-std::string keptLines()
-{
-    const std::lock_guard guard(s_linesLock);
-    return s_lines;
-}
-
 /// A server whose far end is scripted, and its job manager.
 class JobKinds : public PipeFixture
 {
@@ -75,7 +60,6 @@ protected:
     ~JobKinds() override
     {
         dm::deinitCommunicationManagers(); // a batch that still waits ends
-        dm::setLogSink(nullptr);
         if (isCapturing)
             std::cout << logged();
     }
@@ -210,8 +194,7 @@ TEST_F(JobKinds, EveryWaitEndsWithThePipeManagerAndTheLogSinkGetsAllLines)
     run({}); // only to see what is printed
     const std::string muchData = someBytes(32 << 20);
     for (int round = 0; round < 10; ++round) {
-        s_lines.clear();
-        dm::setLogSink(keepLine);
+        const LogCollector log;
         attach();
         dm::CommunicationPipe* lonely = startClient(unusedPort())->getPipe("pipe");
         peer->send(request("pipe", 0, "answer me"));
@@ -239,7 +222,7 @@ TEST_F(JobKinds, EveryWaitEndsWithThePipeManagerAndTheLogSinkGetsAllLines)
         }
         for (const char* line :
              {"sent a notification", "to pipe: never", "Notify \"never\"", "doing request: second"})
-            ASSERT_TRUE(waitUntil([&] { return keptLines().find(line) != std::string::npos; }));
+            ASSERT_TRUE(waitUntil([&] { return log.mentions(line); }));
         peer->expect(WireMessage::Request);
         stalled.expect(WireMessage::Response); // its first bytes, and then it reads no more
         dm::deinitCommunicationManagers();

@@ -148,7 +148,7 @@ public:
 
     /// Writes at a position, all of it: otherwise the file is as it was, or still not there. Makes
     /// the file if need be; a gap before the position reads as zeros. Only a disk that breaks while
-    /// old bytes are replaced can leave some of them new.
+    /// old bytes are replaced, or has no room then and reserves none, can leave some of them new.
     Outcome write(std::string_view path, u64 position, const void* data, u64 count) const;
 
     /// Makes or replaces a whole file in one step: whoever reads it finds the old or the new one,
