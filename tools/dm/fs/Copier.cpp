@@ -82,14 +82,6 @@ void readRemote(RemoteFiles& files, const std::string& path, std::uint64_t size,
     }
 }
 
-[[noreturn]] void failWriting(const std::string& path, std::uint64_t kept, std::uint64_t size)
-{
-    throw FileError("cannot write '" + path + "': the server has kept " + std::to_string(kept) +
-                    " of " + std::to_string(size) +
-                    " bytes: is there such a folder, may it be written, and is there room on its "
-                    "disk? Its log says more");
-}
-
 [[noreturn]] void failHash(const std::string& from, const std::string& to)
 {
     throw FileError("'" + to + "' is not copied: it does not have the content of '" + from +
@@ -180,17 +172,21 @@ void Copier::send(std::FILE* source, std::uint64_t size, const std::string& loca
     if (check == Check::Hash && hashRemote(temporary.path(), size) != sent.finish())
         failHash(local, remote);
     if (!temporary.moveTo(remote))
-        throw FileError("cannot write '" + remote + "': " + whyNotReplaced(remote));
+        failWriting(remote, size, size);
 }
 
-std::string Copier::whyNotReplaced(const std::string& remote)
+void Copier::failWriting(const std::string& remote, std::uint64_t kept, std::uint64_t size)
 {
     const std::string folder(parentOf(remote));
+    std::string why = "the server has kept " + std::to_string(kept) + " of " +
+                      std::to_string(size) + " bytes; its log says why it does no more";
     if (!folder.empty() && files.kindOf(folder) != RemoteFiles::Kind::Folder)
-        return "there is no folder '" + folder + "'";
-    if (files.kindOf(remote) == RemoteFiles::Kind::Folder)
-        return "it is a folder";
-    return files.isReadOnly(remote) ? "it is read-only" : "the server refuses it; its log says why";
+        why = "there is no folder '" + folder + "'";
+    else if (files.kindOf(remote) == RemoteFiles::Kind::Folder)
+        why = "it is a folder";
+    else if (files.isReadOnly(remote))
+        why = "it is read-only";
+    throw FileError("cannot write '" + remote + "': " + why);
 }
 
 std::string Copier::hashLocal(const fs::path& path)
