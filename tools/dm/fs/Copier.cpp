@@ -173,6 +173,8 @@ void Copier::send(std::FILE* source, std::uint64_t size, const std::string& loca
         failHash(local, remote);
     if (!temporary.moveTo(remote))
         failWriting(remote, size, size);
+    if (files.sizeOf(remote) != size)
+        throw FileError("'" + remote + "' has been changed by somebody else meanwhile");
 }
 
 void Copier::failWriting(const std::string& remote, std::uint64_t kept, std::uint64_t size)
@@ -195,7 +197,10 @@ std::string Copier::hashLocal(const fs::path& path)
     Sha256 hash;
     std::size_t count = 0;
     while (file != nullptr && (count = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0)
+    {
         hash.add(buffer.data(), count);
+        files.throwIfEnding();
+    }
     if (file == nullptr || std::ferror(file.get()) != 0)
         throw FileError("cannot read '" + path.string() + "' again: " + lastError());
     return hash.finish();
