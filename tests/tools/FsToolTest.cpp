@@ -252,7 +252,9 @@ TEST_F(FsToolScripted, GetNeverLeavesItsTarget)
         offerFile("data/" + name, "evil");
     }
     offerFolder("data", entries);
-    offerFolder("data/link", {"0 4 0 \"evil\""});
+    offerFolder("data/link", {"0 4 0 \"evil\"", "1 0 0 \"deep\""});
+    offerFolder("data/link/deep", {"0 4 0 \"evil\""});
+    offerFile("data/link/deep/evil", "evil");
     offerFile("data/link/evil", "evil");
     offerFile("data/good", "good");
     makeFolder("outside");
