@@ -32,6 +32,12 @@ void ScriptedFileServer::answer(const std::string& command, const Answer& answer
     answers[command] = answer;
 }
 
+void ScriptedFileServer::answerOnce(const std::string& command, const Answer& answer)
+{
+    std::lock_guard guard(lock);
+    onceAnswers[command] = answer;
+}
+
 void ScriptedFileServer::answerList(const std::string& command, std::vector<std::string> entries)
 {
     entries.insert(entries.begin(), std::to_string(entries.size()));
@@ -126,7 +132,8 @@ void ScriptedFileServer::serve(ScriptedPeer& peer)
             throw std::runtime_error("dropped");
         if (withheld.contains(asked.text))
             return;
-        answer = follows ? nextInScript(asked) : answers[asked.text];
+        const auto once = onceAnswers.extract(asked.text);
+        answer = follows ? nextInScript(asked) : once ? once.mapped() : answers[asked.text];
     }
     peer.send(response("fileserver", asked.id, answer.text, answer.data));
 }

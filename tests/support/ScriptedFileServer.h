@@ -28,6 +28,8 @@ public:
 
     /// What a command is answered from now on; others get "".
     void answer(const std::string& command, const Answer& answer);
+    /// The same for the next time only.
+    void answerOnce(const std::string& command, const Answer& answer);
     /// A list without its count.
     void answerList(const std::string& command, std::vector<std::string> entries);
     /// The command gets no answer from now on.
@@ -63,6 +65,7 @@ private:
 
     std::mutex lock;
     std::map<std::string, Answer> answers;
+    std::map<std::string, Answer> onceAnswers;
     std::set<std::string> withheld;
     std::set<std::string> dropping;
     std::vector<std::string> commands;

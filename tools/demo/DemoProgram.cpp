@@ -6,10 +6,10 @@
 //
 // The first line on standard output tells the address: "serving FOLDER on 127.0.0.1:PORT".
 
-#include "tools/dm/Sha256.h"
 #include "tools/dm/ExitCode.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/PipeService.h"
+#include "tools/dm/Sha256.h"
 #include "tools/dm/Text.h"
 
 #include <dm/comm.h>

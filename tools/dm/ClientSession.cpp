@@ -196,8 +196,9 @@ void ClientSession::giveUp(const dm::ConnectionStatus& now)
     if (now.state != dm::ConnectionStatus::Connected && options.sendsOn && milestone < Attached)
         throw ToolError(ExitCode::CannotConnect,
                         destination +
-                            " answers, but where it sends on to cannot be reached within " +
-                            patience + because + ": is the way there open, and is there room?");
+                            " sends on to another port, but no connection came of that within " +
+                            patience + because +
+                            ": can this machine reach it, and has the server room for one more?");
     if (now.state != dm::ConnectionStatus::Connected)
         throw ToolError(ExitCode::LostConnection, "lost the connection to " + destination +
                                                       because +

@@ -150,12 +150,14 @@ void addChanging(SubCommands& commands, FsOptions& options)
                              movePath(task, options.transfer.source, options.transfer.target);
                          }),
             "Its new path, or the folder to move it into; a file there is replaced");
-    addPair(commands.add("cp", "Copies a file at the server.",
-                         "Example: dm fs 127.0.0.1:3510 cp data/a.map data/b.map\n",
-                         [&](const FsTask& task) {
-                             copyPath(task, options.transfer.source, options.transfer.target);
-                         }),
-            "The copy's path, or the folder to copy it into; a file there is replaced");
+    addPair(
+        commands.add("cp", "Copies a file at the server.",
+                     "No byte moves here meanwhile: for large files give a longer --timeout.\n\n"
+                     "Example: dm fs 127.0.0.1:3510 cp data/a.map data/b.map\n",
+                     [&](const FsTask& task) {
+                         copyPath(task, options.transfer.source, options.transfer.target);
+                     }),
+        "The copy's path, or the folder to copy it into; a file there is replaced");
 
     CLI::App& make = commands.add(
         "mkdir", "Makes folders. One that is there already is no mistake.",

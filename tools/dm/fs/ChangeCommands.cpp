@@ -7,9 +7,10 @@ namespace {
 
 using Kind = RemoteFiles::Kind;
 
+///   what   what cannot be done, with the path's name.
 [[noreturn]] void failChange(const FsTask& task, const std::string& what, const std::string& path)
 {
-    throw FileError("cannot " + what + " '" + path + "': " +
+    throw FileError("cannot " + what + ": " +
                     (task.files.isReadOnly(path)
                          ? "it is read-only"
                          : "the server does not do it; its log may say why"));
@@ -18,10 +19,10 @@ using Kind = RemoteFiles::Kind;
 void removeFile(const FsTask& task, const std::string& path)
 {
     if (!task.files.remove(path))
-        failChange(task, "delete", path);
+        failChange(task, "delete '" + path + "'", path);
 }
 
-/// Deletes what is in a folder; whether anything was.
+/// Deletes what is in a folder. False when there was nothing that could be.
 bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth);
 
 void removeTree(const FsTask& task, const std::string& folder, zu::u32 depth)
@@ -36,7 +37,7 @@ void removeTree(const FsTask& task, const std::string& folder, zu::u32 depth)
             return;
     }
     if (!task.files.removeFolder(folder))
-        failChange(task, "delete", folder);
+        failChange(task, "delete '" + folder + "'", folder);
 }
 
 bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth)
@@ -103,7 +104,7 @@ void movePath(const FsTask& task, const std::string& from, const std::string& to
     requireThere(task, from);
     const std::string target = targetFor(task, from, to);
     if (!task.files.move(from, target))
-        failChange(task, "move to '" + target + "' the file or folder", from);
+        failChange(task, "move '" + from + "' to '" + target + "'", from);
 }
 
 void copyPath(const FsTask& task, const std::string& from, const std::string& to)
@@ -114,7 +115,7 @@ void copyPath(const FsTask& task, const std::string& from, const std::string& to
         throw FileError("'" + from + "' is a folder: the server copies files only, one at a time");
     const std::string target = targetFor(task, from, to);
     if (!task.files.copy(from, target))
-        failChange(task, "write", target);
+        failChange(task, "write '" + target + "'", target);
 }
 
 void makeFolders(const FsTask& task, const std::vector<std::string>& paths, bool withParents)
@@ -131,7 +132,7 @@ void makeFolders(const FsTask& task, const std::vector<std::string>& paths, bool
             }
             if (!task.files.makeFolder(path) &&
                 task.files.kindOf(path) != RemoteFiles::Kind::Folder)
-                failChange(task, "make the folder", path);
+                failChange(task, "make the folder '" + path + "'", path);
         });
 }
 

@@ -82,14 +82,6 @@ void readRemote(RemoteFiles& files, const std::string& path, std::uint64_t size,
     }
 }
 
-[[noreturn]] void failWriting(const std::string& path, std::uint64_t kept, std::uint64_t size)
-{
-    throw FileError("cannot write '" + path + "': the server has kept " + std::to_string(kept) +
-                    " of " + std::to_string(size) +
-                    " bytes: is there such a folder, may it be written, and is there room on its "
-                    "disk? Its log says more");
-}
-
 [[noreturn]] void failHash(const std::string& from, const std::string& to)
 {
     throw FileError("'" + to + "' is not copied: it does not have the content of '" + from +
@@ -180,17 +172,23 @@ void Copier::send(std::FILE* source, std::uint64_t size, const std::string& loca
     if (check == Check::Hash && hashRemote(temporary.path(), size) != sent.finish())
         failHash(local, remote);
     if (!temporary.moveTo(remote))
-        throw FileError("cannot write '" + remote + "': " + whyNotReplaced(remote));
+        failWriting(remote, size, size);
+    if (files.sizeOf(remote) != size)
+        throw FileError("'" + remote + "' has been changed by somebody else meanwhile");
 }
 
-std::string Copier::whyNotReplaced(const std::string& remote)
+void Copier::failWriting(const std::string& remote, std::uint64_t kept, std::uint64_t size)
 {
     const std::string folder(parentOf(remote));
+    std::string why = "the server has kept " + std::to_string(kept) + " of " +
+                      std::to_string(size) + " bytes; its log says why it does no more";
     if (!folder.empty() && files.kindOf(folder) != RemoteFiles::Kind::Folder)
-        return "there is no folder '" + folder + "'";
-    if (files.kindOf(remote) == RemoteFiles::Kind::Folder)
-        return "it is a folder";
-    return files.isReadOnly(remote) ? "it is read-only" : "the server refuses it; its log says why";
+        why = "there is no folder '" + folder + "'";
+    else if (files.kindOf(remote) == RemoteFiles::Kind::Folder)
+        why = "it is a folder";
+    else if (files.isReadOnly(remote))
+        why = "it is read-only";
+    throw FileError("cannot write '" + remote + "': " + why);
 }
 
 std::string Copier::hashLocal(const fs::path& path)
@@ -199,7 +197,10 @@ std::string Copier::hashLocal(const fs::path& path)
     Sha256 hash;
     std::size_t count = 0;
     while (file != nullptr && (count = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0)
+    {
         hash.add(buffer.data(), count);
+        files.throwIfEnding();
+    }
     if (file == nullptr || std::ferror(file.get()) != 0)
         throw FileError("cannot read '" + path.string() + "' again: " + lastError());
     return hash.finish();

@@ -33,7 +33,8 @@ public:
 private:
     void send(std::FILE* source, std::uint64_t size, const std::string& local,
               const std::string& remote);
-    std::string whyNotReplaced(const std::string& remote);
+    [[noreturn]] void failWriting(const std::string& remote, std::uint64_t kept,
+                                  std::uint64_t size);
     std::string hashLocal(const std::filesystem::path& path);
     std::string hashRemote(const std::string& path, std::uint64_t size);
 

@@ -7,6 +7,7 @@
 
 #include <zul/Terminal.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -185,7 +186,9 @@ void printFound(const FsTask& task, const std::string& pattern)
     task.files.check(folder);
     if (task.files.kindOf(folder) != RemoteFiles::Kind::Folder)
         throw FileError("'" + folder + "' is no folder of the server's");
-    for (const std::string& path : task.files.find(folder, std::string(lastName(pattern)))) {
+    std::vector<std::string> found = task.files.find(folder, std::string(lastName(pattern)));
+    std::sort(found.begin(), found.end());
+    for (const std::string& path : found) {
         if (task.format == Format::Json) {
             nlohmann::ordered_json object;
             object["path"] = path;

@@ -86,6 +86,9 @@ public:
 
     bool copy(const std::string& from, const std::string& to);
 
+    /// Throws Ended when it is time: for what takes long without asking the server.
+    void throwIfEnding() const;
+
     /// Deletes even when the session is ending; never throws. False when the file may be there
     /// still.
     bool discard(const std::string& file) noexcept;
@@ -104,7 +107,6 @@ private:
         throwIfEnding();
         return answer;
     }
-    void throwIfEnding() const;
     void addTwins(const std::string& folder, std::vector<Entry>& entries);
 
     ClientSession& session;
@@ -130,7 +132,7 @@ private:
     struct Closer
     {
         zu::FileSystem* network;
-        void operator()(zu::FileHandle* handle) const { network->closeFile(handle); }
+        void operator()(zu::FileHandle* opened) const { network->closeFile(opened); }
     };
 
     RemoteFiles& files;
@@ -141,7 +143,7 @@ private:
 /// them. Names that would lead elsewhere are failures, and left out.
 ///
 /// Limits: as deep as zu::FileSystem goes, and kMaxEntries: a server may make up more than fits.
-inline constexpr std::size_t kMaxEntries = 5'000'000;
+inline constexpr std::size_t kMaxEntries = 2'000'000;
 using Visit = std::function<void(const std::string& below, const RemoteFiles::Entry& entry)>;
 void walk(RemoteFiles& files, const std::string& root, Problems& problems, const Visit& visit);
 

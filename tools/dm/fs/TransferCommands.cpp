@@ -19,7 +19,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Kind = RemoteFiles::Kind;
 
-/// Makes a folder for a copied tree. A link in the way is not followed: what a server calls its
+/// Makes one folder of a copied tree. A link in the way is not followed: what a server calls its
 /// folders must not lead out of the target through a link that is there.
 void makeLocalFolder(const fs::path& path)
 {
@@ -29,6 +29,15 @@ void makeLocalFolder(const fs::path& path)
         throw FileError("'" + path.string() + "' is a link, which is not followed");
     if (!fs::is_directory(status) && !fs::create_directory(path, error))
         throw FileError("cannot make the folder '" + path.string() + "': " + error.message());
+}
+
+/// The same for all on the way: a link above is followed by whoever looks at what is below it.
+void makeLocalFolders(fs::path path, const fs::path& below)
+{
+    for (const fs::path& name : below) {
+        path /= name;
+        makeLocalFolder(path);
+    }
 }
 
 void requireNoLinkOrDevice(const fs::path& path)
@@ -57,12 +66,11 @@ public:
             makeLocalFolder(target);
         const CopyPlan plan = planGet(task.files, options.source, task.problems);
         for (const std::string& below : plan.folders)
-            task.problems.attempt([&] { makeLocalFolder(target / below); });
+            task.problems.attempt([&] { makeLocalFolders(target, below); });
         run(plan, [&](const std::string& below) {
             const fs::path local = target / below;
+            makeLocalFolders(target, fs::path(below).parent_path()); // or refuses once more
             requireNoLinkOrDevice(local);
-            if (below.find('/') != below.npos)
-                makeLocalFolder(local.parent_path()); // is there, unless it was refused before
             copier.get(join(options.source, below), local.string());
         });
     }
