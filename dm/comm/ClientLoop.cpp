@@ -7,9 +7,24 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 #include <utility>
 
 namespace dm {
+
+namespace {
+
+/// An IPv6 address that is good on one network only, as the server wrote it, with the interface of
+/// this machine that leads there: the one the server was reached over.
+std::string onSameNetwork(const std::string& host, const std::string& server)
+{
+    const size_t scope = server.find('%');
+    if (scope == std::string::npos || zu::strnicmp(host.c_str(), "fe80:", 5) != 0)
+        return host;
+    return host.substr(0, host.find('%')) + server.substr(scope);
+}
+
+} // namespace
 
 ClientLoop::ClientLoop(NetCommunicationPipeManager& owner)
     : ManagerLoop(owner)
@@ -98,10 +113,12 @@ void ClientLoop::dispatch(net::Packet& packet, uint32 packetSize)
 
 void ClientLoop::onRedirect(const RedirectMessage& message)
 {
+    const std::string host =
+        onSameNetwork(message.host, connection.socket->getConnectedIP().c_str());
     closedByUs = true;
     connection.socket->close();
     const auto port = static_cast<uint32>(std::max(message.port, 0));
-    manager.address().redirectReceived(message.host, port, addressVersion);
+    manager.address().redirectReceived(host.c_str(), port, addressVersion);
 }
 
 void ClientLoop::onWelcome(const WelcomeMessage& message)
@@ -109,7 +126,7 @@ void ClientLoop::onWelcome(const WelcomeMessage& message)
     manager.setId(message.connectionId);
     manager.setRemoteName(message.serverManagerName);
     if (!std::exchange(isWelcomed, true))
-        manager.connectionMade(message.protocolVersion, connection.socket->getConnectedIP());
+        manager.connectionMade(message.protocolVersion, *connection.socket);
     manager.address().rememberConfigured(addressVersion);
     if (message.protocolVersion != kPipeProtocolVersion) {
         closedByUs = true;

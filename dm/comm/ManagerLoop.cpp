@@ -130,6 +130,7 @@ void ManagerLoop::pumpOne(NetCommunicationPipe& pipe)
     touch(*connection);
     switch (pipe.pumpOutgoing(*connection->socket)) {
     case PipePump::Result::Done:
+    case PipePump::Result::Starved:
         break;
     case PipePump::Result::More:
         schedule(pipe);
@@ -137,6 +138,10 @@ void ManagerLoop::pumpOne(NetCommunicationPipe& pipe)
     case PipePump::Result::Blocked:
         if (!std::exchange(pipe.pumpLink().blocked, true))
             connection->blockedPipes.push_back(&pipe);
+        break;
+    case PipePump::Result::Broken:
+        connection->socket->close();
+        noteBroken(*connection);
         break;
     }
 }

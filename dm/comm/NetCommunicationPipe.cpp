@@ -1,6 +1,7 @@
 #include "dm/comm/NetCommunicationPipe.h"
 
 #include "dm/comm/NetCommunicationPipeManager.h"
+#include "dm/comm/ThreadEvent.h"
 
 #include <algorithm>
 #include <cassert>
@@ -12,14 +13,6 @@ namespace dm {
 namespace {
 
 std::atomic<bool> s_responseCapacityEnforced{false};
-
-// One a thread is enough: a thread waits for one message at a time, and a signal left over from
-// the last wait only makes it look once more.
-zu::Event& threadEvent()
-{
-    thread_local zu::Event event = zu::Event::create();
-    return event;
-}
 
 /// Copies a chunk of the answer to the caller's buffer. Without enforcement the capacity is not
 /// looked at: programs rely on that.
@@ -300,18 +293,6 @@ bool NetCommunicationPipe::finishAsking(uint32 id, Answer& answer)
     return true;
 }
 
-/// Under outgoingLock. The caller of this record returns.
-template <typename Record>
-void NetCommunicationPipe::removeWaited(RecordQueue<Record>& queue, Record& record)
-{
-    // Its place in the first few goes to the next. Asked for before this caller counts as gone:
-    // after that the pipe may go too.
-    if (queue.size() > kMessagesPerPass)
-        requestPump();
-    queue.erase(static_cast<size_t>(&record - &queue.front()));
-    noteCallersGone();
-}
-
 /// Under outgoingLock.
 void NetCommunicationPipe::noteCallersGone()
 {
@@ -332,98 +313,6 @@ TransferProgress NetCommunicationPipe::getTransferProgress()
     progress.receivedBytes = oldest.responseReceivedBytes;
     progress.receiveTotal = oldest.responseSize;
     return progress;
-}
-
-// Answering.
-
-zu::InplaceString<128> NetCommunicationPipe::receiveRequest(uint32* outValue)
-{
-    zu::InplaceString<128> text;
-    takeRequest(text, outValue);
-    return text;
-}
-
-bool NetCommunicationPipe::takeRequest(zu::InplaceString<128>& text, uint32* outValue)
-{
-    std::lock_guard guard(incomingLock);
-    incomingRequests.discardAbortToken();
-    if (!incomingRequests.takeOldest())
-        return false;
-    const IncomingRequest& request = incomingRequests.current();
-    if (outValue != nullptr)
-        *outValue = request.value;
-    text = request.text;
-    return true;
-}
-
-void NetCommunicationPipe::getRequestData(void** outData, uint32* outSize)
-{
-    std::lock_guard guard(incomingLock);
-    incomingRequests.discardAbortToken();
-    *outData = nullptr;
-    *outSize = 0;
-    IncomingRequest& request = incomingRequests.current();
-    if (request.text.empty())
-        return;
-    *outData = request.data.data();
-    *outSize = request.dataSize;
-}
-
-/// False when the current request came over an earlier connection, which swallows the answer.
-bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered, uint32& epoch)
-{
-    std::lock_guard guard(incomingLock);
-    if (incomingRequests.isAborted()) {
-        incomingRequests.discardAbortToken();
-        return false;
-    }
-    answered = incomingRequests.takeCurrent();
-    epoch = incomingEpoch;
-    return true;
-}
-
-void NetCommunicationPipe::respond(const char* text, const void* data, uint32 dataSize)
-{
-    assert((data != nullptr || dataSize == 0) && "data is null with a size");
-    const bool sendable = isTextSendable("a response", text);
-    // Kept until the end: an answer may well be made of the request's own data.
-    IncomingRequest answered;
-    uint32 epoch = 0;
-    if (!takeCurrentRequest(answered, epoch))
-        return;
-
-    const zu::Event& event = threadEvent();
-    zu::u64 serial = 0;
-    {
-        std::lock_guard guard(outgoingLock);
-        if (closing || epoch != outgoingEpoch)
-            return;
-        serial = outgoing.nextResponseSerial++;
-        OutgoingResponse& response = outgoing.responses.appendEmpty();
-        response.serial = serial;
-        response.requestId = answered.id;
-        // Without its text, but the one who asks must not wait for ever.
-        response.text = sendable ? text : "";
-        response.sending.data = data;
-        response.sending.dataSize = dataSize;
-        response.event = event;
-    }
-    requestPump();
-
-    do
-        event.wait();
-    while (!finishResponding(serial));
-}
-
-/// True when the caller may return; its record is then gone.
-bool NetCommunicationPipe::finishResponding(zu::u64 serial)
-{
-    std::lock_guard guard(outgoingLock);
-    OutgoingResponse* response = outgoing.findResponse(serial);
-    if (response->sending.inFlight || !(response->sending.sent || closing))
-        return false;
-    removeWaited(outgoing.responses, *response);
-    return true;
 }
 
 // Relaying.
@@ -533,6 +422,8 @@ void NetCommunicationPipe::reset()
     {
         std::lock_guard guard(outgoingLock);
         outgoing.finishRelayedResponses(news); // another client took the pipe over
+        outgoing.giveUpForOneConnection();
+        answerBroken = false;
         dropNotifications();
         outgoing.restart();
         ++outgoingEpoch;
@@ -551,6 +442,8 @@ bool NetCommunicationPipe::detach()
         connection = nullptr;
         attached.store(false, std::memory_order_release);
         outgoing.finishRelayedResponses(news);
+        outgoing.giveUpForOneConnection();
+        answerBroken = false;
         notificationsLeft = !outgoing.notifications.empty() || pump.hasNotificationsLeft();
     }
     tell(news);

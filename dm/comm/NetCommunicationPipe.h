@@ -98,6 +98,9 @@ public:
     /// sendNotify for each text in turn; what it would refuse is left out.
     void sendNotifies(const std::vector<zu::InplaceString<128>>& texts, uint32 value);
 
+    /// See dm::respondFrom.
+    bool respondFrom(const char* text, uint32 dataSize, const ResponseSource& source);
+
     /// Counts the pipe's connections, from 1. For callbacks: the manager's thread only.
     uint32 connectionNumber() const { return outgoingEpoch; }
 
@@ -137,6 +140,14 @@ private:
 
     struct RequestArguments;
 
+    /// Where the next block of an answer's data goes, and which it is.
+    struct RingRoom
+    {
+        uint32 offset = 0; // in the data
+        uint32 place = 0;  // in the ring
+        uint32 bytes = 0;
+    };
+
     void reset();
     void leaveBlockedPipes();
     bool raiseRefusalNotice();
@@ -148,7 +159,11 @@ private:
     Answer ask(const RequestArguments& arguments);
     bool finishAsking(uint32 id, Answer& answer);
     bool takeCurrentRequest(IncomingRequest& answered, uint32& epoch);
-    bool finishResponding(zu::u64 serial);
+    OutgoingResponse& appendResponse(uint32 requestId, const char* text);
+    bool finishResponding(zu::u64 serial, bool& sent);
+    void fillRing(uint8* ring, const ResponseSource& source, zu::u64 serial);
+    bool awaitRoom(zu::u64 serial, RingRoom& room);
+    void breakAnswer(zu::u64 serial);
     void noteCallersGone();
     void tell(RelayNews& news);
     template <typename Record>
@@ -174,6 +189,7 @@ private:
     zu::InplaceString<128> peerAddress;
     uint32 outgoingEpoch = 0; // as incomingEpoch
     bool closing = false;
+    bool answerBroken = false; // the connection has to be closed
     OnceFlag saidNotifyQueueFull;
 
     // Written by the manager's thread under outgoingLock; used by that thread only.
@@ -193,5 +209,17 @@ private:
     PumpLink link;
     PipePump pump; // manager thread only
 };
+
+/// Under outgoingLock. The caller of this record returns.
+template <typename Record>
+void NetCommunicationPipe::removeWaited(RecordQueue<Record>& queue, Record& record)
+{
+    // Its place in the first few goes to the next. Asked for before this caller counts as gone:
+    // after that the pipe may go too.
+    if (queue.size() > kMessagesPerPass)
+        requestPump();
+    queue.erase(static_cast<size_t>(&record - &queue.front()));
+    noteCallersGone();
+}
 
 } // namespace dm

@@ -179,12 +179,14 @@ void NetCommunicationPipeManager::connectionIsUp()
     connectionStatus.state = ConnectionStatus::Connected;
 }
 
-void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion,
-                                                 const zu::InplaceString<128>& address)
+void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion, const net::Socket& socket)
 {
     ++connectionsUp;
+    const zu::InplaceString<128> peer = socket.getConnectedIP();
+    const zu::InplaceString<128> own = socket.getLocalIP();
     std::lock_guard guard(statusLock);
-    newestPeer = address;
+    newestPeer = peer;
+    newestOwn = own;
     connectionStatus.protocolVersion = protocolVersion;
     ++connectionStatus.connections;
 }
@@ -216,6 +218,18 @@ zu::InplaceString<128> NetCommunicationPipeManager::peerAddress()
 {
     std::lock_guard guard(statusLock);
     return newestPeer;
+}
+
+zu::InplaceString<128> NetCommunicationPipeManager::ownAddress()
+{
+    std::lock_guard guard(statusLock);
+    return newestOwn;
+}
+
+zu::InplaceString<128> getReachedAddress(CommunicationPipeManager& manager)
+{
+    auto* netManager = dynamic_cast<NetCommunicationPipeManager*>(&manager);
+    return netManager != nullptr ? netManager->ownAddress() : zu::InplaceString<128>();
 }
 
 } // namespace dm

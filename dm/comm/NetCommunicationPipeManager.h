@@ -85,6 +85,8 @@ public:
 
     /// Where the newest connection leads, in numbers.
     zu::InplaceString<128> peerAddress();
+    /// Its end here.
+    zu::InplaceString<128> ownAddress();
 
     /// Waits until nothing is left to send; ends as timed out when shutting down.
     FlushResult flush(uint32 timeoutMs);
@@ -104,7 +106,7 @@ public:
     /// The connection is there, though nothing has been heard yet.
     void connectionIsUp();
     /// A client was welcomed, or a server has accepted one.
-    void connectionMade(uint32 protocolVersion, const zu::InplaceString<128>& address);
+    void connectionMade(uint32 protocolVersion, const net::Socket& socket);
     void connectionFailed(const char* reason);
     /// An empty reason leaves the last one: it was not a failure.
     void connectionLost(const char* reason);
@@ -145,7 +147,9 @@ private:
 
     LeafMutex statusLock;
     ConnectionStatus connectionStatus; // under statusLock
-    zu::InplaceString<128> newestPeer; // under statusLock
+    // Under statusLock; the two ends of the newest connection.
+    zu::InplaceString<128> newestPeer;
+    zu::InplaceString<128> newestOwn;
     std::atomic<uint32> connectionsUp{0};
 
     NotifyBudget queuedNotifies;

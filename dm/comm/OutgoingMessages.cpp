@@ -1,9 +1,37 @@
 #include "dm/comm/OutgoingMessages.h"
 
+#include <zul/Packet.h>
+
 #include <algorithm>
 #include <utility>
 
 namespace dm {
+
+const void* Sending::next() const
+{
+    return static_cast<const uint8*>(data) + (ringBytes > 0 ? sentBytes % ringBytes : sentBytes);
+}
+
+uint32 Sending::nextBytes() const
+{
+    if (ringBytes == 0)
+        return dataSize - sentBytes;
+    return std::min(readyBytes - sentBytes, ringBytes - sentBytes % ringBytes);
+}
+
+bool Sending::isStarved() const
+{
+    // A small rest is better sent together with what follows.
+    return ringBytes > 0 && readyBytes < dataSize &&
+           readyBytes - sentBytes < net::kNominalPayloadBytes;
+}
+
+void Sending::settle(const Sending& done)
+{
+    sentBytes = done.sentBytes;
+    sent = sent || done.sent;
+    inFlight = false;
+}
 
 void RelayNews::tell()
 {
@@ -47,6 +75,17 @@ void OutgoingMessages::finishRelayedResponses(RelayNews& news)
     for (size_t index = responses.size(); index-- > 0;) {
         if (responses[index].relay != nullptr && !responses[index].sending.inFlight)
             finishRelay(responses[index], news);
+    }
+}
+
+void OutgoingMessages::giveUpForOneConnection()
+{
+    for (size_t index = 0; index < responses.size(); ++index) {
+        OutgoingResponse& response = responses[index];
+        if (!response.isForOneConnection || response.sending.sent)
+            continue;
+        response.giveUp();
+        response.wake();
     }
 }
 

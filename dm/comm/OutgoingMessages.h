@@ -8,6 +8,7 @@
 #include <zul/Event.h>
 #include <zul/InplaceString.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -21,6 +22,10 @@ struct Sending
     const void* data = nullptr; // the waiting caller's, lent until its call returns
     uint32 dataSize = 0;
     uint32 sentBytes = 0;
+    // Of data that is made while it is sent: `data` is a ring, in which byte n lies at n modulo
+    // ringBytes, and that many bytes have been put in so far. 0 and 0 when all of it is there.
+    uint32 ringBytes = 0;
+    uint32 readyBytes = 0;
     bool sent = false;
     // The manager's thread is reading the data without the lock: the record must stay, and its
     // caller must not return, until it has finished.
@@ -31,6 +36,23 @@ struct Sending
         sent = false;
         sentBytes = 0;
     }
+
+    /// What follows sentBytes, in one piece.
+    const void* next() const;
+    uint32 nextBytes() const;
+    /// Whether more must be made before it is worth going on.
+    bool isStarved() const;
+
+    /// Of a ring: the size of the next block to be put in, and whether it has room.
+    uint32 blockBytes() const { return std::min(kAnswerBlockBytes, dataSize - readyBytes); }
+    bool hasRoom() const
+    {
+        return readyBytes < dataSize && readyBytes - sentBytes + blockBytes() <= ringBytes;
+    }
+
+    /// What the manager's thread has done with a copy of it. More may have been made meanwhile, and
+    /// the caller may have given it up.
+    void settle(const Sending& done);
 };
 
 // In the records below what both threads of a message touch comes first and the texts last, so
@@ -75,6 +97,17 @@ struct OutgoingResponse
     Sending sending;
     zu::Event event;
     zu::InplaceString<128> text;
+
+    // One that cannot be sent again is good for the connection its request came over only. Given up
+    // it counts as sent, for the pump.
+    bool isForOneConnection = false;
+    bool givenUp = false;
+
+    void giveUp()
+    {
+        givenUp = !sending.sent;
+        sending.sent = true;
+    }
 
     // Of a response that no thread waits for.
     std::shared_ptr<Relay> relay;
@@ -142,6 +175,9 @@ struct OutgoingMessages
     /// All of them: the pipe closes, or (responses only) the connection they were for is gone.
     void finishRelayedRequests(RelayNews& news);
     void finishRelayedResponses(RelayNews& news);
+
+    /// The connection is gone: its responses that cannot start anew are over, their callers return.
+    void giveUpForOneConnection();
 
     /// A new connection: requests without an answer go out again, whole; a response broken off
     /// starts anew. The notifications, which are never kept for a later one, go before.

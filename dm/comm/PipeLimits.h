@@ -29,6 +29,11 @@ inline constexpr uint32 kPumpBytesPerPass = 1024 * 1024;
 /// peer reads slower than we write, and the rest is cheaper kept in the callers' buffers.
 inline constexpr uint32 kSendHighWaterBytes = 256 * 1024;
 
+/// Answers from a source are read in blocks of this size, so many ahead of what was sent: one is
+/// filled and one sent at any time, and the others keep both ends from waiting for each other.
+inline constexpr uint32 kAnswerBlockBytes = 256 * 1024;
+inline constexpr uint32 kAnswerBlocks = 4;
+
 /// Small messages gather in the connection's buffer up to here while more are waiting.
 inline constexpr uint32 kGatherBytes = 32 * 1024;
 

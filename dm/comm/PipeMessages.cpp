@@ -38,13 +38,11 @@ uint32 appendChunk(net::Packet& packet, const Chunk& chunk, const void* payload)
     packet << chunk.totalBytes << chunk.offset;
     const uint32 countPosition = packet.getPos();
     packet << uint32{0};
-    if (chunk.offset >= chunk.totalBytes)
+    if (chunk.bytes == 0)
         return 0;
 
-    const auto* rest = static_cast<const uint8*>(payload) + chunk.offset;
-    const uint32 restBytes = chunk.totalBytes - chunk.offset;
-    const uint32 taken =
-        restBytes < kLendFromBytes ? packet.write(rest, restBytes) : packet.lend(rest, restBytes);
+    const uint32 taken = chunk.bytes < kLendFromBytes ? packet.write(payload, chunk.bytes)
+                                                      : packet.lend(payload, chunk.bytes);
     const uint32 endPosition = packet.getPos();
     packet.setPos(countPosition);
     packet << taken;

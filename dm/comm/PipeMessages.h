@@ -25,8 +25,8 @@ enum class MessageKind : int
     Welcome = 7,
 };
 
-/// Where a packet's piece of payload lies in the whole. On receipt the bytes follow in the packet
-/// at its read position.
+/// Where a piece of payload lies in the whole. On receipt the bytes follow in the packet at its
+/// read position.
 struct Chunk
 {
     uint32 totalBytes = 0;
@@ -104,9 +104,9 @@ void encode(net::Packet& packet, MessageKind kind, const PipeNameMessage& messag
 void encode(net::Packet& packet, const RedirectMessage& message);
 void encode(net::Packet& packet, const WelcomeMessage& message);
 
-/// The three below write one chunk: of the payload of chunk.totalBytes at `payload`, as much from
-/// chunk.offset on as the packet takes. chunk.bytes is not read. The payload may be lent to the
-/// packet, so it must stay valid until the packet is sent.
+/// The three below write one chunk: of the chunk.bytes at `payload`, which are those from
+/// chunk.offset on, as many as the packet takes. The payload may be lent to the packet, so it must
+/// stay valid until the packet is sent.
 ///
 /// Return how many bytes were taken: 0 only for an empty payload.
 uint32 encode(net::Packet& packet, const RequestMessage& message, const void* payload);

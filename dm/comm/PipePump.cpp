@@ -21,8 +21,9 @@ PipePump::Result PipePump::send(net::Socket& target)
 {
     socket = &target;
     shareLeft = kPumpBytesPerPass;
-    if (!takeDue())
-        return Result::Done;
+    const Result taken = takeDue();
+    if (taken != Result::More)
+        return taken;
 
     // A kind that has to stop does not stop the others: only chunks of one kind must not mix.
     Result result = sendResponses();
@@ -31,11 +32,14 @@ PipePump::Result PipePump::send(net::Socket& target)
     return moreQueued ? worse(result, Result::More) : result;
 }
 
-bool PipePump::takeDue()
+/// More when there is something to send.
+PipePump::Result PipePump::takeDue()
 {
     std::lock_guard guard(pipe.outgoingLock);
     if (pipe.closing)
-        return false;
+        return Result::Done;
+    if (pipe.answerBroken)
+        return Result::Broken;
     moreQueued = false;
     take(pipe.outgoing.responses, responses, [](const OutgoingResponse& response, Job& job) {
         job.key = response.serial;
@@ -47,7 +51,8 @@ bool PipePump::takeDue()
         job.value = request.value;
     });
     takeNotifications();
-    return responses.count + requests.count + notificationCount > 0;
+    const bool isAnyDue = responses.count + requests.count + notificationCount > 0;
+    return isAnyDue ? Result::More : Result::Done;
 }
 
 template <typename Queue, typename Describe>
@@ -89,7 +94,7 @@ PipePump::Result PipePump::sendResponses()
     return sendJobs(responses, [this](net::Packet& packet, const Job& job, const Chunk& chunk) {
         return encode(packet,
                       ResponseMessage{pipe.getName(), job.messageId, job.text.c_str(), chunk},
-                      job.sending.data);
+                      job.sending.next());
     });
 }
 
@@ -99,7 +104,7 @@ PipePump::Result PipePump::sendRequests()
         return encode(
             packet,
             RequestMessage{pipe.getName(), job.messageId, job.value, job.text.c_str(), chunk},
-            job.sending.data);
+            job.sending.next());
     });
 }
 
@@ -127,7 +132,7 @@ PipePump::Result PipePump::sendNotifications()
         const Result result =
             sendChunks(notificationSending, [&](net::Packet& packet, const Chunk& chunk) {
                 return encode(packet, NotifyMessage{pipe.getName(), notification.id, value, chunk},
-                              notificationSending.data);
+                              notificationSending.next());
             });
         if (result != Result::Done)
             return result;
@@ -147,11 +152,14 @@ PipePump::Result PipePump::sendChunks(Sending& sending, EncodeChunk encodeChunk)
         const uint32 limit = sending.sentBytes > 0 ? 0 : kSendHighWaterBytes;
         if (socket->pendingSendBytes() > limit)
             return Result::Blocked;
+        if (sending.isStarved())
+            return Result::Starved;
         if (shareLeft == 0)
             return Result::More;
 
         net::Packet packet(kPipePacketId);
-        const uint32 taken = encodeChunk(packet, Chunk{sending.dataSize, sending.sentBytes, 0});
+        const uint32 taken =
+            encodeChunk(packet, Chunk{sending.dataSize, sending.sentBytes, sending.nextBytes()});
         assert(taken > 0 || sending.dataSize == 0);
         // A connection that does not take it is gone, though what its peer sent before may still
         // be unread. The next attach sends the message again, whole.
@@ -187,8 +195,9 @@ void PipePump::finish()
 void PipePump::settleResponse(const Job& job, RelayNews& news)
 {
     OutgoingResponse& response = *pipe.outgoing.findResponse(job.key);
-    response.sending = job.sending;
-    if (!response.sending.sent && !pipe.closing)
+    response.sending.settle(job.sending);
+    const bool madeRoom = response.sending.ringBytes > 0 && response.sending.hasRoom();
+    if (!response.sending.sent && !madeRoom && !pipe.closing)
         return;
     if (response.relay != nullptr)
         pipe.outgoing.finishRelay(response, news);
@@ -200,7 +209,7 @@ void PipePump::settleResponse(const Job& job, RelayNews& news)
 void PipePump::settleRequest(const Job& job, RelayNews& news)
 {
     OutgoingRequest& request = *pipe.outgoing.findRequest(static_cast<uint32>(job.key));
-    request.sending = job.sending;
+    request.sending.settle(job.sending);
     if (!request.responseReceived && !request.cancelled && !pipe.closing)
         return;
     if (request.relay != nullptr)

@@ -23,8 +23,10 @@ public:
     enum class Result // in the order of urgency: of two, the later one counts
     {
         Done,    ///< nothing left that could be sent now
+        Starved, ///< the same, before the end of a message: its caller has to make more of it
         More,    ///< this pass's share is used up: come back in the next
         Blocked, ///< the connection is full: come back when it has drained
+        Broken,  ///< an announced answer cannot be completed: the connection must be closed
     };
 
     explicit PipePump(NetCommunicationPipe& owner)
@@ -57,7 +59,7 @@ private:
         uint32 count = 0;
     };
 
-    bool takeDue();
+    Result takeDue();
     template <typename Queue, typename Describe>
     void take(Queue& queue, Jobs& jobs, Describe describe);
     void takeNotifications();

@@ -47,7 +47,7 @@ bool ServerLoop::acceptOne()
         *connections.emplace(key, std::make_unique<Connection>(std::move(socket), key))
              .first->second;
     connection.socket->setCorked(true);
-    manager.connectionMade(kPipeProtocolVersion, connection.socket->getConnectedIP());
+    manager.connectionMade(kPipeProtocolVersion, *connection.socket);
 
     net::Packet welcome(kPipePacketId);
     encode(welcome, WelcomeMessage{kPipeProtocolVersion, nextConnectionId++, manager.getName()});

@@ -1,8 +1,9 @@
 // TCP without blocking, as the platform offers it: the seam below Socket and Listener.
 //
 // Every handle made here is non-blocking, sends without delay and is not inherited by child
-// processes; sending to a closed peer is an error, never a signal. Threads: any, one handle at a
-// time.
+// processes; sending to a closed peer is an error, never a signal. A connection that is quiet is
+// probed, so that one whose peer's machine has vanished fails, see below. Threads: any, one handle
+// at a time.
 #pragma once
 
 #include <zul/Packet.h>
@@ -17,6 +18,13 @@ namespace net::tcp {
 using Handle = std::intptr_t;
 inline constexpr Handle kNoHandle = -1;
 
+// After so long without a sound from the peer it is probed so often at most, and given up when
+// nothing has come back: within two minutes. With bytes on their way the system's patience counts,
+// a quarter of an hour; a shorter limit would also cut off a peer that is only halted.
+inline constexpr int kKeepAliveIdleSeconds = 60;
+inline constexpr int kKeepAliveIntervalSeconds = 10;
+inline constexpr int kKeepAliveProbes = 6;
+
 // An address and port in the system's own form.
 struct Address
 {
@@ -26,7 +34,9 @@ struct Address
 
 struct Endpoint
 {
-    std::string ip; // numeric; an IPv4 address in an IPv6 one is shown as IPv4
+    // Numeric; an IPv4 address in an IPv6 one is shown as IPv4, and one that is good on one network
+    // only with the number of its interface behind a %.
+    std::string ip;
     u32 port = 0;
 };
 

@@ -81,6 +81,7 @@ Endpoint describe(const Address& address)
 {
     Endpoint result;
     char text[INET6_ADDRSTRLEN] = "";
+    std::string scope;
     if (address.size == sizeof(sockaddr_in)) {
         sockaddr_in parts;
         std::memcpy(&parts, address.bytes, sizeof parts);
@@ -93,9 +94,11 @@ Endpoint describe(const Address& address)
             inet_ntop(AF_INET, parts.sin6_addr.s6_addr + 12, text, sizeof text);
         else
             inet_ntop(AF_INET6, &parts.sin6_addr, text, sizeof text);
+        if (IN6_IS_ADDR_LINKLOCAL(&parts.sin6_addr) && parts.sin6_scope_id != 0)
+            scope = "%" + std::to_string(parts.sin6_scope_id);
         result.port = ntohs(parts.sin6_port);
     }
-    result.ip = text;
+    result.ip = text + scope;
     return result;
 }
 
@@ -106,10 +109,19 @@ static int openStream(const Address& address)
     return socket(fromAddress(address)->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
 }
 
-static void sendWithoutDelay(int stream)
+static void setOption(int stream, int level, int option, int value)
 {
-    int on = 1;
-    setsockopt(stream, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(stream, level, option, &value, sizeof value);
+}
+
+// Best effort: without them a connection is slower to send, or to notice a loss, but works.
+static void setStreamOptions(int stream)
+{
+    setOption(stream, IPPROTO_TCP, TCP_NODELAY, 1);
+    setOption(stream, SOL_SOCKET, SO_KEEPALIVE, 1);
+    setOption(stream, IPPROTO_TCP, TCP_KEEPIDLE, kKeepAliveIdleSeconds);
+    setOption(stream, IPPROTO_TCP, TCP_KEEPINTVL, kKeepAliveIntervalSeconds);
+    setOption(stream, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes);
 }
 
 using NameFunction = int (*)(int, sockaddr*, socklen_t*);
@@ -142,7 +154,7 @@ Attempt startConnect(const Address& address)
     int stream = openStream(address);
     if (stream == -1)
         return failAttempt(stream, errno);
-    sendWithoutDelay(stream);
+    setStreamOptions(stream);
     if (connect(stream, fromAddress(address), address.size) == 0)
         return continueConnect(stream);
     // An interrupted attempt goes on in the background as well.
@@ -282,7 +294,7 @@ Attempt accept(Listening& listening, Address& outPeer)
                          SOCK_NONBLOCK | SOCK_CLOEXEC);
     while (stream == -1 && errno == EINTR);
     if (stream != -1) {
-        sendWithoutDelay(stream);
+        setStreamOptions(stream);
         outPeer = toAddress(reinterpret_cast<sockaddr*>(&storage), size);
         return {Outcome::Done, stream, 0};
     }

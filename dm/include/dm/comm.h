@@ -318,6 +318,40 @@ struct TransferProgress
 
 DM_API TransferProgress getTransferProgress(CommunicationPipe* pipe);
 
+/// Where the data of an answer comes from, piece by piece.
+struct ResponseSource
+{
+    void* context = nullptr;
+    /// Fills the buffer with the `size` bytes of the answer from `offset` on.
+    ///
+    /// Called on the answering thread without any lock, in order, each byte once. Returns false
+    /// when the answer cannot be given as announced. Must not throw, and must return: while it
+    /// runs, the pipe's manager cannot be deinitialised.
+    bool (*read)(void* context, uint32 offset, void* buffer, uint32 size) = nullptr;
+};
+
+/// Answers the request taken last, like CommunicationPipe::respond, with data that is never in
+/// memory as a whole. For files and whatever else is large: the source is read a quarter of a MiB
+/// at a time, some blocks ahead of what is being sent.
+///
+///   dataSize   of the whole answer, in bytes; 0 allowed, then the source is not read.
+///
+/// Returns true when the whole answer was handed to the connection. False, and the source is not
+/// read any more, when that connection was lost or replaced by a new one: the request will come
+/// again; and when the manager is deinitialised. False also when the source fails. What was
+/// announced can then be neither completed nor taken back, so the connection is dropped, with a
+/// message on stderr, and the other end asks again over the next one.
+///
+/// Threads: any but the manager's own. Blocks without limit while the other end does not read.
+DM_API bool respondFrom(CommunicationPipe& pipe, const char* text, uint32 dataSize,
+                        const ResponseSource& source);
+
+/// On a server: the address of this machine at which its newest client has reached us, in numbers:
+/// "127.0.0.1", "fd00::2". One that is IPv4 in IPv6 comes as IPv4; an IPv6 address that is good on
+/// one network only names its interface behind a %. "" before the first client. The place to ask
+/// is the client-connection callback, for a redirect to another port of this machine.
+DM_API zu::InplaceString<128> getReachedAddress(CommunicationPipeManager& manager);
+
 /// Process-wide: whether answers are cut at the capacity that sendRequest was given. Off by
 /// default, for programs that rely on larger answers being stored; switch it on in every new one.
 /// Its full size is reported either way.
