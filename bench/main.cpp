@@ -97,7 +97,7 @@ class Watchdog
 public:
     explicit Watchdog(const bench::Row& row, const bench::Settings& settings)
     {
-        const double each = std::max(settings.seconds, 5.0) + 15;
+        const double each = std::max(settings.seconds, 5.0) + 45;
         const double all = each * settings.rounds * static_cast<double>(row.contenders.size());
         thread = std::jthread([this, name = row.name, all](const std::stop_token& stop) {
             std::unique_lock lock(mutex);
