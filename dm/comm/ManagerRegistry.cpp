@@ -151,6 +151,13 @@ void ManagerRegistry::reap()
 CommunicationPipeManager* initCommunicationManagerAsServer(const char* name, int port, uint32 id,
                                                            bool createPipesOnRequest)
 {
+    return initCommunicationManagerAsServer(name, port, id, createPipesOnRequest, {});
+}
+
+CommunicationPipeManager* initCommunicationManagerAsServer(const char* name, int port, uint32 id,
+                                                           bool createPipesOnRequest,
+                                                           ClientConnectionCallback callback)
+{
     NetCommunicationPipeManager::Options options;
     options.name = name;
     options.isServer = true;
@@ -158,6 +165,7 @@ CommunicationPipeManager* initCommunicationManagerAsServer(const char* name, int
     options.host = "127.0.0.1";
     options.id = id;
     options.createPipesOnRequest = createPipesOnRequest;
+    options.clientConnectionCallback = callback;
     return ManagerRegistry::instance().init(options, ManagerRegistry::Existing::Replace);
 }
 
@@ -238,6 +246,14 @@ FlushResult flushCommunicationManager(const char* name, uint32 timeoutMs)
     return ManagerRegistry::instance().with(
         name, FlushResult::NoSuchManager,
         [&](NetCommunicationPipeManager& manager) { return manager.flush(timeoutMs); });
+}
+
+void closeCommunicationManager(const char* name)
+{
+    ManagerRegistry::instance().with(name, false, [](NetCommunicationPipeManager& manager) {
+        manager.requestShutdown();
+        return true;
+    });
 }
 
 void deinitCommunicationManager(const char* name) { ManagerRegistry::instance().deinit(name); }

@@ -264,7 +264,7 @@ TEST_P(ConfinedFolderTest, FollowsLinksBeneathOnDemand)
     EXPECT_EQ(getInfoError("alias"), Error::Outside);
     EXPECT_EQ(getInfoError("folder/canary"), Error::Outside);
     EXPECT_EQ(confined->removeFile("alias").error, Error::Outside);
-    EXPECT_THAT(walk(""), ElementsAre("dir", "dir/canary", "file"));
+    EXPECT_THAT(walk(""), ElementsAre("dir", "file", "dir/canary"));
     reopen(Links::FollowBeneath);
     EXPECT_EQ(read("alias") + read("folder/up") + read("dir/cycle/dir/cycle/file"),
               "publicpublicpublic");
@@ -272,7 +272,7 @@ TEST_P(ConfinedFolderTest, FollowsLinksBeneathOnDemand)
     EXPECT_EQ(contentOf("in/dir/canary"), "public!");
     // Into each folder once, however many ways lead there.
     EXPECT_THAT(walk(""),
-                ElementsAre("alias", "dir", "dir/canary", "dir/cycle", "dir/up", "file", "folder"));
+                ElementsAre("alias", "dir", "file", "folder", "dir/canary", "dir/cycle", "dir/up"));
     EXPECT_EQ(confined->removeFile("alias").error, Error::None); // the link, not the file
     link(at("in/file"), "in/absolute");
     EXPECT_EQ(getInfoError("absolute"), Error::Outside);
@@ -350,6 +350,63 @@ TEST_P(ConfinedFolderTest, RenamesCopiesAndReplacesInOneStep)
     EXPECT_THAT(list(""), ElementsAre("d2", "file", "locked")); // nothing temporary
 }
 
+TEST_P(ConfinedFolderTest, AnOpenedFileStaysTheOneItWas)
+{
+    std::unique_ptr<zu::ConfinedFile> file;
+    EXPECT_EQ(confined->openFile("dir", file).error, Error::WrongKind);
+    EXPECT_EQ(confined->openFile("../out/canary", file).error, Error::BadPath);
+    EXPECT_FALSE(file);
+    ASSERT_TRUE(confined->openFile("file", file).succeeded());
+    EXPECT_EQ(replace("file", "other, and longer"), Error::None);
+    confined.reset();
+    char bytes[8] = {};
+    u64 count = 0;
+    EXPECT_TRUE(file->read(2, bytes, sizeof bytes, count).succeeded());
+    EXPECT_EQ(std::string(bytes, count), "blic");
+    EXPECT_EQ(file->getSize(), 6u);
+}
+
+TEST_P(ConfinedFolderTest, CopiesAndMovesIntoOtherFolders)
+{
+    std::vector<fs::path> others = {folder / "second"};
+    if (fs::is_directory("/dev/shm")) // another disk
+        others.push_back("/dev/shm/" + folder.filename().string());
+    const auto time = fs::last_write_time(folder / "in/file") - std::chrono::hours(5);
+    for (const fs::path& other : others) {
+        fs::create_directory(other);
+        ConfinedFolder::Outcome outcome;
+        const auto target = ConfinedFolder::open(other.c_str(), options, outcome);
+        ASSERT_TRUE(target);
+        make("in/file", "moved");
+        fs::last_write_time(folder / "in/file", time);
+        EXPECT_EQ(confined->copyInto(*target, "file", "copy").error, Error::None);
+        EXPECT_EQ(confined->copyInto(*target, "file", "../copy").error, Error::BadPath);
+        EXPECT_EQ(confined->moveInto(*target, "file", "none/file").error, Error::NotFound);
+        EXPECT_EQ(confined->moveInto(*target, "file", "copy").error, Error::None);
+        EXPECT_FALSE(fs::exists(folder / "in/file"));
+        EXPECT_EQ(fs::last_write_time(other / "copy"), time);
+        make("in/file", "again");
+        fs::permissions(other / "copy", fs::perms::owner_read);
+        EXPECT_EQ(confined->moveInto(*target, "file", "copy").error, Error::ReadOnly);
+        EXPECT_EQ(confined->copyInto(*target, "file", "new", [] { return false; }).error,
+                  Error::Stopped);
+        EXPECT_EQ(contentOf("in/file"), "again");
+        EXPECT_EQ(target
+                      ->walk(
+                          "", nullptr, [](const auto&) { return true; }, [] { return false; })
+                      .error,
+                  Error::Stopped);
+        const bool isOneDisk = confined->moveInto(*target, "dir", "dir").succeeded();
+        EXPECT_EQ(isOneDisk, other.parent_path() == folder);
+        EXPECT_EQ(fs::exists(folder / "in/dir/canary"), !isOneDisk);
+        Names found;
+        target->walk("", nullptr, collectInto(found));
+        EXPECT_EQ(found, isOneDisk ? Names({"copy", "dir", "dir/canary"}) : Names({"copy"}));
+        fs::remove_all(other);
+        make("in/dir/canary", "public");
+    }
+}
+
 TEST_P(ConfinedFolderTest, FullDiskLeavesEverythingAsItWas)
 {
     // A megabyte of disk; needs a system that lets us mount one.
@@ -400,7 +457,7 @@ TEST_P(ConfinedFolderTest, VisitsWhatCanBeAskedForInOrder)
     make("in/nul");
     fs::create_directory(folder / "in/old.txt");
     EXPECT_THAT(list("", "*.txt"), ElementsAre("a.txt", "B.txt", "old.txt"));
-    EXPECT_THAT(walk("", "*.txt"), ElementsAre("a.txt", "B.txt", "dir/sub/z.TXT", "old.txt"));
+    EXPECT_THAT(walk("", "*.txt"), ElementsAre("a.txt", "B.txt", "old.txt", "dir/sub/z.TXT"));
     EXPECT_THAT(walk("dir"), ElementsAre("canary", "sub", "sub/z.TXT"));
     options.names = ConfinedFolder::Names::Portable;
     reopen();

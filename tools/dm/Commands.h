@@ -18,6 +18,7 @@ void addCallCommand(CLI::App& app, Action& action);
 void addNotifyCommand(CLI::App& app, Action& action);
 void addListenCommand(CLI::App& app, Action& action);
 void addHubCommand(CLI::App& app, Action& action);
+void addServeCommand(CLI::App& app, Action& action);
 void addRunCommand(CLI::App& app, Action& action);
 void addPipesCommand(CLI::App& app, Action& action);
 

@@ -12,8 +12,16 @@
 
 namespace tool {
 
-LineWriter::LineWriter()
-    : thread([this] { run(); })
+namespace {
+
+// Lines printed together. Small enough for a slow reader to be seen moving.
+constexpr std::size_t kBatchBytes = 16 * 1024;
+
+} // namespace
+
+LineWriter::LineWriter(Stream writtenStream)
+    : stream(writtenStream)
+    , thread([this] { run(); })
 {
 }
 
@@ -21,13 +29,25 @@ void LineWriter::write(std::string line)
 {
     {
         const std::lock_guard lock(mutex);
-        if (waiting.size() == kMostWaiting) {
+        if (hasEnded || waiting.size() == kMostWaiting ||
+            waitingBytes + line.size() > kMostWaitingBytes) {
             ++lost;
             return;
         }
+        waitingBytes += line.size();
         waiting.push_back(std::move(line));
     }
     changed.notify_all();
+}
+
+void LineWriter::writeIfIdle(std::string line)
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (isPrinting || !waiting.empty())
+            return;
+    }
+    write(std::move(line));
 }
 
 bool LineWriter::hasFailed()
@@ -36,7 +56,19 @@ bool LineWriter::hasFailed()
     return failure != nullptr;
 }
 
-void LineWriter::finish()
+unsigned long LineWriter::getLost()
+{
+    const std::lock_guard lock(mutex);
+    return lost;
+}
+
+std::exception_ptr LineWriter::getFailure()
+{
+    const std::lock_guard lock(mutex);
+    return failure;
+}
+
+bool LineWriter::tryFinish()
 {
     constexpr std::chrono::seconds kStandsStill{1};
     {
@@ -47,13 +79,20 @@ void LineWriter::finish()
             const unsigned long before = printed;
             const bool moved =
                 changed.wait_for(lock, kStandsStill, [&] { return hasEnded || printed != before; });
-            if (moved)
-                continue;
-            std::fputs("dm: standard output takes no more, the last lines are lost\n", stderr);
-            std::quick_exit(static_cast<int>(ExitCode::File));
+            if (!moved)
+                return false;
         }
     }
     thread.join();
+    return true;
+}
+
+void LineWriter::finish()
+{
+    if (!tryFinish()) {
+        std::fputs("dm: standard output takes no more, the last lines are lost\n", stderr);
+        std::quick_exit(static_cast<int>(ExitCode::File));
+    }
     if (failure != nullptr)
         std::rethrow_exception(failure);
     if (lost > 0)
@@ -79,19 +118,34 @@ void LineWriter::run()
 
 void LineWriter::printAll()
 {
+    std::string batch;
     std::unique_lock lock(mutex);
     for (;;) {
         changed.wait(lock, [this] { return isFinishing || !waiting.empty(); });
         if (waiting.empty())
             return;
-        const std::string line = std::move(waiting.front());
-        waiting.pop_front();
+        batch.clear();
+        while (!waiting.empty() && batch.size() < kBatchBytes) {
+            batch += waiting.front();
+            waiting.pop_front();
+        }
+        waitingBytes -= batch.size();
+        isPrinting = true;
         lock.unlock();
-        writeOutput(line.data(), line.size());
+        print(batch);
         lock.lock();
+        isPrinting = false;
         ++printed;
         changed.notify_all();
     }
+}
+
+void LineWriter::print(const std::string& lines) const
+{
+    if (stream == Stream::Output)
+        writeOutput(lines.data(), lines.size());
+    else
+        std::fwrite(lines.data(), 1, lines.size(), stderr);
 }
 
 } // namespace tool

@@ -10,22 +10,36 @@
 
 namespace tool {
 
-/// Writes lines to standard output for threads that must not wait for whoever reads it.
+/// Writes lines to standard output, or standard error, for threads that must not wait for whoever
+/// reads it.
 ///
 /// Threads: write from any. A thread of its own prints; it is started by the constructor, woken by
 /// write, and joined by finish, which must be called.
-/// Limits: kMostWaiting lines wait; of what comes beyond, the end tells how many were lost.
+/// Errors: output that fails ends the printing. Standard error has nobody to tell it to: what it
+/// does not take is dropped.
+/// Limits: kMostWaiting lines and kMostWaitingBytes wait; of what comes beyond, the end tells how
+/// many were lost.
 class LineWriter
 {
 public:
     static constexpr std::size_t kMostWaiting = 100000;
+    static constexpr std::size_t kMostWaitingBytes = 16 * 1024 * 1024;
 
-    LineWriter();
+    enum class Stream
+    {
+        Output,
+        Error
+    };
+
+    explicit LineWriter(Stream writtenStream = Stream::Output);
     LineWriter(const LineWriter&) = delete;
     LineWriter& operator=(const LineWriter&) = delete;
 
     /// Takes a line with its end. Returns at once.
     void write(std::string line);
+
+    /// For what is replaced by the next: takes a line only when none waits.
+    void writeIfIdle(std::string line);
 
     /// Whether standard output takes nothing any more. zu::Interrupt is notified of it.
     bool hasFailed();
@@ -34,15 +48,27 @@ public:
     /// stands still for a second, ends the process: what blocks in there cannot be woken.
     void finish();
 
+    /// The same, but when it stands still returns false, and the caller is to end the process by
+    /// std::quick_exit. Throws nothing.
+    bool tryFinish();
+
+    /// After finish or tryFinish.
+    unsigned long getLost();
+    std::exception_ptr getFailure();
+
 private:
     void run();
     void printAll();
+    void print(const std::string& lines) const;
 
+    const Stream stream;
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<std::string> waiting;
-    unsigned long printed = 0;
+    std::size_t waitingBytes = 0;
+    unsigned long printed = 0; // counts batches
     unsigned long lost = 0;
+    bool isPrinting = false;
     bool isFinishing = false;
     bool hasEnded = false;
     std::exception_ptr failure;

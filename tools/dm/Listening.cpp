@@ -2,6 +2,7 @@
 
 #include "tools/dm/CommonOptions.h"
 #include "tools/dm/ExitCode.h"
+#include "tools/dm/Files.h"
 #include "tools/dm/Text.h"
 
 #include <dm/comm.h>
@@ -22,13 +23,21 @@ void requireListening(const char* managerName, int port)
                             "): end what uses it, or choose another, or 0 for any free one");
 }
 
-void announceListening(Format format, int port)
+std::string describeListening(Format format, int port)
 {
     const std::string address = toStdString(net::getListenAddress());
     if (format == Format::Json)
-        printJsonLine({{"event", "listening"}, {"address", address}, {"port", port}});
+        return toJsonLine({{"event", "listening"}, {"address", address}, {"port", port}});
+    return "dm: listening on " + Address{address, port}.toString() + "\n";
+}
+
+void announceListening(Format format, int port)
+{
+    const std::string line = describeListening(format, port);
+    if (format == Format::Json)
+        writeOutput(line.data(), line.size());
     else
-        std::fprintf(stderr, "dm: listening on %s\n", Address{address, port}.toString().c_str());
+        std::fputs(line.c_str(), stderr);
 }
 
 } // namespace tool

@@ -30,6 +30,7 @@ ExitCode run(int argc, char** argv)
     tool::addNotifyCommand(app, action);
     tool::addListenCommand(app, action);
     tool::addHubCommand(app, action);
+    tool::addServeCommand(app, action);
     tool::addRunCommand(app, action);
     tool::addPipesCommand(app, action);
     try {

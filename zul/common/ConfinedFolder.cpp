@@ -43,11 +43,12 @@ class Search
 {
 public:
     Search(const NativeConfinedFolder& searched, NameRule nameRule, const char* pattern,
-           const ConfinedFolder::Visitor& entryVisitor)
+           const ConfinedFolder::Visitor& entryVisitor, const ConfinedFolder::GoOn& folderGoOn)
         : folder(searched)
         , rule(nameRule)
         , wildcard(pattern != nullptr ? pattern : "*")
         , visitor(entryVisitor)
+        , goOn(folderGoOn)
     {
     }
 
@@ -55,6 +56,10 @@ public:
     // folders below it.
     Outcome run(const std::string& path, const std::string& prefix, u32 levelsBelow)
     {
+        if (goOn && !goOn()) {
+            isStopped = true;
+            return {ConfinedFolder::Error::Stopped};
+        }
         NativeFolderListing listing;
         const Outcome outcome = folder.list(
             path,
@@ -66,18 +71,28 @@ public:
         if (!outcome.succeeded() || !entered.emplace(listing.disk, listing.number).second)
             return outcome;
         std::sort(listing.entries.begin(), listing.entries.end(), isBefore);
-        for (NativeFolderEntry& entry : listing.entries) {
+        for (const NativeFolderEntry& entry : listing.entries)
             if (matches(entry.name) && !visit(join(prefix, entry.name), entry.info))
                 return {};
-            if (entry.info.isDirectory && levelsBelow != 0)
-                run(join(path, entry.name), join(prefix, entry.name), levelsBelow - 1);
+        return levelsBelow != 0 ? runBelow(path, prefix, listing, levelsBelow - 1) : Outcome{};
+    }
+
+private:
+    // Into each folder of the listing. What goes wrong there is no matter, but for being stopped.
+    Outcome runBelow(const std::string& path, const std::string& prefix,
+                     const NativeFolderListing& listing, u32 levelsBelow)
+    {
+        for (const NativeFolderEntry& entry : listing.entries) {
+            if (!entry.info.isDirectory)
+                continue;
+            const Outcome outcome =
+                run(join(path, entry.name), join(prefix, entry.name), levelsBelow);
             if (isStopped)
-                return {};
+                return outcome;
         }
         return {};
     }
 
-private:
     bool matches(const std::string& name) const
     {
         return FileUtils::matchesWildcard(wildcard, name.c_str());
@@ -93,6 +108,7 @@ private:
     const NameRule rule;
     const char* const wildcard;
     const ConfinedFolder::Visitor& visitor;
+    const ConfinedFolder::GoOn& goOn;
     std::set<std::pair<u64, u64>> entered; // folders: links may lead to one again and again
     bool isStopped = false;
 };
@@ -125,6 +141,8 @@ const char* describe(ConfinedFolder::Error error)
         return "the file would become too large";
     case Error::Gone:
         return "the opened folder is gone";
+    case Error::Stopped:
+        return "it was given up";
     case Error::Failed:
         break;
     }
@@ -253,31 +271,73 @@ Outcome ConfinedFolder::replaceFile(std::string_view path, const void* data, u64
     return outcome.succeeded() ? native->replaceFile(taken, data, count) : outcome;
 }
 
+Outcome ConfinedFolder::openFile(std::string_view path,
+                                 std::unique_ptr<ConfinedFile>& outFile) const
+{
+    std::string taken;
+    std::intptr_t handle = 0;
+    u64 size = 0;
+    Outcome outcome = takeName(path, taken);
+    if (outcome.succeeded())
+        outcome = native->openFile(taken, handle, size);
+    if (outcome.succeeded())
+        outFile.reset(new ConfinedFile(handle, size));
+    return outcome;
+}
+
+ConfinedFile::~ConfinedFile() { NativeConfinedFolder::closeFile(handle); }
+
+Outcome ConfinedFile::read(u64 position, void* buffer, u64 count, u64& outBytes) const
+{
+    return NativeConfinedFolder::readFile(handle, position, buffer, count, outBytes);
+}
+
 Outcome ConfinedFolder::copyFile(std::string_view from, std::string_view to) const
 {
+    return copyInto(*this, from, to);
+}
+
+Outcome ConfinedFolder::copyInto(const ConfinedFolder& target, std::string_view from,
+                                 std::string_view to, const GoOn& goOn) const
+{
     std::string source;
-    std::string target;
+    std::string copy;
     Outcome outcome = takeName(from, source);
     if (outcome.succeeded())
-        outcome = takeName(to, target);
-    return outcome.succeeded() ? native->copyFile(source, target) : outcome;
+        outcome = target.takeName(to, copy);
+    return outcome.succeeded() ? native->copyFile(*target.native, source, copy, goOn) : outcome;
+}
+
+Outcome ConfinedFolder::takeNames(const ConfinedFolder& target, std::string_view from,
+                                  std::string_view to, std::string& outFrom,
+                                  std::string& outTo) const
+{
+    Outcome outcome = takeName(from, outFrom);
+    if (outcome.succeeded())
+        outcome = target.takeName(to, outTo);
+    // Only the case of the name is to change: it was just taken for the old one.
+    if (outcome.succeeded() && this == &target && outTo == outFrom) {
+        normalisePath(to, ruleOf(options), outTo);
+        outTo = outFrom.substr(0, outFrom.rfind('/') + 1) + outTo.substr(outTo.rfind('/') + 1);
+    }
+    return outcome;
 }
 
 Outcome ConfinedFolder::rename(std::string_view from, std::string_view to) const
 {
     std::string source;
     std::string target;
-    Outcome outcome = takeName(from, source);
-    if (outcome.succeeded())
-        outcome = takeName(to, target);
-    if (!outcome.succeeded())
-        return outcome;
-    // Only the case of the name is to change: it was just taken for the old one.
-    if (target == source) {
-        normalisePath(to, ruleOf(options), target);
-        target = source.substr(0, source.rfind('/') + 1) + target.substr(target.rfind('/') + 1);
-    }
-    return native->rename(source, target);
+    const Outcome outcome = takeNames(*this, from, to, source, target);
+    return outcome.succeeded() ? native->rename(*native, source, target) : outcome;
+}
+
+Outcome ConfinedFolder::moveInto(const ConfinedFolder& target, std::string_view from,
+                                 std::string_view to, const GoOn& goOn) const
+{
+    std::string source;
+    std::string moved;
+    const Outcome outcome = takeNames(target, from, to, source, moved);
+    return outcome.succeeded() ? native->move(*target.native, source, moved, goOn) : outcome;
 }
 
 Outcome ConfinedFolder::removeFile(std::string_view path) const
@@ -308,17 +368,17 @@ Outcome ConfinedFolder::list(std::string_view path, const char* wildcard,
     const Outcome outcome = takePath(path, taken);
     if (!outcome.succeeded())
         return outcome;
-    return Search(*native, ruleOf(options), wildcard, visitor).run(taken, "", 0);
+    return Search(*native, ruleOf(options), wildcard, visitor, {}).run(taken, "", 0);
 }
 
-Outcome ConfinedFolder::walk(std::string_view path, const char* wildcard,
-                             const Visitor& visitor) const
+Outcome ConfinedFolder::walk(std::string_view path, const char* wildcard, const Visitor& visitor,
+                             const GoOn& goOn) const
 {
     std::string taken;
     const Outcome outcome = takePath(path, taken);
     if (!outcome.succeeded())
         return outcome;
-    return Search(*native, ruleOf(options), wildcard, visitor)
+    return Search(*native, ruleOf(options), wildcard, visitor, goOn)
         .run(taken, "", FileSystem::kMaxFolderDepth);
 }
 

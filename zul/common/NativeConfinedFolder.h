@@ -62,11 +62,22 @@ public:
                  u64& outBytes) const;
     Outcome write(const std::string& path, u64 position, const void* data, u64 count) const;
     Outcome replaceFile(const std::string& path, const void* data, u64 count) const;
-    Outcome copyFile(const std::string& from, const std::string& to) const;
-    Outcome rename(const std::string& from, const std::string& to) const;
+    Outcome copyFile(const NativeConfinedFolder& target, const std::string& from,
+                     const std::string& to, const ConfinedFolder::GoOn& goOn) const;
+    Outcome rename(const NativeConfinedFolder& target, const std::string& from,
+                   const std::string& to) const;
+    // The same, and between two disks by copying a file and removing it.
+    Outcome move(const NativeConfinedFolder& target, const std::string& from, const std::string& to,
+                 const ConfinedFolder::GoOn& goOn) const;
     Outcome removeFile(const std::string& path) const;
     Outcome makeDirectory(const std::string& path) const;
     Outcome removeDirectory(const std::string& path) const;
+
+    // An opened file, which whoever asks for it closes.
+    Outcome openFile(const std::string& path, std::intptr_t& outFile, u64& outSize) const;
+    static Outcome readFile(std::intptr_t file, u64 position, void* buffer, u64 count,
+                            u64& outBytes);
+    static void closeFile(std::intptr_t file);
 
     // Replaces the listing. Entries that go meanwhile are left out.
     Outcome list(const std::string& path, const Wanted& wanted,

@@ -58,6 +58,8 @@ Error errorFrom(int error)
         return Error::TooLarge;
     case ESTALE:
         return Error::Gone;
+    case ECANCELED: // as copyBytes says
+        return Error::Stopped;
     default:
         return Error::Failed;
     }
@@ -126,6 +128,14 @@ bool areLinksToOneFile(const Place& first, const Place& second)
     struct stat secondStatus;
     return getEntryStatus(first, firstStatus) && getEntryStatus(second, secondStatus) &&
            isSame(firstStatus, secondStatus) && firstStatus.st_nlink > 1;
+}
+
+// What a rename changed. Disks that cannot do it on demand do it some time.
+void bringToDisk(const Place& place)
+{
+    const Descriptor folder(::openat(place.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.isOpen())
+        ::fsync(folder.get());
 }
 
 } // namespace
@@ -214,18 +224,62 @@ Outcome writeExactly(int file, u64 position, const void* data, u64 count)
     return outcomeFrom(error);
 }
 
-Outcome renamePlace(const Place& from, const Place& to, Links links)
+bool isOnOtherDisk(const Outcome& outcome)
+{
+    return outcome.error == Error::Failed && outcome.detail == EXDEV;
+}
+
+Outcome copyToPlace(int source, const struct stat& status, const Place& to, Purpose purpose,
+                    const ConfinedFolder::GoOn& goOn)
+{
+    Replacement copy(to, S_IRUSR | S_IWUSR);
+    if (!copy.isOpen() || !copyBytes(source, copy.getFile(), goOn))
+        return outcomeFrom(errno);
+    setPermissions(copy.getFile(), status);
+    if (purpose == Purpose::Move) {
+        const timespec times[2] = {status.st_atim, status.st_mtim};
+        [[maybe_unused]] const int ignored = ::futimens(copy.getFile(), times);
+        if (::fsync(copy.getFile()) != 0)
+            return outcomeFrom(errno);
+    }
+    return copy.take() ? Outcome{} : outcomeFrom(errno);
+}
+
+Outcome moveToOtherDisk(const Place& from, const Place& to, const ConfinedFolder::GoOn& goOn)
+{
+    const Descriptor source(::openat(from.folder.get(), from.name.c_str(),
+                                     O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status;
+    if (!source.isOpen() || ::fstat(source.get(), &status) != 0)
+        return outcomeFrom(errno);
+    Outcome outcome = judgeFile(status);
+    // Once the copy is in its place there is no way back, so ask first whether from can go.
+    if (outcome.succeeded() && ::faccessat(from.folder.get(), ".", W_OK, AT_EACCESS) != 0)
+        outcome = outcomeFrom(errno);
+    if (outcome.succeeded())
+        outcome = copyToPlace(source.get(), status, to, Purpose::Move, goOn);
+    if (!outcome.succeeded())
+        return outcome;
+    bringToDisk(to);
+    struct stat now;
+    if (!getEntryStatus(from, now) || !isSame(now, status))
+        return {}; // somebody else took it away
+    return ::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0 ? Outcome{}
+                                                                    : outcomeFrom(errno);
+}
+
+Outcome renamePlace(const Place& from, Links fromLinks, const Place& to, Links toLinks)
 {
     struct stat status;
     if (!getEntryStatus(from, status))
         return outcomeFrom(errno);
-    Outcome outcome = S_ISDIR(status.st_mode) ? Outcome{} : judgeFileOrLink(status, links);
+    Outcome outcome = S_ISDIR(status.st_mode) ? Outcome{} : judgeFileOrLink(status, fromLinks);
     if (!outcome.succeeded() || isSameEntry(from, to))
         return outcome;
     struct stat replaced;
     if (getEntryStatus(to, replaced) && (S_ISDIR(replaced.st_mode) || S_ISDIR(status.st_mode)))
         return {Error::Exists, EEXIST};
-    outcome = judgeReplacement(to, links);
+    outcome = judgeReplacement(to, toLinks);
     if (!outcome.succeeded())
         return outcome;
     const int done =

@@ -50,7 +50,25 @@ bool canFileHave(u64 position, u64 count);
 // All of it, or the file is as it was.
 Outcome writeExactly(int file, u64 position, const void* data, u64 count);
 
-Outcome renamePlace(const Place& from, const Place& to, ConfinedFolder::Links links);
+// Links are judged by the rule of the folder that each place is in.
+Outcome renamePlace(const Place& from, ConfinedFolder::Links fromLinks, const Place& to,
+                    ConfinedFolder::Links toLinks);
+
+// Whether a rename failed only because it would have led to another disk.
+bool isOnOtherDisk(const Outcome& outcome);
+
+enum class Purpose
+{
+    Copy,
+    Move // the source will go: with its times, and on the disk before the name is
+};
+
+// Copies an opened file, of that status, to a place where it may stand.
+Outcome copyToPlace(int source, const struct stat& status, const Place& to, Purpose purpose,
+                    const ConfinedFolder::GoOn& goOn);
+
+// What renamePlace could not do: copies a file and then removes it.
+Outcome moveToOtherDisk(const Place& from, const Place& to, const ConfinedFolder::GoOn& goOn);
 
 // A new file in the folder of the one that it is to replace; goes away unless it does. The place
 // is lent.

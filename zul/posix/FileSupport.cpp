@@ -122,10 +122,14 @@ u64 writeAt(int descriptor, const void* data, u64 count, u64 position)
     });
 }
 
-bool copyBytes(int from, int to)
+bool copyBytes(int from, int to, const std::function<bool()>& goOn)
 {
     std::unique_ptr<char[]> buffer(new char[kCopyBytes]);
     for (;;) {
+        if (goOn && !goOn()) {
+            errno = ECANCELED;
+            return false;
+        }
         ssize_t count = ::read(from, buffer.get(), kCopyBytes);
         if (count < 0 && errno == EINTR)
             continue;

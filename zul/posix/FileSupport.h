@@ -3,6 +3,7 @@
 
 #include "zul/common/NativeFile.h"
 
+#include <functional>
 #include <string>
 #include <sys/stat.h>
 #include <utility>
@@ -57,8 +58,9 @@ private:
 u64 readAt(int descriptor, void* data, u64 count, u64 position);
 u64 writeAt(int descriptor, const void* data, u64 count, u64 position);
 
-// From where both stand to the end of the first. False, and errno, when that fails.
-bool copyBytes(int from, int to);
+// From where both stand to the end of the first. False, and errno, when that fails; ECANCELED when
+// goOn, which may be empty, says no.
+bool copyBytes(int from, int to, const std::function<bool()>& goOn = {});
 
 // A name for a file that takes another one's place once it is whole. May be left from a process
 // killed in the middle.

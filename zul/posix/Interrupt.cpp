@@ -30,17 +30,32 @@ void raiseFlag()
 
 extern "C" void handleInterruptSignal(int) { raiseFlag(); }
 
+std::atomic<bool> s_statusRequested{false};
+
+// As above: notify is an atomic and a write.
+extern "C" void handleStatusSignal(int)
+{
+    const int error = errno;
+    s_statusRequested = true;
+    Interrupt::get().notify();
+    errno = error;
+}
+
+void handleSignal(int signal, void (*handler)(int), int flags)
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+}
+
 void catchSignal(int signal)
 {
     struct sigaction previous = {};
     ::sigaction(signal, nullptr, &previous);
-    if (previous.sa_handler == SIG_IGN)
-        return;
-    struct sigaction action = {};
-    action.sa_handler = handleInterruptSignal;
-    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
-    sigemptyset(&action.sa_mask);
-    ::sigaction(signal, &action, nullptr);
+    if (previous.sa_handler != SIG_IGN)
+        handleSignal(signal, handleInterruptSignal, static_cast<int>(SA_RESTART | SA_RESETHAND));
 }
 
 } // namespace
@@ -76,6 +91,10 @@ bool Interrupt::waitFor(u32 timeoutMs)
         waitAny(handles, 2, timeoutMs);
     return isRaised();
 }
+
+void Interrupt::catchStatusRequests() { handleSignal(SIGUSR1, handleStatusSignal, SA_RESTART); }
+
+bool Interrupt::takeStatusRequest() { return s_statusRequested.exchange(false); }
 
 WaitHandle Interrupt::getWaitHandle() const
 {

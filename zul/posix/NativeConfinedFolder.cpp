@@ -135,12 +135,35 @@ Outcome NativeConfinedFolder::read(const std::string& path, u64 position, void* 
     const Outcome outcome = posix::openFile(rootOf(handle, links, lookup), path, file, status);
     if (!outcome.succeeded())
         return judge(outcome);
-    const u64 done = posix::readAt(file.get(), buffer, count, position);
-    // Where no file can be is past the end of this one.
-    if (done != count && errno != 0 && errno != EFBIG)
-        return outcomeFrom(errno);
-    outBytes = done;
+    return readFile(file.get(), position, buffer, count, outBytes);
+}
+
+Outcome NativeConfinedFolder::openFile(const std::string& path, std::intptr_t& outFile,
+                                       u64& outSize) const
+{
+    Descriptor file;
+    struct stat status;
+    const Outcome outcome = posix::openFile(rootOf(handle, links, lookup), path, file, status);
+    if (!outcome.succeeded())
+        return judge(outcome);
+    outSize = static_cast<u64>(status.st_size);
+    outFile = file.release();
     return {};
+}
+
+Outcome NativeConfinedFolder::readFile(std::intptr_t file, u64 position, void* buffer, u64 count,
+                                       u64& outBytes)
+{
+    const u64 done = posix::readAt(static_cast<int>(file), buffer, count, position);
+    // Where no file can be is past the end of this one.
+    const bool failed = done != count && errno != 0 && errno != EFBIG;
+    outBytes = failed ? 0 : done;
+    return failed ? outcomeFrom(errno) : Outcome{};
+}
+
+void NativeConfinedFolder::closeFile(std::intptr_t file)
+{
+    posix::closeDescriptor(static_cast<int>(file));
 }
 
 Outcome NativeConfinedFolder::write(const std::string& path, u64 position, const void* data,
@@ -206,35 +229,52 @@ Outcome NativeConfinedFolder::replaceFile(const std::string& path, const void* d
     return replacement.take() ? Outcome{} : outcomeFrom(errno);
 }
 
-Outcome NativeConfinedFolder::copyFile(const std::string& from, const std::string& to) const
+Outcome NativeConfinedFolder::copyFile(const NativeConfinedFolder& target, const std::string& from,
+                                       const std::string& to,
+                                       const ConfinedFolder::GoOn& goOn) const
 {
-    const BeneathRoot root = rootOf(handle, links, lookup);
     Descriptor source;
     struct stat status;
-    Outcome outcome = posix::openFile(root, from, source, status);
-    Place place;
-    if (outcome.succeeded())
-        outcome = findPlace(root, to, place);
-    if (outcome.succeeded())
-        outcome = posix::judgeReplacement(place, links);
+    Outcome outcome = posix::openFile(rootOf(handle, links, lookup), from, source, status);
     if (!outcome.succeeded())
         return judge(outcome);
-    Replacement copy(place, S_IRUSR | S_IWUSR);
-    if (!copy.isOpen() || !posix::copyBytes(source.get(), copy.getFile()))
-        return judge(outcomeFrom(errno));
-    posix::setPermissions(copy.getFile(), status);
-    return copy.take() ? Outcome{} : outcomeFrom(errno);
+    Place place;
+    outcome = findPlace(rootOf(target.handle, target.links, target.lookup), to, place);
+    if (outcome.succeeded())
+        outcome = posix::judgeReplacement(place, target.links);
+    if (outcome.succeeded())
+        outcome = posix::copyToPlace(source.get(), status, place, posix::Purpose::Copy, goOn);
+    return target.judge(outcome);
 }
 
-Outcome NativeConfinedFolder::rename(const std::string& from, const std::string& to) const
+Outcome NativeConfinedFolder::rename(const NativeConfinedFolder& target, const std::string& from,
+                                     const std::string& to) const
 {
-    const BeneathRoot root = rootOf(handle, links, lookup);
     Place source;
-    Place target;
-    Outcome outcome = findPlace(root, from, source);
+    Place place;
+    Outcome outcome = findPlace(rootOf(handle, links, lookup), from, source);
+    if (!outcome.succeeded())
+        return judge(outcome);
+    outcome = findPlace(rootOf(target.handle, target.links, target.lookup), to, place);
+    if (!outcome.succeeded())
+        return target.judge(outcome);
+    return target.judge(judge(posix::renamePlace(source, links, place, target.links)));
+}
+
+Outcome NativeConfinedFolder::move(const NativeConfinedFolder& target, const std::string& from,
+                                   const std::string& to, const ConfinedFolder::GoOn& goOn) const
+{
+    Outcome outcome = rename(target, from, to);
+    if (!posix::isOnOtherDisk(outcome))
+        return outcome;
+    Place source;
+    Place place;
+    outcome = findPlace(rootOf(handle, links, lookup), from, source);
     if (outcome.succeeded())
-        outcome = findPlace(root, to, target);
-    return judge(outcome.succeeded() ? posix::renamePlace(source, target, links) : outcome);
+        outcome = findPlace(rootOf(target.handle, target.links, target.lookup), to, place);
+    if (outcome.succeeded())
+        outcome = posix::judgeReplacement(place, target.links);
+    return outcome.succeeded() ? posix::moveToOtherDisk(source, place, goOn) : outcome;
 }
 
 Outcome NativeConfinedFolder::removeFile(const std::string& path) const

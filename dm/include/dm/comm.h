@@ -230,6 +230,12 @@ public:
 DM_API CommunicationPipeManager*
 initCommunicationManagerAsServer(const char* name, int port, uint32 id, bool createPipesOnRequest);
 
+/// The same with its client-connection callback in place before the first client can come, which
+/// may be at once: one whose port is known beforehand, and that redirects everybody.
+DM_API CommunicationPipeManager*
+initCommunicationManagerAsServer(const char* name, int port, uint32 id, bool createPipesOnRequest,
+                                 ClientConnectionCallback callback);
+
 /// Makes a client manager that starts connecting at once and never stops trying, or returns the
 /// manager already filed under `name` unchanged, whatever its kind and address.
 DM_API CommunicationPipeManager* initCommunicationManagerAsClient(const char* name,
@@ -278,11 +284,17 @@ DM_API FlushResult flushCommunicationManager(const char* name, uint32 timeoutMs)
 /// stops it; an init, deinit or look-up by name on another thread destroys it later.
 ///
 /// Callers already blocked on a pipe are woken and waited for. A thread that is just about to call
-/// one of the pipe's functions is not: stop using the pipes first.
+/// one of the pipe's functions is not: stop using the pipes first, see closeCommunicationManager.
 DM_API void deinitCommunicationManager(const char* name);
 
 /// The same for all managers, those made meanwhile by callbacks included.
 DM_API void deinitCommunicationManagers();
+
+/// The first half of deinitialising, for threads that still use the pipes: everybody blocked on one
+/// is woken with "", whoever comes later returns at once, and the connections end. Manager and
+/// pipes stay, good for nothing, until deinitCommunicationManager, which is to follow when those
+/// threads have ended. Returns at once. Allowed from callbacks.
+DM_API void closeCommunicationManager(const char* name);
 
 /// How a client manager's connection stands, for tools that want to say more than "not connected".
 struct ConnectionStatus

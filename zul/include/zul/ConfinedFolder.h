@@ -31,6 +31,7 @@
 #include <zul/Types.h>
 #include <zul/export.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -38,6 +39,7 @@
 
 namespace zu {
 
+class ConfinedFile;
 class NativeConfinedFolder;
 
 class ZUL_API ConfinedFolder
@@ -85,6 +87,7 @@ public:
         DiskFull,  ///< or the user's share of it is used up
         TooLarge,  ///< a position or size that files cannot have here
         Gone,      ///< the opened folder itself was deleted, or its disk is away
+        Stopped,   ///< by the caller's own GoOn
         Failed     ///< something else: see the text
     };
     struct Outcome
@@ -116,6 +119,9 @@ public:
     /// Takes the next entry; false ends the search, which then counts as succeeded.
     using Visitor = std::function<bool(const Entry&)>;
 
+    /// Asked every now and then by what may take long: false has it given up. May be empty.
+    using GoOn = std::function<bool()>;
+
     /// Opens a folder by its path on this machine, which may lead anywhere. Null, and why in
     /// outOutcome, when it cannot be.
     static std::unique_ptr<ConfinedFolder> open(const char* hostPath, const Options& options,
@@ -136,6 +142,10 @@ public:
     ///   outBytes   count, or less when the file ends before; 0 when the read failed.
     Outcome read(std::string_view path, u64 position, void* buffer, u64 count, u64& outBytes) const;
 
+    /// Opens a file to be read piece by piece: all pieces are of the same file, also when another
+    /// takes its name meanwhile.
+    Outcome openFile(std::string_view path, std::unique_ptr<ConfinedFile>& outFile) const;
+
     /// Writes at a position, all of it: otherwise the file is as it was, or still not there. Makes
     /// the file if need be; a gap before the position reads as zeros. Only a disk that breaks while
     /// old bytes are replaced can leave some of them new.
@@ -155,6 +165,16 @@ public:
     /// read-only; a folder never is.
     Outcome rename(std::string_view from, std::string_view to) const;
 
+    /// As copyFile, into another opened folder, or this one. Each path is judged by the options of
+    /// its folder.
+    Outcome copyInto(const ConfinedFolder& target, std::string_view from, std::string_view to,
+                     const GoOn& goOn = {}) const;
+
+    /// As rename, into another opened folder, or this one. Between two disks a file is copied with
+    /// its time, brought to the disk and only then removed; a folder cannot move there.
+    Outcome moveInto(const ConfinedFolder& target, std::string_view from, std::string_view to,
+                     const GoOn& goOn = {}) const;
+
     Outcome removeFile(std::string_view path) const; ///< not a read-only one
     Outcome makeDirectory(std::string_view path) const;
     Outcome removeDirectory(std::string_view path) const; ///< an empty one
@@ -167,11 +187,14 @@ public:
     /// The visitor runs without any lock and may use this object.
     Outcome list(std::string_view path, const char* wildcard, const Visitor& visitor) const;
 
-    /// As list, and then what is in the folders below, whatever their names: a folder comes before
-    /// what is in it. Goes FileSystem::kMaxFolderDepth folders deep, and into a folder that links
-    /// lead to in several ways only once. Folders that vanish or cannot be read are passed over,
-    /// but for the first.
-    Outcome walk(std::string_view path, const char* wildcard, const Visitor& visitor) const;
+    /// As list, and then what is in the folders below, whatever their names: first all of one
+    /// folder, then one after the other those in it. Goes FileSystem::kMaxFolderDepth folders deep,
+    /// and into a folder that links lead to in several ways only once. Folders that vanish or
+    /// cannot be read are passed over, but for the first.
+    ///
+    ///   goOn   asked at each folder: false ends the walk, with Error::Stopped.
+    Outcome walk(std::string_view path, const char* wildcard, const Visitor& visitor,
+                 const GoOn& goOn = {}) const;
 
     /// Whether a path that does not exist does so in other (ASCII) letter case; of several the
     /// first in order. With LetterCase::Ignore that is the one that operations take.
@@ -182,10 +205,40 @@ private:
 
     Outcome takePath(std::string_view path, std::string& outPath) const;
     Outcome takeName(std::string_view path, std::string& outPath) const;
+    Outcome takeNames(const ConfinedFolder& target, std::string_view from, std::string_view to,
+                      std::string& outFrom, std::string& outTo) const;
     bool matchIgnoringCase(const std::string& path, std::string& outPath) const;
 
     const std::unique_ptr<NativeConfinedFolder> native;
     const Options options;
+};
+
+/// A regular file that ConfinedFolder::openFile opened. Outlives the folder object.
+///
+/// Threads: any, all at once.
+class ZUL_API ConfinedFile
+{
+public:
+    ~ConfinedFile();
+    ConfinedFile(const ConfinedFile&) = delete;
+    ConfinedFile& operator=(const ConfinedFile&) = delete;
+
+    /// As it was when it was opened.
+    u64 getSize() const { return size; }
+
+    /// As ConfinedFolder::read.
+    ConfinedFolder::Outcome read(u64 position, void* buffer, u64 count, u64& outBytes) const;
+
+private:
+    friend class ConfinedFolder;
+    ConfinedFile(std::intptr_t openHandle, u64 openSize)
+        : handle(openHandle)
+        , size(openSize)
+    {
+    }
+
+    const std::intptr_t handle;
+    const u64 size;
 };
 
 } // namespace zu

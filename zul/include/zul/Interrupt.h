@@ -8,6 +8,13 @@
 ///     while (!done && !interrupt.isRaised())
 ///         interrupt.waitFor(100);
 ///
+/// A program that runs for long may also let people ask how it stands, without stopping it:
+///
+///     interrupt.catchStatusRequests();
+///     while (!interrupt.waitFor(kLongMs))
+///         if (interrupt.takeStatusRequest())
+///             printStatistics();
+///
 /// Not for libraries: signals belong to the program.
 ///
 /// Threads: any, except that one thread at a time calls waitFor.
@@ -40,6 +47,13 @@ public:
 
     /// Ready from the moment it is raised, for good.
     WaitHandle getWaitHandle() const;
+
+    /// From now on the system's way of asking a program how it stands (SIGUSR1, where there is
+    /// one) ends a waitFor. Before, it ends the program.
+    void catchStatusRequests();
+
+    /// Whether somebody has asked since the last call.
+    bool takeStatusRequest();
 
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
