@@ -43,7 +43,7 @@ protected:
             link("..", inside + "dir/back");
             link("dir/back/sibling", inside + "chain");
             link("loop", inside + "loop");
-            link("/proc/self", inside + "proc");
+            link("/proc/self/cwd", inside + "proc");
             link("../out/new", inside + "dangling");
         }
     }
@@ -62,7 +62,7 @@ protected:
             " ../out", "..;/out", "../data/../out",
             // Through links.
             "up", "up/out", "sibling", "leak", "leak/", "absolute", "dir/deep", "dir/back/up/out",
-            "chain", "loop", "proc", "proc/cwd", "proc/root" + out, "dangling", "dangling/..",
+            "chain", "loop", "proc", "proc/cwd", "proc/out", "dangling", "dangling/..",
             // Roots of all kinds, behind a map's name.
             out, "/" + out, "//" + out, "C:", "C:/out", "C:\\out", "c:..\\out", "/C:/out",
             "\\\\server\\share", "//server/share", "\\\\?\\C:\\out", "\\\\.\\pipe\\out",
