@@ -1,6 +1,8 @@
-/// dm_bench: measures the pipes beside their limit and a peer. See README.md here.
+/// dm_bench: measures the pipes and the file server beside their limits and peers. See README.md
+/// here.
 #include "bench/Measure.h"
 #include "bench/Report.h"
+#include "bench/contenders/FileServer.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -24,6 +26,7 @@ struct Options
     std::string serve;
     std::string ask;
     unsigned count = 1;
+    uint16_t playPort = 0;
     bench::Setup setup;
 };
 
@@ -49,6 +52,8 @@ void declare(CLI::App& app, Options& options)
     app.add_option("--count", options.count)->group(internal);
     app.add_option("--answer-bytes", options.setup.answerBytes)->group(internal);
     app.add_option("--hub-port", options.setup.hubPort)->group(internal);
+    app.add_option("--file", options.setup.file)->group(internal);
+    app.add_option("--play", options.playPort)->group(internal);
     app.add_option("--yield-us", options.setup.yieldMicroseconds)->group(internal);
 }
 
@@ -92,7 +97,7 @@ class Watchdog
 public:
     explicit Watchdog(const bench::Row& row, const bench::Settings& settings)
     {
-        const double each = std::max(settings.seconds, 5.0) + 15;
+        const double each = std::max(settings.seconds, 5.0) + 45;
         const double all = each * settings.rounds * static_cast<double>(row.contenders.size());
         thread = std::jthread([this, name = row.name, all](const std::stop_token& stop) {
             std::unique_lock lock(mutex);
@@ -140,7 +145,7 @@ int measure(const Options& options)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Measures the pipes beside their limit and a peer");
+    CLI::App app("Measures the pipes and the file server beside their limits and peers");
     Options options;
     declare(app, options);
     CLI11_PARSE(app, argc, argv);
@@ -148,5 +153,9 @@ int main(int argc, char** argv)
         return serve(options);
     if (!options.ask.empty())
         return ask(options);
+    if (options.playPort != 0) {
+        bench::playGame(options.playPort);
+        return 0;
+    }
     return options.list ? list() : measure(options);
 }

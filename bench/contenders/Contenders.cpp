@@ -1,4 +1,4 @@
-#include "bench/contenders/Contenders.h"
+#include "bench/contenders/FileContenders.h"
 
 namespace bench {
 
@@ -12,8 +12,9 @@ std::vector<std::string> Setup::toArguments() const
 
 Serve findServer(const std::string& name)
 {
-    for (const RequestContender& contender : {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(),
-                                              zeroMqRouter(), hubForward(), hubMember()})
+    for (const RequestContender& contender :
+         {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(), zeroMqRouter(), hubForward(),
+          hubMember(), rawTcpFileServer()})
         if (contender.name == name)
             return contender.serve;
     for (const NotifyContender& contender : {dmNotifications(), zeroMqPush()})

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "bench/support/Platform.h"
+#include "bench/support/Processes.h"
 
 #include <chrono>
 #include <cstddef>
@@ -24,6 +25,7 @@ struct Setup
     unsigned pipes = 1;
     unsigned members = 1; ///< of a hub, in the asking process
     uint16_t hubPort = 0; ///< of the hub that a serving process joins
+    std::string file;     ///< that a serving process reads; not among the arguments made
 
     std::vector<std::string> toArguments() const;
 };

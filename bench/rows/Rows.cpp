@@ -4,10 +4,13 @@ namespace bench {
 
 std::vector<Row> allRows()
 {
-    return {roundTripRow(),     blockingRoundTripRow(), manyThreadsRow(), mediumResponseRow(),
-            largeResponseRow(), notificationRow(),      idleServerRow(),  idleConnectionsRow(),
-            systemCallsRow(),   smallFanOutRow(),       largeFanOutRow(), hubForwardRow(),
-            hubMeshRow(),       idleHubRow(),           jobsRow()};
+    return {
+        roundTripRow(),        blockingRoundTripRow(), manyThreadsRow(),    mediumResponseRow(),
+        largeResponseRow(),    notificationRow(),      idleServerRow(),     idleConnectionsRow(),
+        systemCallsRow(),      smallFanOutRow(),       largeFanOutRow(),    hubForwardRow(),
+        hubMeshRow(),          idleHubRow(),           jobsRow(),           fileStatRow(),
+        smallFilesRow(),       largeFileInPartsRow(),  wholeLargeFileRow(), largeFileWriteRow(),
+        fileServerMemoryRow(), fileFindRow()};
 }
 
 } // namespace bench

@@ -20,5 +20,12 @@ Row hubForwardRow();
 Row hubMeshRow();
 Row idleHubRow();
 Row jobsRow();
+Row fileStatRow();
+Row smallFilesRow();
+Row largeFileInPartsRow();
+Row wholeLargeFileRow();
+Row largeFileWriteRow();
+Row fileServerMemoryRow();
+Row fileFindRow();
 
 } // namespace bench

@@ -1,45 +1,13 @@
-/// What the benchmarks need of the operating system; nothing else here names it.
+/// What the benchmarks need of the operating system but for processes, which are in Processes.h;
+/// nothing else here names it.
 #pragma once
 
-#include <array>
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace bench {
-
-/// A second copy of this program that serves what the first one measures. Stopped by the
-/// destructor.
-class ServerProcess
-{
-public:
-    /// Runs this program with `arguments` and waits until it has told its port.
-    explicit ServerProcess(const std::vector<std::string>& arguments);
-    ~ServerProcess();
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
-
-    uint16_t port() const { return tcpPort; }
-
-    /// Processor time of all its threads so far.
-    double cpuSeconds() const;
-
-private:
-    void readPort();
-
-    int pid = -1;
-    int toChild = -1;
-    int fromChild = -1;
-    uint16_t tcpPort = 0;
-};
-
-/// For the served side: tells the starting process the port.
-void announcePort(unsigned port);
-/// For the served side: ends this process as soon as the starting one lets go of it.
-void exitWithStarter();
 
 /// A TCP connection with TCP_NODELAY on the loopback address.
 class TcpStream
@@ -105,20 +73,46 @@ private:
 void blockOnWord(std::atomic<uint32_t>& word, uint32_t expected);
 void wakeWordWaiter(std::atomic<uint32_t>& word);
 
-/// Keeps this process to the first core and those that it starts from now on to the last. To be
-/// called on the thread that starts them, before there are others.
-void pinProcesses();
-
 /// Makes room for so many descriptors; throws when the hard limit is lower.
 void raiseDescriptorLimit(unsigned descriptors);
 
-/// The number of calls of each system call that `arguments`, a command line of this program, makes
-/// with all its threads and children. Throws with a readable reason where tracing is not possible.
-struct SystemCall
+/// Brings to the disk what has been written to the file system that holds `path`, so that nothing
+/// is left to be written while something is measured.
+void flushFileSystem(const std::string& path);
+
+/// A file of this machine, read by position.
+class LocalFile
 {
-    std::string name;
-    double calls = 0;
+public:
+    explicit LocalFile(const std::string& path);
+    ~LocalFile();
+    LocalFile(const LocalFile&) = delete;
+    LocalFile& operator=(const LocalFile&) = delete;
+
+    /// Reads as much as there is; throws when that fails.
+    size_t read(uint64_t position, void* buffer, size_t size) const;
+
+private:
+    int fd = -1;
 };
-std::vector<SystemCall> countSystemCalls(const std::vector<std::string>& arguments);
+
+/// Address space for `size` bytes, a multiple of kAliasBytes, with only kAliasBytes of memory
+/// behind it, over and over: for receiving what nobody looks at.
+class AliasedBuffer
+{
+public:
+    static constexpr size_t kAliasBytes = 16 << 20;
+
+    explicit AliasedBuffer(size_t size);
+    ~AliasedBuffer();
+    AliasedBuffer(const AliasedBuffer&) = delete;
+    AliasedBuffer& operator=(const AliasedBuffer&) = delete;
+
+    char* data() { return start; }
+
+private:
+    char* start = nullptr;
+    size_t byteCount;
+};
 
 } // namespace bench
