@@ -6,7 +6,8 @@
 ///
 /// Locks: incomingLock guards what has come in and the request being answered; outgoingLock guards
 /// what goes out. Both are leaves and never held together. No callback, send or wait happens under
-/// either. A record's data is read by the pump without the lock, see Sending::inFlight.
+/// either. A record's data is read by the pump without the lock, see Sending::inFlight; of a ring
+/// the parts that are ready and not sent, while its caller fills in the others.
 ///
 /// End of life: close() makes every blocked caller return and every later call return at once;
 /// awaitCallersGone() then waits for the blocked ones to have left; then the pipe may go.

@@ -42,7 +42,7 @@ NetCommunicationPipeManager::NetCommunicationPipeManager(const Options& options)
         if (listening)
             addresses.setConfigured(options.host, serverLoop->port());
         else
-            connectionStatus.lastFailure = "the port could not be listened on";
+            connectionStatus.lastFailure = serverLoop->listenFailure();
         loop = std::move(serverLoop);
     } else {
         connectionStatus.state = ConnectionStatus::Disconnected;

@@ -20,6 +20,7 @@ public:
     bool hasSendsToDo() const override;
 
     bool isListening() const { return listener.isListening(); }
+    zu::InplaceString<128> listenFailure() const { return listener.getFailure(); }
     uint32 port() const { return listener.getPort(); }
 
 private:

@@ -48,6 +48,15 @@ protected:
         return run(line, data).text;
     }
 
+    // The answers' texts, in order.
+    std::string askEach(const std::vector<std::string>& lines)
+    {
+        std::string texts;
+        for (const std::string& line : lines)
+            texts += (texts.empty() ? "" : " ") + ask(line);
+        return texts;
+    }
+
     // The answer's data, wherever it comes from.
     std::string fetch(const std::string& line) { return dataOf(run(line)); }
     static std::string dataOf(const fileserver::Answer& answer)

@@ -120,6 +120,7 @@ void ChildProcess::send(int signal)
 
 void ChildProcess::kill() { send(SIGKILL); }
 void ChildProcess::interrupt() { send(SIGINT); }
+void ChildProcess::askForStatus() { send(SIGUSR1); }
 void ChildProcess::resume() { send(SIGCONT); }
 
 void ChildProcess::pause()

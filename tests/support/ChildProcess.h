@@ -45,7 +45,8 @@ public:
 
     void kill();
     void interrupt();
-    void pause(); ///< returns when it stands still
+    void askForStatus(); ///< as people do, see zu::Interrupt
+    void pause();        ///< returns when it stands still
     void resume();
     int id() const { return processId; }
 

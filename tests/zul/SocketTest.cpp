@@ -218,6 +218,26 @@ TEST_F(SocketTest, RefusesWhatIsTooLargeToSend)
     EXPECT_TRUE(client.isConnected());
 }
 
+TEST_F(SocketTest, QuietConnectionsAreProbed)
+{
+    ASSERT_TRUE(connectPair());
+    for (const Socket* end : {&client, server.get()}) {
+        int isProbed = 0;
+        socklen_t size = sizeof isProbed;
+        getsockopt(static_cast<int>(end->getWaitHandle().native), SOL_SOCKET, SO_KEEPALIVE,
+                   &isProbed, &size);
+        EXPECT_TRUE(isProbed);
+    }
+}
+
+TEST_F(SocketTest, AddressesAreShownAsTheyCanBeConnectedTo)
+{
+    for (const char* ip : {"127.0.0.1", "::1", "fe80::1%1"})
+        EXPECT_EQ(net::tcp::describe(net::tcp::numericAddresses(ip, 80).at(0)).ip, ip);
+    EXPECT_EQ(net::tcp::describe(net::tcp::numericAddresses("::ffff:127.0.0.1", 80).at(0)).ip,
+              "127.0.0.1");
+}
+
 TEST_F(SocketTest, WaitsForWritingOnlyWhileThereIsABacklog)
 {
     ASSERT_TRUE(connectPair());

@@ -6,8 +6,10 @@
 
 #include <zul/Interrupt.h>
 #include <zul/Listener.h>
+#include <zul/String.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -49,9 +51,27 @@ void addMaps(const std::vector<std::string>& texts, fileserver::FolderMaps& maps
         std::string error;
         if (!fileserver::parseMap(text, spec, error))
             throw ToolError(ExitCode::Usage, "--map " + text + ": " + error);
+        const bool isTaken = std::ranges::any_of(maps.getAll(), [&](const auto& map) {
+            return zu::stricmp(map->getName().c_str(), spec.name.c_str()) == 0;
+        });
         if (!maps.add(spec, error))
-            throw ToolError(ExitCode::File, "--map " + text + ": " + error);
+            throw ToolError(isTaken ? ExitCode::Usage : ExitCode::File,
+                            "--map " + text + ": " + error);
     }
+}
+
+void requireServing(const ServeOptions& options)
+{
+    const dm::ConnectionStatus status = dm::getConnectionStatus(FileServer::kManagerName);
+    if (options.listenAddress.empty())
+        requireListening(FileServer::kManagerName, options.server.port);
+    else if (status.state != dm::ConnectionStatus::Connected)
+        throw ToolError(ExitCode::CannotConnect,
+                        "cannot listen on " +
+                            Address{options.listenAddress, options.server.port}.toString() + " (" +
+                            status.lastFailure.c_str() +
+                            "): give an address of this machine in numbers, or 0.0.0.0 or :: for "
+                            "all, and a port that is free");
 }
 
 bool isLoopback(const std::string& address)
@@ -120,7 +140,7 @@ ExitCode serve(const ServeOptions& options)
     bool isStopped = true;
     try {
         server.start();
-        requireListening(FileServer::kManagerName, options.server.port);
+        requireServing(options);
         log.listening(server.getPort());
         for (const auto& map : maps.getAll())
             log.mapped(*map);

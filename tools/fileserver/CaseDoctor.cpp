@@ -8,7 +8,12 @@ bool CaseDoctor::examine(std::string_view mapName, const zu::ConfinedFolder& fol
                          std::string_view path, std::string& outPath)
 {
     const size_t salt = std::hash<std::string_view>()(mapName);
-    return isNew(salt, path) && folder.findOtherCase(path, outPath);
+    if (!isNew(salt, path))
+        return false;
+    // What was to be made is not there in any case, but its folder may be.
+    const size_t separator = path.find_last_of("/\\");
+    return folder.findOtherCase(path, outPath) ||
+           (separator != path.npos && folder.findOtherCase(path.substr(0, separator), outPath));
 }
 
 bool CaseDoctor::isNew(size_t salt, std::string_view text)

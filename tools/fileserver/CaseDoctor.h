@@ -24,8 +24,9 @@ public:
     /// Paths remembered at a time.
     static constexpr size_t kMaxPaths = 16384;
 
-    /// Whether the path, which was not found in the folder, exists there in other letter case, as
-    /// outPath. False as well when it was examined a moment ago.
+    /// Whether the path, which was not found in the folder, or at least the folder that it leads
+    /// to exists there in other letter case, as outPath. False as well when it was examined a
+    /// moment ago.
     ///
     ///   mapName   tells the folders apart.
     bool examine(std::string_view mapName, const zu::ConfinedFolder& folder, std::string_view path,

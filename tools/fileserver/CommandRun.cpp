@@ -405,19 +405,14 @@ void CommandRun::warn(const std::string& text)
     report.warning += text;
 }
 
-/// Of the file or, when it was to be made, its folder.
 void CommandRun::examineLetterCase(const Place& place)
 {
     if (context.maps.getOptions().letterCase == zu::ConfinedFolder::LetterCase::Ignore)
         return;
-    const FolderMap::Folder folder = place.map->getFolder();
     const std::string name(place.map->getPlainName());
     std::string other;
-    for (const std::string_view path : {place.rest, folderOf(place.rest)})
-        if (context.caseDoctor.examine(name, *folder, path, other)) {
-            warn(quote(place.path) + " is not there, but " + quote(name + '/' + other) + " is");
-            return;
-        }
+    if (context.caseDoctor.examine(name, *place.map->getFolder(), place.rest, other))
+        warn(quote(place.path) + " is not there, but " + quote(name + '/' + other) + " is");
 }
 
 } // namespace fileserver

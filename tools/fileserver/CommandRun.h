@@ -4,6 +4,10 @@
 #include "tools/fileserver/CommandRunner.h"
 #include "tools/fileserver/ListAnswer.h"
 
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
 namespace fileserver {
 
 /// What all commands share.

@@ -254,10 +254,11 @@ bool GameSession::send(const Answer& answer, unsigned fromConnection)
         return dm::respondFrom(*pipe, answer.text.c_str(), answer.content->size,
                                {&reader, ContentReader::read});
     }
+    const bool wasWanted = isWanted(fromConnection); // a game may leave as soon as it has it
     const bool hasData = !answer.data.empty();
     pipe->respond(answer.text.c_str(), hasData ? answer.data.data() : nullptr,
                   static_cast<dm::uint32>(answer.data.size()));
-    return isWanted(fromConnection);
+    return wasWanted;
 }
 
 } // namespace fileserver

@@ -48,6 +48,7 @@ struct Listener::State
     ~State() { tcp::close(listening); }
 
     tcp::Listening listening;
+    std::string failure;
     bool refusalReported = false;
 };
 
@@ -56,21 +57,26 @@ Listener::Listener(int port)
     , portInUse(static_cast<u32>(port))
 {
     zu::InplaceString<128> address = getListenAddress();
-    std::string error = "no port of TCP";
+    std::string& failure = listening->failure;
+    failure = "no port of TCP";
     if (port >= 0 && port <= 0xFFFF) {
         auto addresses = tcp::numericAddresses(address.c_str(), portInUse);
-        error = "not a numeric address";
+        failure = "not a numeric address";
         if (!addresses.empty())
-            listening->listening = tcp::listen(addresses.front(), error);
+            listening->listening = tcp::listen(addresses.front(), failure);
     }
-    if (isListening())
-        portInUse = listening->listening.port;
-    else
+    if (!isListening()) {
         std::fprintf(stderr, "net: cannot listen on %s port %d: %s\n", address.c_str(), port,
-                     error.c_str());
+                     failure.c_str());
+        return;
+    }
+    portInUse = listening->listening.port;
+    failure.clear();
 }
 
 Listener::~Listener() = default;
+
+zu::InplaceString<128> Listener::getFailure() const { return listening->failure.c_str(); }
 
 bool Listener::isListening() const { return listening->listening.handle != tcp::kNoHandle; }
 

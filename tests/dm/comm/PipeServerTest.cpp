@@ -1,6 +1,8 @@
 /// A server manager whose clients are played by the test, message by message.
 #include "support/PipeFixture.h"
 
+#include <zul/Listener.h>
+
 using namespace support;
 
 namespace {
@@ -137,6 +139,31 @@ TEST_F(PipeServer, RedirectsExactlyTheNextClient)
 
     ScriptedPeer next = ScriptedPeer::attachTo(port, "pipe");
     EXPECT_FALSE(next.hasSeen(WireMessage::Redirect));
+}
+
+TEST_F(PipeServer, SendsClientsOnToTheAddressTheyReachedItAt)
+{
+    net::setListenAddress("::");
+    dm::CommunicationPipeManager* front = startServer(true, "front");
+    dm::CommunicationPipeManager* behind = startServer(true, "behind");
+    net::setListenAddress("");
+    if (dm::getConnectionStatus("front").state != dm::ConnectionStatus::Connected)
+        GTEST_SKIP() << "no IPv6 here";
+    EXPECT_EQ(toString(dm::getReachedAddress(*front)), "");
+    front->setClientConnectionCallback(
+        {behind, [](void* target, dm::CommunicationPipeManager* reached) {
+             reached->setRedirect(dm::getReachedAddress(*reached).c_str(),
+                                  portOf(static_cast<dm::CommunicationPipeManager*>(target)));
+         }});
+    for (const char* address : {"127.0.0.2", "::1"}) {
+        dm::CommunicationPipe* client =
+            dm::initCommunicationManagerAsClient(address, address, static_cast<int>(portOf(front)))
+                ->getPipe("pipe");
+        waitConnected(client);
+        EXPECT_EQ(toString(client->getConnectedIP()), address);
+        EXPECT_EQ(toString(dm::getReachedAddress(*front)), address);
+        EXPECT_EQ(toString(dm::getReachedAddress(*behind)), address);
+    }
 }
 
 TEST_F(PipeServer, DroppingClientEmptiesTheRedirectButNotItsMark)

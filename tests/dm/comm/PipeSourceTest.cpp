@@ -136,6 +136,14 @@ TEST_F(PipeSource, OneThatFailsIsAskedForAgain)
     EXPECT_TRUE(answerNext(ends.server, source).get());
     EXPECT_TRUE(asked.get() == (Answer{"here", source.text}));
     EXPECT_EQ(dm::getConnectionStatus("client").connections, 4u);
+
+    // The other way round it is the client that drops and connects again.
+    failingAt = kRingBytes;
+    auto askedBack = askAside(ends.server, "read", "", 5 * kRingBytes);
+    EXPECT_FALSE(answerNext(ends.client, source).get());
+    failingAt = 1;
+    EXPECT_TRUE(answerNext(ends.client, source).get());
+    EXPECT_TRUE(askedBack.get() == (Answer{"here", source.text}));
 }
 
 TEST_F(PipeSource, EndsWithTheManager)

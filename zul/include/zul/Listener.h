@@ -45,6 +45,9 @@ public:
 
     bool isListening() const;
 
+    /// Why it is not listening, for people; "" when it is.
+    zu::InplaceString<128> getFailure() const;
+
     /// The port in use, also when the system picked it. The one asked for when not listening.
     u32 getPort() const { return portInUse; }
 

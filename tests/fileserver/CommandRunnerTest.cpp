@@ -1,0 +1,284 @@
+#include "RunnerFixture.h"
+#include "tools/fileserver/ListAnswer.h"
+
+#include <dm/fs.h>
+
+#include <cstdlib>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using namespace fileserver;
+namespace fs = std::filesystem;
+
+namespace {
+
+class CommandRunnerTest : public RunnerFixture
+{
+protected:
+    CommandRunnerTest() { serve(); }
+};
+
+TEST_F(CommandRunnerTest, AnswersAboutFilesAndFolders)
+{
+    make("data/dir/file", "12345");
+    makeReadOnly("data/locked", "x");
+    make("stock/file", "x");
+    fs::last_write_time(
+        folder / "data/dir/file",
+        fs::file_time_type(std::chrono::file_clock::from_sys(std::chrono::sys_seconds{})));
+    EXPECT_EQ(ask("fileExists \"data\\dir/FILE\""), "false");
+    EXPECT_EQ(ask("fileExists \"DATA\\dir/file\""), "true");
+    EXPECT_EQ(ask("fileExists \"data/dir\""), "false");
+    EXPECT_EQ(report.reason, "it is a folder");
+    EXPECT_EQ(askEach({"directoryExists \"data/dir/\"", "directoryExists \"data\""}), "true true");
+    EXPECT_EQ(ask("directoryExists \"data/dir/file\""), "false");
+    EXPECT_EQ(askEach({"isFileReadOnly \"data/locked\"", "isFileReadOnly \"stock/file\""}),
+              "true true");
+    EXPECT_EQ(askEach({"isFileReadOnly \"data/dir/file\"", "isFileReadOnly \"data/dir\""}),
+              "false false");
+    EXPECT_EQ(ask("getFileSize \"data/dir/file\""), "5");
+    EXPECT_EQ(askEach({"getFileSize \"data/dir\"", "getFileSize \"data/none\""}), "0 0");
+    EXPECT_EQ(ask("getFileTime \"data/dir/file\""), "-717324288 27111902"); // 1970
+    EXPECT_EQ(ask("getFileTime \"data/none\""), "0 0");
+    EXPECT_FALSE(report.succeeded);
+    EXPECT_EQ(report.reason, "there is no such file or folder");
+    EXPECT_EQ(report.warning, "");
+    EXPECT_EQ(askEach({"fileexists \"data/dir/file\"", "getFileSize data/dir/file"}), "false 0");
+}
+
+TEST_F(CommandRunnerTest, ReadsRangesSmallFromMemoryAndLargeFromTheFile)
+{
+    std::string content(300000, '\0');
+    for (size_t at = 0; at < content.size(); ++at)
+        content[at] = static_cast<char>(at * 7 / 3);
+    make("data/file", content);
+    EXPECT_EQ(fetch("read 100 50 \"data/file\""), content.substr(100, 50));
+    EXPECT_EQ(report.bytes, 50u);
+    EXPECT_EQ(fetch("read 299990 2147483647 \"data/file\""), content.substr(299990));
+    EXPECT_TRUE(run("read 299990 2147483647 \"data/file\"").content == nullptr);
+    EXPECT_EQ(fetch("read 300000 9 \"data/file\"") + fetch("read 2147483647 9 \"data/file\""), "");
+    EXPECT_TRUE(report.succeeded);
+    const Answer large = run("read 1000 2147483647 \"data/file\"");
+    ASSERT_TRUE(large.content);
+    EXPECT_EQ(large.text, "true");
+    // The game gets the file that was there, whole, whatever becomes of the name.
+    make("data/other", "other");
+    EXPECT_EQ(ask("moveFile \"data/other\" \"data/file\""), "true");
+    EXPECT_EQ(dataOf(large), content.substr(1000));
+    const Answer cut = run("read 0 200000 \"data/file\"");
+    for (const char* line : {"read 0 9 \"data\"", "read 0 9 \"data/none\"",
+                             "read -1 9 \"data/file\"", "read 0 -9 \"data/file\""})
+    {
+        const Answer answer = run(line);
+        EXPECT_TRUE(answer.text == "false" && answer.data.empty() && !answer.content) << line;
+    }
+}
+
+TEST_F(CommandRunnerTest, ContentThatIsNoLongerThereFailsInsteadOfLying)
+{
+    make("data/file", std::string(200000, 'x'));
+    const Answer answer = run("read 0 200000 \"data/file\"");
+    fs::resize_file(folder / "data/file", 150000);
+    char bytes[100];
+    EXPECT_TRUE(answer.content->read(149900, bytes, 100));
+    EXPECT_FALSE(answer.content->read(149901, bytes, 100));
+}
+
+TEST_F(CommandRunnerTest, WritesExactlyOrNotAtAll)
+{
+    EXPECT_EQ(ask("write 0 5 \"data/file\"", "12345"), "5");
+    EXPECT_EQ(ask("write 3 4 \"data/file\"", "abcd"), "4");
+    EXPECT_EQ(ask("write 9 1 \"data/file\"", "z"), "1");
+    EXPECT_EQ(askEach({"write 0 0 \"data/file\"", "write 7 0 \"data/empty\""}), "0 0");
+    EXPECT_TRUE(report.succeeded);
+    EXPECT_EQ(contentOf("data/file"), std::string("123abcd\0\0z", 10));
+    EXPECT_TRUE(fs::exists(folder / "data/empty") && fs::is_empty(folder / "data/empty"));
+    for (const char* line :
+         {"write 0 4 \"data/file\"", "write 0 6 \"data/file\"", "write -1 5 \"data/file\"",
+          "write 0 5 \"data/none/file\"", "write 0 5 \"data\"", "write 0 5 \"stock/file\""})
+    {
+        EXPECT_EQ(ask(line, "12345"), "0") << line;
+        EXPECT_FALSE(report.succeeded) << line;
+    }
+    EXPECT_EQ(contentOf("data/file"), std::string("123abcd\0\0z", 10));
+    EXPECT_THAT(report.warning, HasSubstr("the map \"stock\" is read-only"));
+}
+
+TEST_F(CommandRunnerTest, ChangesFoldersAsTheLocalFileSystemDoes)
+{
+    EXPECT_EQ(askEach({"createDirectory \"data/new\"", "createDirectory \"data/new\"",
+                       "createDirectory \"data\"", "createDirectory \"data/.//\""}),
+              "true true true true");
+    make("data/new/file", "f");
+    makeReadOnly("data/locked", "l");
+    EXPECT_EQ(askEach({"createDirectory \"data/new/file\"", "createDirectory \"data/a/b\""}),
+              "false false");
+    EXPECT_EQ(askEach({"deleteFile \"data/locked\"", "deleteFile \"data/new\"",
+                       "deleteDirectory \"data/new\"", "deleteDirectory \"data\""}),
+              "false false false false");
+    EXPECT_EQ(
+        askEach({"copyFile \"data/new/file\" \"data/locked\"",
+                 "moveFile \"data/new/file\" \"data/locked\"",
+                 "copyFile \"data/new\" \"data/copy\"", "moveFile \"data/locked\" \"data/new\""}),
+        "false false false false");
+    make("data/old", "old");
+    EXPECT_EQ(ask("copyFile \"data/new/file\" \"data/old\""), "true");
+    EXPECT_EQ(ask("moveFile \"data/old\" \"data/new/file\""), "true");
+    EXPECT_EQ(ask("moveFile \"data/new\" \"data/moved\""), "true");
+    EXPECT_EQ(askEach({"deleteFile \"data/moved/file\"", "deleteDirectory \"data/moved\""}),
+              "true true");
+    EXPECT_THAT(names("data/*"), ElementsAre("locked"));
+}
+
+TEST_F(CommandRunnerTest, CopiesAndMovesBetweenMapsAsTheirRightsAllow)
+{
+    fs::create_directory(folder / "more");
+    add("more=" + at("more") + ":rw");
+    make("stock/file", "stock");
+    EXPECT_EQ(ask("copyFile \"stock/file\" \"data/file\""), "true");
+    EXPECT_EQ(ask("moveFile \"stock/file\" \"data/other\""), "false");
+    EXPECT_EQ(ask("copyFile \"data/file\" \"stock/other\""), "false");
+    EXPECT_EQ(ask("moveFile \"data/file\" \"more/file\""), "true");
+    EXPECT_EQ(contentOf("stock/file") + contentOf("more/file"), "stockstock");
+    EXPECT_THAT(names("data/*"), IsEmpty());
+}
+
+TEST_F(CommandRunnerTest, ListsWhatASearchInTheFolderFinds)
+{
+    make("data/b.txt", "12");
+    make("data/A.TXT");
+    make("data/sub/c.txt");
+    make("data/quo\"te.txt");
+    EXPECT_THAT(names("data/*.txt"), ElementsAre("A.TXT", "b.txt"));
+    EXPECT_THAT(report.warning, HasSubstr("leaves out 1 names"));
+    EXPECT_THAT(names("data\\*.*"), ElementsAre("A.TXT", "b.txt", "sub/"));
+    EXPECT_THAT(names("data/B.txt"), ElementsAre("b.txt"));
+    EXPECT_THAT(names("data/sub"), ElementsAre("sub/"));
+    EXPECT_THAT(names("DATA"), ElementsAre("data/")); // the map itself
+    EXPECT_THAT(names("data/sub/none*"), IsEmpty());
+    EXPECT_TRUE(report.succeeded);
+    for (const char* pattern : {"data/", "data/none/*", "data/b.txt/*", "dat*", "*", "", "local/*"})
+    {
+        EXPECT_THAT(names(pattern), IsEmpty()) << pattern;
+        EXPECT_EQ(report.warning, "") << pattern;
+    }
+    EXPECT_EQ(list("findFiles \"data/b.txt\"")[0].substr(0, 4), "0 2 ");
+    EXPECT_EQ(list("findFiles \"data/sub\"")[0].substr(0, 4), "1 0 ");
+}
+
+TEST_F(CommandRunnerTest, WalksFilesOfOneFolderFirstAndNamesThemAsAsked)
+{
+    for (const char* name : {"data/z.map", "data/a/x.map", "data/a/deep/y.map", "data/b/n.txt"})
+        make(name);
+    fs::create_directory(folder / "data/folder.map");
+    EXPECT_THAT(list("findFilesRecursive \"data\" \"*\" 1"),
+                ElementsAre("0 \"data/z.map\"", "0 \"data/a/x.map\"", "0 \"data/a/deep/y.map\"",
+                            "0 \"data/b/n.txt\""));
+    EXPECT_THAT(list("findFilesRecursive \"DATA\\a\\\" \"*.map\" 1"),
+                ElementsAre("0 \"DATA\\a\\x.map\"", "0 \"DATA\\a\\deep/y.map\""));
+    EXPECT_THAT(list("findFilesRecursive \"data\" \"*.map\" 0"), ElementsAre("0 \"data/z.map\""));
+    EXPECT_THAT(list("findFilesRecursive \"data/none\" \"*\" 1"), IsEmpty());
+    EXPECT_THAT(list("findFilesRecursive \"data/z.map\" \"*\" 1"), IsEmpty());
+}
+
+TEST_F(CommandRunnerTest, CutsAListThatIsTooLongAtAWholeEntry)
+{
+    ListAnswer answer;
+    const std::string name(250, 'n');
+    while (answer.addFile(false, ~0ull, ~0ull, name))
+        ;
+    EXPECT_TRUE(answer.isCut() && !answer.addFile(false, 0, 0, "short"));
+    const zu::u32 count = answer.getCount();
+    const std::vector<char> list = answer.take();
+    const size_t limit = dm::NetworkFileSystem::kMaxListBytes;
+    EXPECT_TRUE(list.size() <= limit && list.size() > limit - 310);
+    EXPECT_EQ(list.data(), std::to_string(count));
+    EXPECT_EQ(std::count(list.begin(), list.end(), '\0'), count + 1);
+    EXPECT_EQ(list.back(), '\0');
+    EXPECT_TRUE(answer.addPath(std::string(511, 'p')) && answer.addPath(std::string(512, 'p')));
+    EXPECT_TRUE(answer.getCount() == 1 && answer.getUnreadable() == 1);
+}
+
+TEST_F(CommandRunnerTest, TellsFoldersWithOrWithoutTheirPathsHere)
+{
+    EXPECT_THAT(list("getMappedFolders"),
+                ElementsAre("data," + at("data"), "stock," + at("stock")));
+    fs::create_directory(folder / "a,b");
+    add("more=" + at("a,b"));
+    CommandRunner discreet(*maps, {.hidesHostPaths = true});
+    const Answer answer = discreet.run("getMappedFolders", nullptr, 0, {}, report);
+    EXPECT_EQ(dataOf(answer), std::string("3\0data\0stock\0more\0", 18));
+    EXPECT_EQ(list("getMappedFolders")[2], "more," + at("a,b"));
+}
+
+TEST_F(CommandRunnerTest, TellsOfNamesInOtherLetterCaseOnceInAWhile)
+{
+    make("data/Dir/File.txt", "x");
+    EXPECT_EQ(ask("fileExists \"data/dir/file.txt\""), "false");
+    EXPECT_EQ(report.warning, "\"data/dir/file.txt\" is not there, but \"data/Dir/File.txt\" is");
+    EXPECT_EQ(ask("fileExists \"data/dir/file.txt\""), "false");
+    EXPECT_EQ(report.warning, "");
+    EXPECT_EQ(ask("write 0 1 \"data/dir/new\"", "x"), "0");
+    EXPECT_EQ(report.warning, "\"data/dir/new\" is not there, but \"data/Dir\" is");
+    serve({.letterCase = zu::ConfinedFolder::LetterCase::Ignore});
+    EXPECT_EQ(ask("fileExists \"data/dir/file.txt\""), "true");
+    EXPECT_EQ(ask("write 0 1 \"data/dir/FILE.TXT\"", "y"), "1");
+    EXPECT_EQ(contentOf("data/Dir/File.txt"), "y");
+}
+
+TEST_F(CommandRunnerTest, RefusesEveryWriteWhenAllMapsAreReadOnly)
+{
+    serve({}, "");
+    make("data/file", "old");
+    EXPECT_EQ(ask("write this is not even looked at"), "0");
+    EXPECT_EQ(report.reason, "all maps are read-only");
+    EXPECT_EQ(askEach({"deleteFile \"data/file\"", "createDirectory \"data\""}), "false false");
+    EXPECT_EQ(contentOf("data/file"), "old");
+}
+
+TEST_F(CommandRunnerTest, FindsAFolderThatWasReplacedAndTellsOnceOfOneThatIsGone)
+{
+    make("data/file", "old");
+    fs::remove_all(folder / "data");
+    EXPECT_EQ(ask("getFileSize \"data/file\""), "0");
+    EXPECT_EQ(report.warning, "the folder of the map \"data\" is gone");
+    EXPECT_EQ(ask("write 0 1 \"data/file\"", "x"), "0");
+    EXPECT_THAT(names("data"), IsEmpty());
+    EXPECT_EQ(report.warning, "");
+    EXPECT_EQ(report.reason, "the opened folder is gone");
+    make("data/file", "newer");
+    EXPECT_EQ(ask("copyFile \"data/file\" \"data/copy\""), "true");
+    EXPECT_THAT(names("data/*"), ElementsAre("copy", "file"));
+}
+
+TEST_F(CommandRunnerTest, SaysNoAndWhyWhenTheDiskIsFull)
+{
+    if (std::system(("mount -t tmpfs -o size=256k none " + at("data") + " 2>/dev/null").c_str()))
+        GTEST_SKIP() << "cannot mount";
+    serve();
+    const std::string large(300 * 1024, 'x');
+    EXPECT_EQ(ask("write 0 307200 \"data/file\"", large), "0");
+    EXPECT_EQ(report.warning, "write \"data/file\": the disk is full");
+    EXPECT_THAT(names("data/*"), IsEmpty());
+    runner.reset();
+    maps.reset();
+    EXPECT_EQ(std::system(("umount " + at("data")).c_str()), 0);
+}
+
+TEST_F(CommandRunnerTest, DoesNothingForWhomNobodyWaits)
+{
+    const auto notWanted = [] { return false; };
+    EXPECT_EQ(run("write 0 1 \"data/file\"", "x", notWanted).text, "");
+    EXPECT_TRUE(report.isDropped && !report.succeeded);
+    EXPECT_FALSE(fs::exists(folder / "data/file"));
+    // Given up on the way.
+    make("data/large", std::string(2000000, 'x'));
+    int asked = 0;
+    EXPECT_EQ(run("copyFile \"data/large\" \"data/copy\"", "", [&] { return ++asked < 2; }).text,
+              "");
+    EXPECT_TRUE(report.isDropped);
+    EXPECT_THAT(names("data/*"), ElementsAre("large"));
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+#include "tools/fileserver/FolderMaps.h"
+
+#include "zul/FileFixture.h"
+
+using namespace fileserver;
+
+namespace {
+
+class FolderMapsTest : public FileFixture
+{
+protected:
+    FolderMapsTest() { std::filesystem::create_directories(folder / "dir=x:y"); }
+
+    std::string add(const std::string& name, const std::string& dir = "dir=x:y")
+    {
+        std::string error;
+        return maps.add({name, at(dir), false}, error) ? "" : error;
+    }
+    // The name of the map and what follows it.
+    std::string resolve(std::string_view path)
+    {
+        std::string_view rest;
+        const FolderMap* const map = maps.resolve(path, rest);
+        return map != nullptr ? map->getName() + '|' + std::string(rest) : "none";
+    }
+
+    FolderMaps maps{{}};
+};
+
+std::string parsed(std::string_view text)
+{
+    MapSpec spec;
+    std::string error;
+    if (!parseMap(text, spec, error))
+        return "error";
+    return spec.name + '|' + spec.folder + (spec.isWritable ? "|rw" : "");
+}
+
+TEST(MapSpec, EndsTheNameAtTheFirstEqualsAndTheRightsAtTheVeryEnd)
+{
+    EXPECT_EQ(parsed("data=/home/me"), "data|/home/me");
+    EXPECT_EQ(parsed("data=/a=b:rw/c:rw:rw"), "data|/a=b:rw/c:rw|rw");
+    EXPECT_EQ(parsed("host:\\data/=.:rw/"), "host:\\data/|.:rw/");
+    for (const std::string& text :
+         {std::string("data"), std::string("=/home"), std::string("data="), std::string("data=:rw"),
+          std::string("a,b=/x"), std::string("a\"b=/x"), std::string("a\nb=/x"),
+          std::string(128, 'n') + "=/x"})
+        EXPECT_EQ(parsed(text), "error") << text;
+    EXPECT_EQ(parsed(std::string(127, 'n') + "=/x"), std::string(127, 'n') + "|/x");
+}
+
+TEST_F(FolderMapsTest, GivesAPathToTheLongestNameThatEndsWhereItsNamesDo)
+{
+    for (const char* name : {"data", "Data/Levels", "DATA\\levels\\one", "slash/", "devkit:"})
+        EXPECT_EQ(add(name), "");
+    EXPECT_EQ(resolve("data"), "data|");
+    EXPECT_EQ(resolve("DATA\\x/y"), "data|x/y");
+    EXPECT_EQ(resolve("data/levelsx"), "data|levelsx");
+    EXPECT_EQ(resolve("data\\LEVELS//x"), "Data/Levels|x");
+    EXPECT_EQ(resolve("data/levels/one/x"), "DATA\\levels\\one|x");
+    EXPECT_EQ(resolve("slash"), "slash/|");
+    EXPECT_EQ(resolve("slash\\"), "slash/|");
+    EXPECT_EQ(resolve("slash/x"), "slash/|x");
+    EXPECT_EQ(resolve("devkit:/../x"), "devkit:|../x"); // the folder's to judge
+    for (const char* path : {"", "/", "dat", "database/x", "./data", "/data", "data.", "slashx"})
+        EXPECT_EQ(resolve(path), "none") << path;
+}
+
+TEST_F(FolderMapsTest, RefusesNamesThatAreTakenAndFoldersThatAreNot)
+{
+    EXPECT_EQ(add("a/b"), "");
+    EXPECT_NE(add("A\\B/").find("taken"), std::string::npos);
+    EXPECT_NE(add("c", "missing").find(at("missing")), std::string::npos);
+    make("file");
+    EXPECT_NE(add("c", "file"), "");
+    EXPECT_EQ(maps.getAll().size(), 1u);
+}
+
+TEST_F(FolderMapsTest, OpensAFolderAnewAndTellsOnceThatThereIsNone)
+{
+    EXPECT_EQ(add("data", "dir=x:y"), "");
+    FolderMap& map = *maps.getAll()[0];
+    const FolderMap::Folder gone = map.getFolder();
+    std::filesystem::remove(folder / "dir=x:y");
+    bool isNews = false;
+    EXPECT_FALSE(map.reopen(gone, isNews));
+    EXPECT_TRUE(isNews);
+    EXPECT_FALSE(map.reopen(gone, isNews));
+    EXPECT_FALSE(isNews);
+    std::filesystem::create_directory(folder / "dir=x:y");
+    const FolderMap::Folder another = map.reopen(gone, isNews);
+    EXPECT_TRUE(another && another == map.reopen(gone, isNews));
+}
+
+} // namespace

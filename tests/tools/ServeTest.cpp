@@ -1,0 +1,273 @@
+#include "tools/ServeFixture.h"
+
+#include <zul/LocalFileSystem.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#ifndef __has_feature
+#define __has_feature(feature) 0
+#endif
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace support;
+using Serve = ServeFixture;
+
+// Far more than the two ends and the system between them keep.
+constexpr size_t kLongBytes = 24 << 20;
+
+/// Bytes that differ from place to place, made faster than someBytes.
+std::string manyBytes(size_t count)
+{
+    const std::string part = someBytes(1000003);
+    std::string all;
+    while (all.size() < count)
+        all += part;
+    all.resize(count);
+    return all;
+}
+
+size_t countEntries(const std::string& folderPath)
+{
+    const std::filesystem::directory_iterator entries(folderPath);
+    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+
+TEST_F(Serve, AGameReadsAndWritesThroughItsFileSystem)
+{
+    serve();
+    dm::initCommunicationManagerAsClient("game", "127.0.0.1", static_cast<int>(port));
+    dm::NetworkFileSystem files(zu::LocalFileSystem::getInstance());
+    ASSERT_TRUE(waitUntil([&] { return files.isPipeAcquired(); }));
+
+    const std::string content = someBytes(3 << 20);
+    zu::FileHandle* file = files.openFile("save/new", zu::File::Mode(2));
+    std::string sent = content;
+    EXPECT_EQ(files.writeFile(file, sent.data(), sent.size()), sent.size());
+    std::string back(content.size() + 1, '\0');
+    files.seekFile(file, 0, zu::File::SeekMode(1));
+    EXPECT_EQ(files.readFile(file, back.data(), back.size()), content.size());
+    files.closeFile(file);
+    EXPECT_EQ(back.substr(0, content.size()), content);
+    EXPECT_EQ(read("save/new"), content);
+    EXPECT_FALSE(files.deleteFile("data/a.txt"));
+    EXPECT_EQ(read("data/a.txt"), "hello");
+}
+
+TEST_F(Serve, GamesThatStandStillDelayNobody)
+{
+    const std::string content = manyBytes(kLongBytes);
+    write("data/long", content);
+    serve();
+    const Game good = come();
+    ASSERT_TRUE(good.comes());
+    ChildProcess stopped(command({"call", address, "fileserver", "read 0 2147483647 \"data/long\"",
+                                  "--timeout", "60s", "--out", path("copy")}));
+    expectLine({"\"dm\" came"});
+    stopped.pause();
+    ScriptedPeer silent = stall("data/long");
+    for (int times = 0; times < 100; ++times)
+        ASSERT_EQ(ask(good, "fileExists \"data/a.txt\""), "true");
+    stopped.resume();
+    EXPECT_EQ(stopped.wait(), 0) << stopped.readErrorRest();
+    EXPECT_TRUE(read("copy") == content);
+    EXPECT_EQ(silent.expect(WireMessage::Response).total, kLongBytes); // not dropped either
+}
+
+TEST_F(Serve, GamesThatLeaveInTheMiddleLeaveNothingBehind)
+{
+    write("data/long", std::string(kLongBytes, 'x'));
+    serve();
+    const std::string process = "/proc/" + std::to_string(server->id());
+    const auto resources = [&] {
+        return std::pair(countEntries(process + "/task"), countEntries(process + "/fd"));
+    };
+    const auto atFirst = resources();
+    for (int times = 0; times < 3; ++times) {
+        ScriptedPeer first = stall("data/long");
+        ScriptedPeer second = stall("data/long");
+        ScriptedPeer third = comeScripted();
+        third.send(piece(request("fileserver", 0, "write 0 8 \"save/half\"", "12345678"), 0, 4));
+        ScriptedPeer knocks = ScriptedPeer::connectTo(port); // and never comes
+        knocks.expect(WireMessage::Redirect);
+    }
+    for (int games = 0; games < 9; ++games)
+        expectLine({"left"});
+    EXPECT_FALSE(std::filesystem::exists(path("save/half")));
+    // The sessions of those who never came last longest.
+    EXPECT_TRUE(waitUntil([&] { return resources() == atFirst; }));
+    server->askForStatus();
+    expectErrorLine({"9 games", "6 commands", "6 files read", "0 warnings"});
+}
+
+TEST_F(Serve, GamesBeyondTheLimitWaitUntilOneLeaves)
+{
+    serve({"--max-games", "1"});
+    auto first = std::make_unique<Game>(port, "first");
+    ASSERT_TRUE(first->comes());
+    const Game second = come("second");
+    expectErrorLine({"a game has to wait", "1 already"});
+    EXPECT_EQ(ask(*first, "fileExists \"data/a.txt\""), "true");
+    EXPECT_FALSE(second.pipe->isConnected());
+    first.reset();
+    ASSERT_TRUE(second.comes());
+    EXPECT_EQ(ask(second, "fileExists \"data/a.txt\""), "true");
+}
+
+TEST_F(Serve, WhoComesToTheSessionOfAnotherIsSentToTheMainPort)
+{
+    serve();
+    auto lobby = ScriptedPeer::connectTo(port);
+    const dm::uint32 session = lobby.expect(WireMessage::Redirect).value;
+    ScriptedPeer invited = ScriptedPeer::attachTo(session, "fileserver");
+    const WireMessage sentTo = ScriptedPeer::connectTo(session).expect(WireMessage::Redirect);
+    EXPECT_EQ(sentTo.name, "127.0.0.1");
+    EXPECT_EQ(sentTo.value, port);
+    invited.send(request("fileserver", 0, "fileExists \"data/a.txt\""));
+    EXPECT_EQ(invited.expect(WireMessage::Response).text, "true");
+}
+
+TEST_F(Serve, AServerKilledInTheMiddleIsTakenUpByTheNext)
+{
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__) ||                               \
+    __has_feature(address_sanitizer)
+    constexpr size_t kBytes = 64 << 20;
+#else
+    constexpr size_t kBytes = 256 << 20;
+#endif
+    const std::string content = manyBytes(kBytes);
+    write("data/long", content);
+    serve();
+    const Game reader = come("reader");
+    const Game writer = come("writer");
+    ASSERT_TRUE(reader.comes() && writer.comes());
+    const std::string size = std::to_string(kBytes);
+    auto reading = askAside(reader.pipe, "read 0 " + size + " \"data/long\"", "",
+                            static_cast<dm::uint32>(kBytes));
+    auto writing = askAside(writer.pipe, "write 0 " + size + " \"save/long\"", content);
+    const auto isUnderWay = [](auto& done, const dm::TransferProgress& progress) {
+        return progress.receivedBytes + progress.sentBytes > 0 || isDone(done, 0ms);
+    };
+    EXPECT_TRUE(waitUntil([&] {
+        return isUnderWay(reading, dm::getTransferProgress(reader.pipe)) &&
+               isUnderWay(writing, dm::getTransferProgress(writer.pipe));
+    }));
+    server->kill();
+    server->wait();
+    serve({}, std::to_string(port));
+    EXPECT_TRUE(reading.get().data == content);
+    EXPECT_EQ(writing.get().text, size);
+    EXPECT_TRUE(read("save/long") == content);
+    EXPECT_EQ(countEntries(path("save")), 1u);
+}
+
+TEST_F(Serve, AnInterruptEndsItWhileGamesStandStill)
+{
+    write("data/long", std::string(kLongBytes, 'x'));
+    serve({"-v"});
+    const Game game = come();
+    ASSERT_TRUE(game.comes());
+    ScriptedPeer silent = stall("data/long");
+    server->interrupt();
+    EXPECT_EQ(server->wait(), 0);
+    expectLine({"read 0 2147483647 \"data/long\": 25165824 bytes, not sent"});
+    const std::string statistics = server->readErrorRest();
+    EXPECT_TRUE(hasAll(statistics, {"2 games", "1 command", "1 file read", "game 1 \"game\""}))
+        << statistics;
+}
+
+TEST_F(Serve, JsonStaysALineAnEventWhateverGamesSay)
+{
+    const std::string evil = "evil\"\n{\x1b[31m\xff";
+    server = std::make_unique<ChildProcess>(serveWords({"-v", "--format", "json"}));
+    const auto next = [this] { return nlohmann::json::parse(server->readLine().value_or("")); };
+    const nlohmann::json listening = next();
+    EXPECT_EQ(listening["event"], "listening");
+    port = listening["port"].get<dm::uint32>();
+    EXPECT_EQ(next()["folder"], path("data"));
+    EXPECT_TRUE(next()["writable"].get<bool>());
+    {
+        const Game game = come(evil);
+        ASSERT_TRUE(game.comes());
+        EXPECT_EQ(ask(game, "fileExists \"data/" + evil + "\""), "false");
+        EXPECT_EQ(ask(game, evil), "false");
+        EXPECT_EQ(ask(game, std::string(10000, '\xfe')), "false");
+        EXPECT_EQ(ask(game, "write 0 2 \"save/x\""), "0");
+    }
+    Words events;
+    for (nlohmann::json event = next();; event = next()) {
+        const std::string kind = event["event"];
+        if (kind != "warning")
+            events.push_back(kind);
+        EXPECT_LT(event.dump().size(), 10000u);
+        if (kind == "left")
+            break;
+    }
+    EXPECT_EQ(events, (Words{"came", "command", "command", "command", "command", "left"}));
+    server->askForStatus();
+    const nlohmann::json statistics = next();
+    EXPECT_EQ(statistics["event"], "statistics");
+    EXPECT_EQ(statistics["commands"], 4);
+    EXPECT_TRUE(statistics["games"].empty());
+    server->interrupt();
+    EXPECT_EQ(server->wait(), 0);
+    EXPECT_EQ(server->readErrorRest(), "");
+}
+
+TEST_F(Serve, OutputThatNobodyReadsHoldsNobodyUp)
+{
+    // Standard output and standard error in one.
+    ASSERT_EQ(::mkfifo(path("unread").c_str(), 0600), 0);
+    const int unread = ::open(path("unread").c_str(), O_RDWR);
+    const Words words = serveWords({"-v"});
+    std::string line = "exec \"$0\" \"$@\" >\"" + path("unread") + "\" 2>&1";
+    server = std::make_unique<ChildProcess>(Words{"sh", "-c", line} + words);
+    std::string text(200, '\0');
+    text.resize(
+        static_cast<size_t>(std::max<ssize_t>(::read(unread, text.data(), text.size()), 0)));
+    ASSERT_EQ(text.find("dm: listening on 127.0.0.1:"), 0u);
+    port = static_cast<dm::uint32>(std::stoul(text.substr(27)));
+
+    const Game game = come();
+    ASSERT_TRUE(game.comes());
+    for (int times = 0; times < 4000; ++times)
+        ASSERT_EQ(ask(game, "fileExists \"data/none" + std::to_string(times) + "\""), "false");
+    server->interrupt();
+    EXPECT_EQ(server->wait(), 7);
+    ::close(unread);
+}
+
+TEST_F(Serve, MistakesAreNamed)
+{
+    serve();
+    const std::string here = "a=" + path("data");
+    struct Mistake
+    {
+        Words words;
+        int exitCode;
+        std::string named;
+    };
+    for (const Mistake& mistake : std::vector<Mistake>{
+             {{}, 2, "--map"},
+             {{"--map", "data"}, 2, "data"},
+             {{"--map", "a,b=/"}, 2, "a,b"},
+             {{"--map", "a=" + path("none")}, 7, path("none")},
+             {{"--map", here, "--map", "A=/"}, 2, "A"},
+             {{"--map", here, "--port", portOf(address)}, 3, portOf(address)},
+             {{"--map", here, "--port", "0", "--listen", "nowhere"}, 3, "nowhere:0 (not a num"},
+             {{"--map", here, "--port", "0", "--listen", "192.0.2.1"}, 3, "192.0.2.1"},
+         })
+    {
+        const Outcome outcome = dm(Words{"serve"} + mistake.words);
+        EXPECT_EQ(outcome.exitCode, mistake.exitCode) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(mistake.named), std::string::npos) << outcome.errors;
+    }
+    server = std::make_unique<ChildProcess>(
+        command({"serve", "--map", here, "--port", "0", "--listen", "0.0.0.0"}));
+    expectErrorLine({"anybody", "0.0.0.0", "read the maps"});
+}
+
+} // namespace
