@@ -303,9 +303,17 @@ TEST_F(FsToolScripted, WarnsOfAListThatMayHaveBeenCut)
         paths.push_back("0 \"data/" + std::string(245, 'x') + "\"");
     scripted.answer("directoryExists \"data\"", {"true"});
     scripted.answerList("findFilesRecursive \"data\" \"*\" 1", paths);
-    const Outcome outcome = fs({"find", "data/*"});
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_NE(outcome.errors.find("there may be more"), std::string::npos) << outcome.errors;
+    const Outcome found = fs({"find", "data/*"});
+    EXPECT_EQ(found.exitCode, 0);
+    EXPECT_NE(found.errors.find("there may be more"), std::string::npos) << found.errors;
+
+    std::vector<std::string> names;
+    for (int at = 0; at < 2570; ++at)
+        names.push_back("1 0 0 \"" + std::to_string(at) + std::string(245, 'x') + "\"");
+    offerFolder("data", names);
+    const Outcome listed = fs({"ls", "data"});
+    EXPECT_EQ(listed.exitCode, 7); // other than a search, a list is taken for all there is
+    EXPECT_NE(listed.errors.find("there may be more"), std::string::npos) << listed.errors;
 }
 
 TEST_F(FsTool, ExitsWith5AtAnotherProtocolVersion)

@@ -43,7 +43,7 @@ void removeTree(const FsTask& task, const std::string& folder, zu::u32 depth)
 bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth)
 {
     bool hasRemoved = false;
-    for (const RemoteFiles::Entry& entry : task.files.list(folder)) {
+    for (const RemoteFiles::Entry& entry : task.files.list(folder).entries) {
         if (!isPlainName(entry.name))
             continue; // the folder stays then, which is told
         task.problems.attempt([&] {

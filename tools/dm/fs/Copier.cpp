@@ -67,10 +67,9 @@ private:
 
 /// Calls take(data, count) for each piece. Throws when there are fewer bytes than `size`.
 template <typename Take>
-void readRemote(RemoteFiles& files, const std::string& path, std::uint64_t size,
+void readRemote(RemoteFile& source, const std::string& path, std::uint64_t size,
                 std::vector<char>& buffer, Take take)
 {
-    RemoteFile source(files, path, zu::File::Read);
     for (std::uint64_t at = 0; at < size;) {
         const std::uint64_t wanted = std::min<std::uint64_t>(size - at, buffer.size());
         const std::uint64_t count = source.read(buffer.data(), wanted);
@@ -108,10 +107,11 @@ Copier::Copier(RemoteFiles& remoteFiles, CopyMeter& copyMeter, Problems& sharedP
 
 void Copier::get(const std::string& remote, const std::string& local)
 {
-    const std::uint64_t size = files.sizeOf(remote);
+    RemoteFile source(files, remote, zu::File::Read);
+    const std::uint64_t size = source.size();
     requireSendableSize(remote, size);
     OutputFile out(local);
-    readRemote(files, remote, size, buffer, [&](const char* data, std::size_t count) {
+    readRemote(source, remote, size, buffer, [&](const char* data, std::size_t count) {
         out.write(data, count);
         meter.addBytes(count);
     });
@@ -148,7 +148,8 @@ void Copier::send(std::FILE* source, std::uint64_t size, const std::string& loca
     TemporaryRemoteFile temporary(files, problems, remote);
     Sha256 sent;
     {
-        RemoteFile copy(files, temporary.path(), zu::File::Write);
+        // Not there yet, so nothing needs to be deleted first.
+        RemoteFile copy(files, temporary.path(), zu::File::ReadWrite);
         temporary.willBeMade();
         std::uint64_t at = 0;
         do { // once even for no bytes, which makes the file
@@ -208,8 +209,9 @@ std::string Copier::hashLocal(const fs::path& path)
 
 std::string Copier::hashRemote(const std::string& path, std::uint64_t size)
 {
+    RemoteFile source(files, path, zu::File::Read);
     Sha256 hash;
-    readRemote(files, path, size, buffer,
+    readRemote(source, path, size, buffer,
                [&](const char* data, std::size_t count) { hash.add(data, count); });
     return hash.finish();
 }

@@ -140,9 +140,13 @@ void printList(const FsTask& task, const ListOptions& options)
                  const std::string path = join(options.path, below);
                  printEntry(task, options, entry, path, path);
              });
-    else
-        for (const Entry& entry : task.files.list(options.path))
+    else {
+        const RemoteFiles::Listing listing = task.files.list(options.path);
+        for (const Entry& entry : listing.entries)
             printEntry(task, options, entry, entry.name, join(options.path, entry.name));
+        if (listing.mayBeCut)
+            task.problems.fail(describeCut(options.path));
+    }
 }
 
 void printInfo(const FsTask& task, const std::vector<std::string>& paths)

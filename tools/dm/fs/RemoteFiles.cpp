@@ -27,6 +27,11 @@ std::size_t listedBytes(const RemoteFiles::Entry& entry)
 
 } // namespace
 
+std::string describeCut(const std::string& folder)
+{
+    return "the list of '" + folder + "' is as long as the protocol carries: there may be more";
+}
+
 void RemoteFiles::throwIfEnding() const
 {
     if (session.isEnding())
@@ -85,7 +90,7 @@ bool RemoteFiles::isReadOnly(const std::string& path)
     return ask([&] { return network.isFileReadOnly(path.c_str()); });
 }
 
-std::vector<RemoteFiles::Entry> RemoteFiles::list(const std::string& folder)
+RemoteFiles::Listing RemoteFiles::list(const std::string& folder)
 {
     std::vector<Entry> entries = ask([&] {
         std::vector<Entry> read;
@@ -99,11 +104,8 @@ std::vector<RemoteFiles::Entry> RemoteFiles::list(const std::string& folder)
     std::size_t bytes = 0;
     for (const Entry& entry : entries)
         bytes += listedBytes(entry);
-    if (mayBeCut(bytes))
-        problems.note("the list of '" + folder +
-                      "' is as long as the protocol carries: there may be more in it");
     addTwins(folder, entries);
-    return entries;
+    return {std::move(entries), mayBeCut(bytes)};
 }
 
 /// A search shows one of several names that differ in letter case only; the other kind of list
@@ -153,7 +155,7 @@ std::vector<std::string> RemoteFiles::find(const std::string& folder, const std:
     }
     if (mayBeCut(bytes))
         problems.note("what was found is as much as the protocol carries: there may be more, "
-                      "dm fs ls -R shows all");
+                      "dm fs ls -R, which asks for one folder after the other, shows it");
     return paths;
 }
 
@@ -232,7 +234,10 @@ void walk(RemoteFiles& files, const std::string& root, Problems& problems, const
         waiting.pop_back();
         const std::string path = folder.below.empty() ? root : join(root, folder.below);
         std::vector<Folder> found;
-        for (const RemoteFiles::Entry& entry : files.list(path)) {
+        const RemoteFiles::Listing listing = files.list(path);
+        if (listing.mayBeCut)
+            problems.fail(describeCut(path));
+        for (const RemoteFiles::Entry& entry : listing.entries) {
             if (++entries > kMaxEntries)
                 throw FileError("'" + root + "' has more than " + std::to_string(kMaxEntries) +
                                 " entries: take its folders one by one");

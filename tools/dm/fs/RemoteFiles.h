@@ -70,8 +70,13 @@ public:
     Entry describe(const std::string& path);       ///< throws when there is nothing
     bool isReadOnly(const std::string& path);
 
-    /// What is in a folder, whatever the server calls it. Says when it may not be all.
-    std::vector<Entry> list(const std::string& folder);
+    /// What is in a folder, whatever the server calls it.
+    struct Listing
+    {
+        std::vector<Entry> entries;
+        bool mayBeCut = false; ///< it is as long as the protocol carries: there may be more
+    };
+    Listing list(const std::string& folder);
 
     /// The files below a folder whose names match.
     std::vector<std::string> find(const std::string& folder, const std::string& wildcard);
@@ -139,8 +144,12 @@ private:
     std::unique_ptr<zu::FileHandle, Closer> handle;
 };
 
+/// Says that a listing of the folder may be cut.
+std::string describeCut(const std::string& folder);
+
 /// Calls visit(path below root, entry) for all that is below a folder, folders before what is in
-/// them. Names that would lead elsewhere are failures, and left out.
+/// them. Names that would lead elsewhere are failures, and left out; lists that may be cut are
+/// failures too.
 ///
 /// Limits: as deep as zu::FileSystem goes, and kMaxEntries: a server may make up more than fits.
 inline constexpr std::size_t kMaxEntries = 2'000'000;
