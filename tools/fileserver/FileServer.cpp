@@ -68,9 +68,11 @@ bool FileServer::stop()
 void FileServer::admit(dm::CommunicationPipeManager& main)
 {
     const zu::InplaceString<128> reached = dm::getReachedAddress(main);
-    const dm::uint32 sessionPort = isFull() ? 0 : makeSession();
+    dm::uint32 mainPort = 0;
+    main.getHost(&mainPort);
+    const dm::uint32 sessionPort = isFull() ? 0 : makeSession(mainPort);
     // Without a session, to where it came from: it comes again in half a second.
-    main.setRedirect(reached.c_str(), sessionPort != 0 ? sessionPort : port);
+    main.setRedirect(reached.c_str(), sessionPort != 0 ? sessionPort : mainPort);
 }
 
 bool FileServer::isFull()
@@ -88,9 +90,9 @@ bool FileServer::isFull()
 }
 
 /// Its port, or 0 when it cannot be had.
-dm::uint32 FileServer::makeSession()
+dm::uint32 FileServer::makeSession(dm::uint32 mainPort)
 {
-    auto session = std::make_unique<GameSession>(++sessionsMade, context, port);
+    auto session = std::make_unique<GameSession>(++sessionsMade, context, mainPort);
     std::string failure;
     try {
         if (!session->open())

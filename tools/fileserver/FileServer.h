@@ -63,7 +63,7 @@ private:
 
     void admit(dm::CommunicationPipeManager& main);
     bool isFull();
-    dm::uint32 makeSession();
+    dm::uint32 makeSession(dm::uint32 mainPort);
     void warn(const std::string& text);
     void keepHouse();
     Sessions takeEnded();
@@ -72,7 +72,7 @@ private:
     // Never change after start().
     const Options options;
     const ServeContext context;
-    dm::uint32 port = 0;
+    dm::uint32 port = 0; // for getPort; the manager is there before
     const GameSession::Clock::time_point started = GameSession::Clock::now();
 
     // The main manager's thread only.

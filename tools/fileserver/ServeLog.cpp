@@ -33,7 +33,7 @@ std::string shorten(std::string_view text)
     return std::string(text.substr(0, kMaxShownBytes)) + "...";
 }
 
-/// game 3 "plx"
+/// game 3 "racer"
 std::string describe(const GameName& game)
 {
     return "game " + std::to_string(game.number) + " \"" + escapeControls(shorten(game.name)) + '"';
