@@ -171,7 +171,8 @@ void addTransfer(CLI::App& command, FsOptions& options)
 {
     command.add_flag("-r", options.isRecursive, "Copies a folder with all that is in it");
     command.add_flag("--check", options.isHashed,
-                     "Reads both back and compares their SHA-256, besides the size");
+                     "Reads the copy back and compares its SHA-256 with the source's, besides\n"
+                     "the size");
     addFormatOption(command, options.format);
     addProgressOption(command, options.progress);
 }

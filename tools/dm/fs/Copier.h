@@ -21,7 +21,7 @@ public:
     enum class Check
     {
         Size,
-        Hash ///< source and copy are read again and compared
+        Hash ///< the copy is read back, and its hash must be that of the source
     };
 
     Copier(RemoteFiles& remoteFiles, CopyMeter& copyMeter, Problems& sharedProblems,
