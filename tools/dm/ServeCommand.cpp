@@ -152,7 +152,7 @@ ExitCode serve(const ServeOptions& options)
         isStopped = server.stop();
         log.statistics(summary);
     } catch (...) {
-        server.stop();
+        isStopped = server.stop();
         finish(output, errors, isStopped);
         throw;
     }
