@@ -31,6 +31,7 @@ TEST_F(CommandRunnerTest, AnswersAboutFilesAndFolders)
     EXPECT_EQ(ask("fileExists \"DATA\\dir/file\""), "true");
     EXPECT_EQ(ask("fileExists \"data/dir\""), "false");
     EXPECT_EQ(report.reason, "it is a folder");
+    EXPECT_EQ(ask("fileExists \"data/dir/file/\""), "false");
     EXPECT_EQ(askEach({"directoryExists \"data/dir/\"", "directoryExists \"data\""}), "true true");
     EXPECT_EQ(ask("directoryExists \"data/dir/file\""), "false");
     EXPECT_EQ(askEach({"isFileReadOnly \"data/locked\"", "isFileReadOnly \"stock/file\""}),
@@ -96,7 +97,8 @@ TEST_F(CommandRunnerTest, WritesExactlyOrNotAtAll)
     EXPECT_TRUE(fs::exists(folder / "data/empty") && fs::is_empty(folder / "data/empty"));
     for (const char* line :
          {"write 0 4 \"data/file\"", "write 0 6 \"data/file\"", "write -1 5 \"data/file\"",
-          "write 0 5 \"data/none/file\"", "write 0 5 \"data\"", "write 0 5 \"stock/file\""})
+          "write 0 5 \"data/none/file\"", "write 0 5 \"data\"", "write 0 5 \"data/new/\"",
+          "write 0 5 \"stock/file\""})
     {
         EXPECT_EQ(ask(line, "12345"), "0") << line;
         EXPECT_FALSE(report.succeeded) << line;

@@ -198,7 +198,10 @@ protected:
             bool isChanged = false;
             for (const std::string& line : linesFor(path)) {
                 isChanged = attack(line) || isChanged;
-                EXPECT_EQ(contentOf("data/got").find(kSecret), std::string::npos) << line;
+                // A link may be moved, as the link that it is.
+                EXPECT_TRUE(fs::is_symlink(folder / "data/got") ||
+                            contentOf("data/got").find(kSecret) == std::string::npos)
+                    << line;
             }
             ++count;
             ASSERT_EQ(snapshot("out"), outside) << path;

@@ -82,8 +82,10 @@ bool isLoopback(const std::string& address)
 void warnOfNetwork(const fileserver::FolderMaps& maps, fileserver::ServeLog& log)
 {
     const std::string address = net::getListenAddress().c_str();
+    const bool isAny = address == "0.0.0.0" || address == "::";
     if (!isLoopback(address))
-        log.warn(nullptr, "anybody who reaches " + address + " can read " +
+        log.warn(nullptr, std::string("not only this machine: anybody who reaches ") +
+                              (isAny ? "it" : address) + " can read " +
                               (maps.areAllReadOnly() ? "" : "and write ") + "the maps");
 }
 

@@ -45,6 +45,23 @@ std::string textOfTime(zu::u64 time)
     return text;
 }
 
+/// Whose paths name files, and so do not end in a separator.
+bool isAboutFiles(CommandId id)
+{
+    switch (id) {
+    case CommandId::FileExists:
+    case CommandId::IsFileReadOnly:
+    case CommandId::DeleteFile:
+    case CommandId::CopyFile:
+    case CommandId::GetFileSize:
+    case CommandId::Read:
+    case CommandId::Write:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /// What an administrator should see, since the game cannot know better.
 bool isWorthAWarning(Error error)
 {
@@ -329,7 +346,9 @@ bool CommandRun::find(std::string_view path, Place& outPlace)
     outPlace.path = path;
     outPlace.map = context.maps.resolve(path, outPlace.rest);
     // Games take what begins like a map's name for its.
-    return outPlace.map != nullptr || refuse(path, "it is in no map");
+    if (outPlace.map == nullptr)
+        return refuse(path, "it is in no map");
+    return !isAboutFiles(command.id) || !endsInSeparator(path) || fail("it names a folder");
 }
 
 bool CommandRun::findWritable(std::string_view path, Place& outPlace)
