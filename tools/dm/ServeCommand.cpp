@@ -204,7 +204,7 @@ void addServeCommand(CLI::App& app, Action& action)
         "only.\n"
         "Names that exist in other letter case only are not found, and the warning says so.\n\n"
         "Standard output has a line for each game that comes or leaves, and with -v each command:\n"
-        "  game 1 \X came from 127.0.0.1\n"
+        "  game 1 \"racer\" came from 127.0.0.1\n"
         "  game 1 read 0 4096 \"data/a.map\": 4096 bytes, 0.052 ms\n"
         "Addresses, warnings and statistics go to standard error; on a terminal a line there "
         "tells\n"
