@@ -1,11 +1,9 @@
 #include "fuzz/CommandLine.h"
 
+#include "support/SourceTree.h"
 #include "tools/fileserver/CommandLine.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
 
 using namespace fileserver;
@@ -88,12 +86,7 @@ TEST(CommandLine, RefusesWhatGamesDoNotPrint)
 
 TEST(CommandLine, NothingInTheFuzzersCorpusGetsOut)
 {
-    const auto root = std::filesystem::path(__FILE__).parent_path() / "../..";
-    size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(root / "fuzz/corpus/command_line"))
-    {
-        std::ifstream file(entry.path(), std::ios::binary);
-        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    for (const std::string& bytes : support::corpus("command_line")) {
         // All of it, and what is left when some of it is missing or wrong.
         for (size_t size = 0; size <= bytes.size(); ++size) {
             std::string damaged = bytes.substr(0, size);
@@ -104,9 +97,7 @@ TEST(CommandLine, NothingInTheFuzzersCorpusGetsOut)
             fuzz::checkCommandLine(reinterpret_cast<const std::uint8_t*>(damaged.data()),
                                    damaged.size());
         }
-        ++count;
     }
-    EXPECT_GT(count, 0u);
 }
 
 } // namespace

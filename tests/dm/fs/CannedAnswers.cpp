@@ -44,7 +44,7 @@ ScriptedFileServer::Exchange parseExchange(const std::string& line)
 std::vector<ScriptedFileServer::Exchange> readCannedAnswers(const std::string& testName)
 {
     const std::string header = "== " + testName.substr(0, testName.find('/'));
-    std::ifstream file(DM_CANNED_ANSWERS);
+    std::ifstream file(DM_SOURCE_PATH "/tests/dm/fs/ConformanceAnswers.txt");
     std::vector<ScriptedFileServer::Exchange> exchanges;
     bool isInCase = false;
     for (std::string line; std::getline(file, line);) {
