@@ -148,9 +148,11 @@ bool CommandRun::answerAboutFile()
     Place place;
     if (!find(arguments.path, place))
         return false;
+    using Rights = zu::ConfinedFolder::Rights;
+    const Rights rights = command.id == CommandId::IsFileReadOnly ? Rights::Asked : Rights::Ignored;
     Info info;
-    const Outcome outcome =
-        onFolder(place, [&](const auto& folder) { return folder.getInfo(place.rest, info); });
+    const Outcome outcome = onFolder(
+        place, [&](const auto& folder) { return folder.getInfo(place.rest, info, rights); });
     if (!outcome.succeeded())
         return fail(outcome, {&place});
     if (command.id == CommandId::GetFileTime) {
@@ -174,6 +176,8 @@ bool CommandRun::read()
     Place place;
     if (!find(arguments.path, place))
         return false;
+    if (arguments.count <= kMaxReadAtOnce)
+        return readAtOnce(place);
     std::unique_ptr<zu::ConfinedFile> file;
     Outcome outcome =
         onFolder(place, [&](const auto& folder) { return folder.openFile(place.rest, file); });
@@ -192,6 +196,20 @@ bool CommandRun::read()
     if (report.bytes != 0)
         outcome = file->read(arguments.position, answer.data.data(), report.bytes, done);
     // Less when somebody has made the file shorter meanwhile.
+    report.bytes = static_cast<dm::uint32>(done);
+    answer.data.resize(done);
+    return outcome.succeeded() || fail(outcome, {&place});
+}
+
+/// What is asked for can be no more than that: no need to know the file's size first.
+bool CommandRun::readAtOnce(const Place& place)
+{
+    answer.data.resize(arguments.count);
+    zu::u64 done = 0;
+    const Outcome outcome = onFolder(place, [&](const auto& folder) {
+        return folder.read(place.rest, arguments.position, answer.data.data(), arguments.count,
+                           done);
+    });
     report.bytes = static_cast<dm::uint32>(done);
     answer.data.resize(done);
     return outcome.succeeded() || fail(outcome, {&place});

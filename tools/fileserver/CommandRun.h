@@ -50,6 +50,7 @@ private:
     bool runCommand();
     bool answerAboutFile();
     bool read();
+    bool readAtOnce(const Place& place);
     bool write();
     bool change();
     bool makeDirectory(const Place& place);

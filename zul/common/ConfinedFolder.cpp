@@ -209,7 +209,7 @@ bool ConfinedFolder::matchIgnoringCase(const std::string& path, std::string& out
 {
     const auto exists = [this](const std::string& some) {
         Info info;
-        return native->getInfo(some, info).error != Error::NotFound;
+        return native->getInfo(some, info, Rights::Ignored).error != Error::NotFound;
     };
     outPath = path;
     if (exists(path))
@@ -240,11 +240,11 @@ bool ConfinedFolder::matchIgnoringCase(const std::string& path, std::string& out
     return true;
 }
 
-Outcome ConfinedFolder::getInfo(std::string_view path, Info& outInfo) const
+Outcome ConfinedFolder::getInfo(std::string_view path, Info& outInfo, Rights rights) const
 {
     std::string taken;
     const Outcome outcome = takePath(path, taken);
-    return outcome.succeeded() ? native->getInfo(taken, outInfo) : outcome;
+    return outcome.succeeded() ? native->getInfo(taken, outInfo, rights) : outcome;
 }
 
 Outcome ConfinedFolder::read(std::string_view path, u64 position, void* buffer, u64 count,

@@ -57,7 +57,8 @@ public:
 
     ConfinedFolder::Lookup getLookup() const { return lookup; }
 
-    Outcome getInfo(const std::string& path, ConfinedFolder::Info& outInfo) const;
+    Outcome getInfo(const std::string& path, ConfinedFolder::Info& outInfo,
+                    ConfinedFolder::Rights rights) const;
     Outcome read(const std::string& path, u64 position, void* buffer, u64 count,
                  u64& outBytes) const;
     Outcome write(const std::string& path, u64 position, const void* data, u64 count) const;

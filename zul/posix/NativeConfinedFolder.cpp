@@ -119,7 +119,8 @@ Outcome NativeConfinedFolder::judgeRefusal(const std::string& path, Outcome outc
     return outcome;
 }
 
-Outcome NativeConfinedFolder::getInfo(const std::string& path, ConfinedFolder::Info& outInfo) const
+Outcome NativeConfinedFolder::getInfo(const std::string& path, ConfinedFolder::Info& outInfo,
+                                      ConfinedFolder::Rights rights) const
 {
     const Descriptor object = openBeneath(rootOf(handle, links, lookup), path, posix::kHandleOnly);
     struct stat status;
@@ -130,8 +131,9 @@ Outcome NativeConfinedFolder::getInfo(const std::string& path, ConfinedFolder::I
     if (!S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode))
         return judgeFile(status);
     const NativeFileInfo info = posix::infoFromStatus(status);
-    outInfo = {info.isDirectory, posix::isReadOnlyFile(object.get(), status), info.size,
-               info.lastWrite};
+    const bool isReadOnly =
+        rights == ConfinedFolder::Rights::Asked && posix::isReadOnlyFile(object.get(), status);
+    outInfo = {info.isDirectory, isReadOnly, info.size, info.lastWrite};
     return {};
 }
 

@@ -108,6 +108,11 @@ public:
         u64 size = 0;             ///< 0 for a folder
         u64 lastWrite = 0;
     };
+    enum class Rights
+    {
+        Asked,
+        Ignored,
+    };
     struct Entry
     {
         std::string path; ///< the name for list, from the walk's folder on for walk
@@ -134,7 +139,10 @@ public:
     /// How the system lets us look paths up.
     Lookup getLookup() const;
 
-    Outcome getInfo(std::string_view path, Info& outInfo) const;
+    /// What there is to know of a file or folder.
+    ///
+    ///   rights   whether isReadOnly is found out too, for which the system has to be asked again.
+    Outcome getInfo(std::string_view path, Info& outInfo, Rights rights = Rights::Asked) const;
 
     /// Reads at a position.
     ///
