@@ -20,6 +20,7 @@ bool waits(bool isExpected, const char* first, Access firstAccess, const char* s
 {
     const std::chrono::milliseconds aMoment(20);
     WriteTurns turns;
+    std::atomic<bool> isAlive{false};
     std::atomic<bool> entered{false};
     std::thread later;
     bool hasWaited = false;
@@ -28,9 +29,11 @@ bool waits(bool isExpected, const char* first, Access firstAccess, const char* s
         later = std::thread([&] {
             // What is about something else altogether comes through in any case.
             const Turn other(turns, {{{"elsewhere", Access::Write}}}, 1);
+            isAlive = true;
             const Turn its(turns, {{{second, secondAccess}}}, 1);
             entered = true;
         });
+        EXPECT_TRUE(waitUntil([&] { return isAlive.load(); }));
         hasWaited =
             !waitUntil([&] { return entered.load(); }, isExpected ? aMoment : support::kLongLimit);
     }

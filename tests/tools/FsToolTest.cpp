@@ -62,7 +62,7 @@ protected:
         return support::waitUntil([&] {
             const auto entries = stdfs::directory_iterator(path(name));
             return std::any_of(begin(entries), end(entries), [](const auto& entry) {
-                return entry.path().string().find("part") != std::string::npos;
+                return entry.path().filename().string().find("part") != std::string::npos;
             });
         });
     }
@@ -95,6 +95,14 @@ TEST_F(FsTool, RoundTripsATreeWithEmptyFoldersAndOddNames)
     outcome = fs({"get", "-r", "--check", "data/copy", path("out")});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(treeOf("out"), in);
+
+    // Folders that differ in letter case only: what cannot be shown is told.
+    makeFolder("served/copy/A");
+    write("served/copy/A/hidden", "");
+    outcome = fs({"get", "-r", "data/copy", path("hidden")});
+    EXPECT_EQ(outcome.exitCode, 7);
+    EXPECT_NE(outcome.errors.find("letter case only"), std::string::npos) << outcome.errors;
+    stdfs::remove_all(path("served/copy/A"));
 
     // Once more, over what is there, with what cannot be copied left out.
     stdfs::create_symlink(path("in/twin"), path("in/inside"));
@@ -144,7 +152,11 @@ TEST_F(FsTool, ChangesWhatIsThere)
     EXPECT_EQ(treeOf("served"),
               (Tree{{"b", "a"}, {"x", "/"}, {"x/a", "a"}, {"x/y", "/"}, {"x/y/z", "/"}}));
     EXPECT_EQ(fs({"rm", "data/x"}).exitCode, 7);
-    EXPECT_EQ(fs({"rm", "-r", "data/x", "data"}).exitCode, 7);
+    for (const char* all : {"data", "data/", "data/.", "data\\.//"})
+        EXPECT_EQ(fs({"rm", "-r", all}).exitCode, 7);
+    EXPECT_EQ(fs({"put", path("served/b"), "data/new/"}).exitCode, 7);
+    EXPECT_EQ(treeOf("served").size(), 5u);
+    EXPECT_EQ(fs({"rm", "-r", "data/x"}).exitCode, 0);
     EXPECT_EQ(treeOf("served"), (Tree{{"b", "a"}}));
 }
 

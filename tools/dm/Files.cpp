@@ -89,8 +89,10 @@ OutputFile::OutputFile(const std::string& path)
 
 void OutputFile::openTemporary()
 {
+    constexpr std::size_t kLongBytes = 200; // names end at 255
     fs::path beside = target;
-    beside.replace_filename("." + target.filename().string() + "." + uniqueSuffix());
+    const std::string own = target.filename().string();
+    beside.replace_filename("." + (own.size() > kLongBytes ? "dm" : own) + "." + uniqueSuffix());
     file.reset(std::fopen(beside.c_str(), "wbx"));
     if (file == nullptr)
         fail(lastError());

@@ -78,6 +78,7 @@ Interrupt::Interrupt()
     s_writeEnd = ends[1];
     catchSignal(SIGINT);
     catchSignal(SIGTERM);
+    catchSignal(SIGHUP); // the terminal is gone
 }
 
 bool Interrupt::isRaised() const { return s_raised.load(); }

@@ -114,7 +114,8 @@ Outcome NativeConfinedFolder::judge(Outcome outcome) const
 Outcome NativeConfinedFolder::judgeRefusal(const std::string& path, Outcome outcome) const
 {
     ConfinedFolder::Info info;
-    if (outcome.error == Error::Denied && getInfo(path, info).succeeded() && info.isReadOnly)
+    if (outcome.error == Error::Denied &&
+        getInfo(path, info, ConfinedFolder::Rights::Asked).succeeded() && info.isReadOnly)
         return {Error::ReadOnly, outcome.detail};
     return outcome;
 }

@@ -1,6 +1,9 @@
 /// rm, mv, cp, mkdir: they change what the server has.
 #include "tools/dm/fs/FsCommands.h"
 
+#include <cstddef>
+#include <set>
+
 namespace tool {
 
 namespace {
@@ -22,17 +25,23 @@ void removeFile(const FsTask& task, const std::string& path)
         failChange(task, "delete '" + path + "'", path);
 }
 
-/// Deletes what is in a folder. False when there was nothing that could be.
-bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth);
-
-void removeTree(const FsTask& task, const std::string& folder, zu::u32 depth)
+/// What the deletion of a tree has come to.
+struct Removal
 {
-    // A list may have left some out, so what can be deleted shows what else is there; but a server
-    // must not keep us at it for ever.
-    constexpr int kMostRounds = 1000;
+    std::set<std::string> failed; // told, and not tried again
+    std::size_t entries = 0;
+};
+
+/// Deletes what is in a folder. False when there was nothing that could be.
+bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth, Removal& removal);
+
+void removeTree(const FsTask& task, const std::string& folder, zu::u32 depth, Removal& removal)
+{
     if (depth >= zu::FileSystem::kMaxFolderDepth)
         throw FileError("'" + folder + "' is too deep: nothing in it is deleted");
-    for (int round = 0; round < kMostRounds && removeEntries(task, folder, depth); ++round) {
+    // A list may have left some out, so what can be deleted shows what else is there; but a server
+    // must not keep us at it for ever.
+    while (removal.entries < kMaxEntries && removeEntries(task, folder, depth, removal)) {
         if (task.files.removeFolder(folder))
             return;
     }
@@ -40,18 +49,21 @@ void removeTree(const FsTask& task, const std::string& folder, zu::u32 depth)
         failChange(task, "delete '" + folder + "'", folder);
 }
 
-bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth)
+bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth, Removal& removal)
 {
     bool hasRemoved = false;
     for (const RemoteFiles::Entry& entry : task.files.list(folder).entries) {
-        if (!isPlainName(entry.name))
+        const std::string path = join(folder, entry.name);
+        if (!isPlainName(entry.name) || ++removal.entries > kMaxEntries)
             continue; // the folder stays then, which is told
+        if (!removal.failed.insert(path).second)
+            continue;
         task.problems.attempt([&] {
-            const std::string path = join(folder, entry.name);
             if (entry.isFolder)
-                removeTree(task, path, depth + 1);
+                removeTree(task, path, depth + 1, removal);
             else
                 removeFile(task, path);
+            removal.failed.erase(path);
             hasRemoved = true;
         });
     }
@@ -59,10 +71,13 @@ bool removeEntries(const FsTask& task, const std::string& folder, zu::u32 depth)
 }
 
 /// Where something is to go: into the folder if it is one, else there.
-std::string targetFor(const FsTask& task, const std::string& from, const std::string& to)
+std::string targetFor(const FsTask& task, const std::string& from, Kind kind, const std::string& to)
 {
-    if (task.files.kindOf(to) != Kind::Folder)
+    if (task.files.kindOf(to) != Kind::Folder) {
+        if (kind == Kind::File)
+            requireNameAtEnd(to);
         return to;
+    }
     const std::string inside = join(to, lastName(from));
     task.files.check(inside);
     return inside;
@@ -92,8 +107,10 @@ void removePaths(const FsTask& task, const std::vector<std::string>& paths, bool
                                 "it");
             else if (!isRecursive)
                 throw FileError("'" + path + "' is a folder: delete it with -r");
-            else
-                removeTree(task, std::string(trimEnd(path)), 0);
+            else {
+                Removal removal;
+                removeTree(task, std::string(trimEnd(path)), 0, removal);
+            }
         });
 }
 
@@ -101,8 +118,7 @@ void movePath(const FsTask& task, const std::string& from, const std::string& to
 {
     task.files.check(from);
     task.files.check(to);
-    requireThere(task, from);
-    const std::string target = targetFor(task, from, to);
+    const std::string target = targetFor(task, from, requireThere(task, from), to);
     if (!task.files.move(from, target))
         failChange(task, "move '" + from + "' to '" + target + "'", from);
 }
@@ -113,7 +129,7 @@ void copyPath(const FsTask& task, const std::string& from, const std::string& to
     task.files.check(to);
     if (requireThere(task, from) == Kind::Folder)
         throw FileError("'" + from + "' is a folder: the server copies files only, one at a time");
-    const std::string target = targetFor(task, from, to);
+    const std::string target = targetFor(task, from, Kind::File, to);
     if (!task.files.copy(from, target))
         failChange(task, "write '" + target + "'", target);
 }

@@ -43,6 +43,13 @@ void movePath(const FsTask& task, const std::string& from, const std::string& to
 void copyPath(const FsTask& task, const std::string& from, const std::string& to);
 void makeFolders(const FsTask& task, const std::vector<std::string>& paths, bool withParents);
 
+/// Throws when the path of a file to be made ends in a separator: the folder it names is not there.
+inline void requireNameAtEnd(const std::string& path)
+{
+    if (trimEnd(path).size() != path.size())
+        throw FileError("there is no folder '" + path + "'");
+}
+
 // Copying between here and there.
 struct TransferOptions
 {

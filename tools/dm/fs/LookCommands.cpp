@@ -85,6 +85,8 @@ private:
 void printFile(const FsTask& task, const std::string& path)
 {
     constexpr std::size_t kPieceBytes = 1024 * 1024;
+    if (task.files.kindOf(path) == RemoteFiles::Kind::Folder)
+        throw FileError("'" + path + "' is a folder");
     RemoteFile file(task.files, path, zu::File::Read);
     requireSendableSize(path, file.size());
     std::vector<char> piece(kPieceBytes);

@@ -53,7 +53,31 @@ void RemoteFiles::check(const std::string& path) const
 bool RemoteFiles::isMappedFolder(const std::string& path) const
 {
     const MappedFolder* const folder = findMappedFolder(folders, path);
-    return folder != nullptr && trimEnd(folder->name).size() == trimEnd(path).size();
+    if (folder == nullptr)
+        return false;
+    // Also by another name: the server reads "data/./" as "data".
+    std::string_view rest = std::string_view(path).substr(trimEnd(folder->name).size());
+    for (rest = trimEnd(rest); !rest.empty(); rest = parentOf(rest)) {
+        if (lastName(rest) != ".")
+            return false;
+    }
+    return true;
+}
+
+std::vector<std::string> RemoteFiles::foldersWithFiles(const std::string& folder)
+{
+    const auto found = ask([&] {
+        zu::FileSystem::PathList paths;
+        network.listFiles(paths, folder.c_str(), nullptr, true);
+        return paths;
+    });
+    std::vector<std::string> above;
+    for (const auto& path : found) {
+        std::string one(parentOf(path.view()));
+        if (above.empty() || above.back() != one)
+            above.push_back(std::move(one));
+    }
+    return above;
 }
 
 RemoteFiles::Kind RemoteFiles::kindOf(const std::string& path)
@@ -228,6 +252,7 @@ void walk(RemoteFiles& files, const std::string& root, Problems& problems, const
         zu::u32 depth;
     };
     std::vector<Folder> waiting = {{"", 0}};
+    std::unordered_set<std::string> known = {std::string(trimEnd(root))};
     std::size_t entries = 0;
     while (!waiting.empty()) {
         const Folder folder = std::move(waiting.back());
@@ -250,12 +275,20 @@ void walk(RemoteFiles& files, const std::string& root, Problems& problems, const
             visit(below, entry);
             if (!entry.isFolder)
                 continue;
+            known.insert(join(root, below));
             if (folder.depth + 1 < zu::FileSystem::kMaxFolderDepth)
                 found.push_back({below, folder.depth + 1});
             else
                 problems.fail("'" + join(root, below) + "' is too deep: what is in it is left out");
         }
         waiting.insert(waiting.end(), found.rbegin(), found.rend()); // the first comes next
+    }
+    // Of folders whose names differ in letter case only, a search shows one.
+    for (const std::string& folder : files.foldersWithFiles(std::string(trimEnd(root)))) {
+        if (known.insert(folder).second)
+            problems.fail("'" + folder +
+                          "' is left out: it is hidden by one that differs in letter " +
+                          "case only, or was made meanwhile");
     }
 }
 

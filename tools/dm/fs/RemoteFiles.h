@@ -81,6 +81,9 @@ public:
     /// The files below a folder whose names match.
     std::vector<std::string> find(const std::string& folder, const std::string& wildcard);
 
+    /// Of what is below a folder, the folders with files in them, as far as one answer goes.
+    std::vector<std::string> foldersWithFiles(const std::string& folder);
+
     bool makeFolder(const std::string& folder);
 
     // Of what is there. A server that has done it, but is asked again after a lost connection, says

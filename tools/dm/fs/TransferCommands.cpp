@@ -205,6 +205,8 @@ void putPath(const FsTask& task, const TransferOptions& options)
         std::string target = options.target;
         if (task.files.kindOf(target) == Kind::Folder)
             target = join(target, nameOf(options.source));
+        else
+            requireNameAtEnd(target);
         task.files.check(target);
         transfer.putFile(target);
     }

@@ -1,4 +1,4 @@
-/// A wish to stop: Ctrl-C, a polite kill, or the program's own.
+/// A wish to stop: Ctrl-C, a polite kill, the end of the terminal, or the program's own.
 ///
 /// For programs that must tidy up before they end. The first signal only raises the flag; a second
 /// one of the same kind ends the program the system's way, so a stuck clean-up can be cut short.
