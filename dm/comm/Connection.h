@@ -42,6 +42,10 @@ struct Connection
                (socket->isConnected() && socket->hasLostSends());
     }
 
+    // When it was sent elsewhere, in seconds of application age; 0: it was not. What it says after
+    // that is not heard, and it is closed when it stays.
+    double sentOnAt = 0.0;
+
     bool gathering = false; // pipes of it have more to send in the next pass
     bool touched = false;   // is in the list of those to flush and to watch anew
 };

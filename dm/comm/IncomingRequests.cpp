@@ -12,6 +12,8 @@ void storeChunk(IncomingRequest& request, const Chunk& chunk, net::Packet& packe
 {
     if (chunk.bytes > 0)
         packet.read(request.data.data() + chunk.offset, chunk.bytes);
+    if (chunk.offset == request.arrivedBytes)
+        request.arrivedBytes += chunk.bytes;
 }
 
 // The sizes are the record's as it was made: a later packet cannot change them.
@@ -113,6 +115,7 @@ void IncomingRequests::discardAbortToken()
     currentRequest.text = "";
     currentRequest.data = zu::ZeroedBuffer();
     currentRequest.dataSize = 0;
+    currentRequest.arrivedBytes = 0;
     currentRequest.reservation = BudgetReservation();
     takenEarlyIsCurrent = false;
 }

@@ -18,6 +18,7 @@ struct IncomingRequest
     uint32 id = 0;
     uint32 value = 0;
     uint32 dataSize = 0;
+    uint32 arrivedBytes = 0; // of the data, from its beginning to the first gap
     bool complete = false;
     zu::ZeroedBuffer data;         // committed only as chunks arrive, zero where none did
     BudgetReservation reservation; // of text and data
@@ -52,6 +53,10 @@ public:
 
     /// The request taken last. Its text is the abort token after reset().
     IncomingRequest& current() { return currentRequest; }
+
+    /// Whether all data of the request taken last is there. A peer may leave gaps, or begin another
+    /// request in the middle of one.
+    bool isCurrentWhole() const { return currentRequest.arrivedBytes == currentRequest.dataSize; }
 
     /// Forgets the abort token: the current request is then one without text and data.
     void discardAbortToken();

@@ -99,6 +99,9 @@ public:
     /// sendNotify for each text in turn; what it would refuse is left out.
     void sendNotifies(const std::vector<zu::InplaceString<128>>& texts, uint32 value);
 
+    /// See dm::isRequestWhole.
+    bool isRequestWhole();
+
     /// See dm::respondFrom.
     bool respondFrom(const char* text, uint32 dataSize, const ResponseSource& source);
 

@@ -41,6 +41,12 @@ void NetCommunicationPipe::getRequestData(void** outData, uint32* outSize)
     *outSize = request.dataSize;
 }
 
+bool NetCommunicationPipe::isRequestWhole()
+{
+    std::lock_guard guard(incomingLock);
+    return incomingRequests.isCurrentWhole();
+}
+
 /// False when the current request came over an earlier connection, which swallows the answer.
 bool NetCommunicationPipe::takeCurrentRequest(IncomingRequest& answered, uint32& epoch)
 {
@@ -195,6 +201,12 @@ void NetCommunicationPipe::breakAnswer(zu::u64 serial)
          "the other end asks again",
          name.c_str());
     requestPump();
+}
+
+bool isRequestWhole(CommunicationPipe& pipe)
+{
+    auto* netPipe = dynamic_cast<NetCommunicationPipe*>(&pipe);
+    return netPipe == nullptr || netPipe->isRequestWhole();
 }
 
 bool respondFrom(CommunicationPipe& pipe, const char* text, uint32 dataSize,

@@ -69,6 +69,11 @@ inline constexpr std::chrono::microseconds kLookInterval{20};
 /// How often a server looks at all its connections, for memory that bulk data has left behind.
 inline constexpr double kTrimSeconds = 1.0;
 
+/// A client that was sent elsewhere leaves at once. One that does not is closed after so long, or
+/// when so many of them are there: each holds a descriptor.
+inline constexpr double kSentOnSeconds = 5.0;
+inline constexpr uint32 kMaxSentOn = 64;
+
 /// The longest a manager's thread sleeps without looking around.
 inline constexpr uint32 kLongestWaitMs = 100;
 

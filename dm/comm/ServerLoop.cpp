@@ -60,10 +60,28 @@ bool ServerLoop::acceptOne()
         net::Packet packet(kPipePacketId);
         encode(packet, RedirectMessage{redirect.host.c_str(), static_cast<int>(redirect.port)});
         send(connection, packet);
+        connection.sentOnAt = zu::Timer::getAppAge();
+        dropSentOn(connection);
     }
     connection.socket->flush();
     watch(connection);
     return redirected;
+}
+
+/// Its turn to be the newest that was sent on: of many that stay all the same, the oldest goes.
+void ServerLoop::dropSentOn(const Connection& newest)
+{
+    Connection* oldest = nullptr;
+    size_t count = 0;
+    for (auto& [key, connection] : connections) {
+        if (connection->sentOnAt == 0.0 || connection.get() == &newest)
+            continue;
+        ++count;
+        if (oldest == nullptr || connection->key < oldest->key)
+            oldest = connection.get();
+    }
+    if (count >= kMaxSentOn)
+        drop(*oldest);
 }
 
 void ServerLoop::serve(Connection& connection, const Ready& readiness)
@@ -75,7 +93,8 @@ void ServerLoop::serve(Connection& connection, const Ready& readiness)
         net::Packet* packet = socket.pollPacket(&packetSize);
         if (packet == nullptr)
             break;
-        if (packet->getID() == kPipePacketId)
+        // One that was sent elsewhere must not take or disturb the pipes of those who belong here.
+        if (packet->getID() == kPipePacketId && connection.sentOnAt == 0.0)
             dispatch(connection, *packet, packetSize);
     }
     endNotifyRuns();
@@ -132,6 +151,8 @@ void ServerLoop::trimIfDue()
     lastTrim = now;
     for (auto& [key, connection] : connections) {
         connection->socket->update(false, false);
+        if (connection->sentOnAt != 0.0 && now - connection->sentOnAt > kSentOnSeconds)
+            connection->socket->close();
         if (!connection->socket->isConnected())
             noteBroken(*connection);
     }

@@ -31,6 +31,7 @@ private:
     void dispatch(Connection& connection, net::Packet& packet, uint32 packetSize);
     void onOpenPipe(Connection& connection, const OpenPipeMessage& message);
     void drop(Connection& connection);
+    void dropSentOn(const Connection& newest);
     void dropBroken();
     void trimIfDue();
 

@@ -132,6 +132,34 @@ TEST_F(Serve, WhoComesToTheSessionOfAnotherIsSentToTheMainPort)
     EXPECT_EQ(invited.expect(WireMessage::Response).text, "true");
 }
 
+TEST_F(Serve, WhoDoesNotBelongToASessionIsNotHeardThere)
+{
+    serve();
+    const auto sentTo = ScriptedPeer::connectTo(port).expect(WireMessage::Redirect);
+    ScriptedPeer game = ScriptedPeer::attachTo(sentTo.value, "fileserver");
+    ScriptedPeer visitor = ScriptedPeer::connectTo(sentTo.value);
+    visitor.expect(WireMessage::Redirect);
+    visitor.send(openPipe("fileserver")); // would take it
+    visitor.send(request("fileserver", 1000000, "createDirectory \"save/visitor\""));
+    visitor.expectClosed(); // it stays, so after a while
+    game.send(request("fileserver", 0, "directoryExists \"save/visitor\""));
+    EXPECT_EQ(game.expect(WireMessage::Response).text, "false");
+}
+
+TEST_F(Serve, ARequestWithBytesMissingIsNotActedOn)
+{
+    serve();
+    const auto whole = request("fileserver", 0, "write 0 8 \"save/file\"", "12345678");
+    ScriptedPeer begins = comeScripted(); // another request in the middle of the first
+    begins.send(piece(whole, 0, 4));
+    begins.send(request("fileserver", 1, "fileExists \"save/file\""));
+    begins.expectClosed();
+    ScriptedPeer ends = comeScripted();
+    ends.send(piece(whole, 4, 4));
+    ends.expectClosed();
+    EXPECT_FALSE(std::filesystem::exists(path("save/file")));
+}
+
 TEST_F(Serve, AServerKilledInTheMiddleIsTakenUpByTheNext)
 {
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__) ||                               \

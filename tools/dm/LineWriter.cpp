@@ -71,6 +71,8 @@ std::exception_ptr LineWriter::getFailure()
 bool LineWriter::tryFinish()
 {
     constexpr std::chrono::seconds kStandsStill{1};
+    constexpr std::chrono::seconds kLongest{5}; // for a reader that takes a little now and then
+    const auto deadline = std::chrono::steady_clock::now() + kLongest;
     {
         std::unique_lock lock(mutex);
         isFinishing = true;
@@ -79,7 +81,7 @@ bool LineWriter::tryFinish()
             const unsigned long before = printed;
             const bool moved =
                 changed.wait_for(lock, kStandsStill, [&] { return hasEnded || printed != before; });
-            if (!moved)
+            if (!moved || std::chrono::steady_clock::now() > deadline)
                 return false;
         }
     }

@@ -148,8 +148,9 @@ ExitCode serve(const ServeOptions& options)
             log.mapped(*map);
         warnOfNetwork(maps, log);
         serveUntilEnd(server, statistics, log, output, errors);
-        const fileserver::ServeSummary summary = server.summarise();
+        fileserver::ServeSummary summary = server.summarise();
         isStopped = server.stop();
+        summary.totals = statistics.getTotals(); // with what has ended meanwhile
         log.statistics(summary);
     } catch (...) {
         isStopped = server.stop();
@@ -194,7 +195,7 @@ void addServeCommand(CLI::App& app, Action& action)
     command
         ->add_option("--max-games", options->server.maxGames,
                      "How many games are served at a time; others wait")
-        ->check(CLI::Range(1, 1000))
+        ->check(CLI::Range(1, 128)) // each takes a few of the process's descriptors
         ->capture_default_str();
     command->footer(
         "A game connects to the port, is sent on to one of its own, and reads and writes there "

@@ -187,6 +187,10 @@ bool CommandRun::read()
     const zu::u64 left = size - std::min<zu::u64>(arguments.position, size);
     report.bytes = static_cast<dm::uint32>(std::min<zu::u64>(arguments.count, left));
     if (report.bytes > kMaxReadAtOnce) {
+        if (context.isDoubtful)
+            outcome = lookThrough(*file);
+        if (!outcome.succeeded())
+            return fail(outcome, {&place});
         answer.content =
             std::make_unique<AnswerContent>(std::move(file), arguments.position, report.bytes);
         return true;
@@ -213,6 +217,26 @@ bool CommandRun::readAtOnce(const Place& place)
     report.bytes = static_cast<dm::uint32>(done);
     answer.data.resize(done);
     return outcome.succeeded() || fail(outcome, {&place});
+}
+
+/// Whether what is to be announced can be read. Announces less when the file has less than it says.
+Outcome CommandRun::lookThrough(const zu::ConfinedFile& file)
+{
+    std::vector<char> block(kMaxReadAtOnce);
+    for (dm::uint32 at = 0; at < report.bytes;) {
+        if (isStillWanted && !isStillWanted())
+            return {Error::Stopped};
+        const zu::u64 wanted = std::min<zu::u64>(block.size(), report.bytes - at);
+        zu::u64 done = 0;
+        const Outcome outcome =
+            file.read(zu::u64{arguments.position} + at, block.data(), wanted, done);
+        if (!outcome.succeeded())
+            return outcome;
+        at += static_cast<dm::uint32>(done);
+        if (done != wanted)
+            report.bytes = at;
+    }
+    return {};
 }
 
 bool CommandRun::write()

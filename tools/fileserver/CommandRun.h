@@ -16,6 +16,7 @@ struct RunContext
     FolderMaps& maps;
     CaseDoctor& caseDoctor;
     const RunnerOptions& options;
+    bool isDoubtful = false; ///< of a read: its content could not be read to its end lately
 };
 
 class CommandRun
@@ -51,6 +52,7 @@ private:
     bool answerAboutFile();
     bool read();
     bool readAtOnce(const Place& place);
+    Outcome lookThrough(const zu::ConfinedFile& file);
     bool write();
     bool change();
     bool makeDirectory(const Place& place);

@@ -77,10 +77,26 @@ Answer CommandRunner::run(std::string_view line, const void* data, size_t dataSi
     }
     try {
         const std::string_view bytes(static_cast<const char*>(data), dataSize);
-        return CommandRun({maps, caseDoctor, options}, bytes, isStillWanted, outReport).run();
+        const bool doubtful = command->id == CommandId::Read && isDoubtful(line);
+        return CommandRun({maps, caseDoctor, options, doubtful}, bytes, isStillWanted, outReport)
+            .run();
     } catch (const std::bad_alloc&) {
         return refuse(command->answer, quote(line), "there is not enough memory", outReport);
     }
+}
+
+void CommandRunner::noteUnreadable(std::string_view line)
+{
+    const std::lock_guard guard(unreadableLock);
+    if (unreadable.size() >= kMaxUnreadable)
+        unreadable.clear();
+    unreadable.insert(std::hash<std::string_view>()(line));
+}
+
+bool CommandRunner::isDoubtful(std::string_view line)
+{
+    const std::lock_guard guard(unreadableLock);
+    return unreadable.contains(std::hash<std::string_view>()(line));
 }
 
 } // namespace fileserver

@@ -10,10 +10,13 @@
 #include <dm/comm.h>
 #include <zul/ConfinedFolder.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -100,11 +103,22 @@ public:
     Answer run(std::string_view line, const void* data, size_t dataSize,
                const StillWanted& isStillWanted, CommandReport& outReport);
 
+    /// The content that a line was answered with could not be read to its end, and the game will
+    /// ask again: from now on the line's content is looked through before it is announced.
+    void noteUnreadable(std::string_view line);
+
 private:
+    static constexpr size_t kMaxUnreadable = 1024;
+
+    bool isDoubtful(std::string_view line);
+
     FolderMaps& maps;
     const RunnerOptions options;
     WriteTurns turns;
     CaseDoctor caseDoctor;
+
+    std::mutex unreadableLock;
+    std::unordered_set<size_t> unreadable; // hashes of lines; under unreadableLock
 };
 
 } // namespace fileserver

@@ -129,8 +129,10 @@ void FileServer::keepHouse()
         else
             changed.wait_for(lock, kLookInterval);
         const auto now = GameSession::Clock::now();
+        // Who only knocks must not keep games out for long.
+        const bool isCrowded = sessions.size() >= options.maxGames;
         for (const auto& session : sessions) {
-            if (session->isOver(now))
+            if (session->isOver(now, isCrowded))
                 session->close();
         }
         lock.unlock();

@@ -4,6 +4,7 @@
 #include <zul/Thread.h>
 
 #include <exception>
+#include <stdexcept>
 
 namespace fileserver {
 
@@ -24,11 +25,13 @@ struct ContentReader
 {
     const AnswerContent& content;
     ServeStatistics& statistics;
+    bool hasFailed = false;
 
     static bool read(void* context, dm::uint32 offset, void* buffer, dm::uint32 size)
     {
-        const auto& self = *static_cast<ContentReader*>(context);
-        if (!self.content.read(offset, buffer, size))
+        auto& self = *static_cast<ContentReader*>(context);
+        self.hasFailed = !self.content.read(offset, buffer, size);
+        if (self.hasFailed)
             return false;
         self.statistics.countRead(size);
         return true;
@@ -82,12 +85,14 @@ bool GameSession::open()
     return true;
 }
 
-bool GameSession::isOver(Clock::time_point now) const
+bool GameSession::isOver(Clock::time_point now, bool isCrowded) const
 {
     if (pipe == nullptr || workerEnded)
         return true;
     const unsigned come = connections;
-    return come == 0 ? now - made > kComeLimit : come > 1 || !pipe->isConnected();
+    if (come == 0)
+        return now - made > (isCrowded ? kCrowdedComeLimit : kComeLimit);
+    return come > 1 || !pipe->isConnected();
 }
 
 void GameSession::close()
@@ -181,6 +186,8 @@ bool GameSession::takeRequest(Taken& taken)
     dm::uint32 value = kUntouched;
     taken.connection = connections;
     taken.text = pipe->receiveRequest(&value);
+    if (!dm::isRequestWhole(*pipe))
+        throw std::runtime_error("it sends requests with parts of their data missing");
     return !taken.text.empty() || value != kUntouched;
 }
 
@@ -194,7 +201,7 @@ void GameSession::answer(const Taken& taken)
     if (report.isDropped)
         return;
     count(report, answer);
-    const bool sent = send(answer, taken.connection);
+    const bool sent = send(answer, taken);
     const std::string_view line(taken.text.c_str(), taken.text.length());
     if (isTold)
         context.log.command(game, line, report, sent, since(start));
@@ -247,14 +254,18 @@ void GameSession::count(const CommandReport& report, const Answer& answer)
 }
 
 /// Whether the answer has left whole, as far as can be told.
-bool GameSession::send(const Answer& answer, unsigned fromConnection)
+bool GameSession::send(const Answer& answer, const Taken& taken)
 {
     if (answer.content != nullptr) {
         ContentReader reader{*answer.content, statistics};
-        return dm::respondFrom(*pipe, answer.text.c_str(), answer.content->size,
-                               {&reader, ContentReader::read});
+        const bool sent = dm::respondFrom(*pipe, answer.text.c_str(), answer.content->size,
+                                          {&reader, ContentReader::read});
+        // The game asks again, and must not get into a circle.
+        if (reader.hasFailed)
+            context.runner.noteUnreadable({taken.text.c_str(), taken.text.length()});
+        return sent;
     }
-    const bool wasWanted = isWanted(fromConnection); // a game may leave as soon as it has it
+    const bool wasWanted = isWanted(taken.connection); // a game may leave as soon as it has it
     const bool hasData = !answer.data.empty();
     pipe->respond(answer.text.c_str(), hasData ? answer.data.data() : nullptr,
                   static_cast<dm::uint32>(answer.data.size()));

@@ -43,6 +43,8 @@ public:
 
     /// A game that was sent here and does not come within so long will not.
     static constexpr std::chrono::seconds kComeLimit{10};
+    /// The same while others have to wait. It comes again by itself.
+    static constexpr std::chrono::seconds kCrowdedComeLimit{1};
 
     /// Nobody else's port is `mainPort`: who comes here uninvited is sent there.
     GameSession(unsigned sessionNumber, const ServeContext& sharedContext, dm::uint32 mainPort);
@@ -56,7 +58,7 @@ public:
     dm::uint32 getPort() const { return port; }
 
     /// Any thread: whether its game has left, or has not come in time.
-    bool isOver(Clock::time_point now) const;
+    bool isOver(Clock::time_point now, bool isCrowded) const;
 
     /// Any thread: wakes the worker and has it end. Returns at once.
     void close();
@@ -83,7 +85,7 @@ private:
     bool takeRequest(Taken& taken);
     void answer(const Taken& taken);
     Answer run(const Taken& taken, CommandReport& report);
-    bool send(const Answer& answer, unsigned fromConnection);
+    bool send(const Answer& answer, const Taken& taken);
     void count(const CommandReport& report, const Answer& answer);
     bool isWanted(unsigned connection) const;
 

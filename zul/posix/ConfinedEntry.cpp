@@ -109,7 +109,9 @@ void shrinkBack(int file, u64 sizeBefore, u64 sizeNow)
     struct stat status;
     if (::fstat(file, &status) != 0 || static_cast<u64>(status.st_size) > sizeNow)
         return;
-    [[maybe_unused]] const int ignored = ::ftruncate(file, static_cast<off_t>(sizeBefore));
+    // Never longer than it is: somebody may have made it shorter meanwhile.
+    const off_t size = std::min(static_cast<off_t>(sizeBefore), status.st_size);
+    [[maybe_unused]] const int ignored = ::ftruncate(file, size);
 }
 
 // Whether both are one entry, whichever way their folders were named.

@@ -330,6 +330,11 @@ struct TransferProgress
 
 DM_API TransferProgress getTransferProgress(CommunicationPipe* pipe);
 
+/// Whether the data of the request taken last has all arrived, every byte. A request callback alone
+/// does not say so of an end that is not honest: it may leave bytes out, or begin a second request
+/// in the middle of one. Ask right after receiveRequest, before the data is acted on.
+DM_API bool isRequestWhole(CommunicationPipe& pipe);
+
 /// Where the data of an answer comes from, piece by piece.
 struct ResponseSource
 {
