@@ -1,0 +1,117 @@
+#include "zul/common/ProfileRegistry.h"
+#include "zul/common/ProfileWriter.h"
+#include "zul/common/ThreadNames.h"
+
+#include <zul/Packet.h>
+#include <zul/Profile.h>
+#include <zul/Thread.h>
+
+#include <algorithm>
+#include <mutex>
+
+namespace d::Profile {
+
+// A text in a packet has four bytes before it and one behind it.
+static constexpr u32 kTextFrameBytes = 5;
+static_assert(kMaxSnapshotBytes <= net::kMaxPayloadBytes);
+
+std::atomic<bool> Recorder::recording{false};
+
+namespace {
+
+std::mutex s_switchLock; // switching on and off are one step each; taken alone
+std::atomic<u64> s_recordingSince{0};
+
+constinit thread_local ZoneRing* t_ring = nullptr;
+// No ring was to be had, or the thread is ending and has given its back.
+constinit thread_local bool t_excluded = false;
+
+/// Life of a thread's share in the registry: from its first zone until here.
+struct RingKeeper
+{
+    ~RingKeeper()
+    {
+        RingRegistry::get().release(t_ring);
+        t_ring = nullptr;
+        t_excluded = true;
+    }
+};
+
+ZoneRing* claimRing() noexcept
+{
+    if (t_excluded)
+        return nullptr;
+    t_ring = RingRegistry::get().claim(zu::currentThreadId());
+    t_excluded = !t_ring;
+    if (t_ring) {
+        // Before the keeper, which so still finds the thread's name at the end.
+        zu::forgetNameAtThreadEnd();
+        thread_local RingKeeper keeper;
+        static_cast<void>(keeper);
+    }
+    return t_ring;
+}
+
+ZoneRing* ownRing() noexcept { return t_ring ? t_ring : claimRing(); }
+
+} // namespace
+
+ZoneRing* Recorder::beginZone(const char* name) noexcept
+{
+    ZoneRing* ring = ownRing();
+    if (ring)
+        ring->begin(name);
+    return ring;
+}
+
+void Recorder::endZone(ZoneRing* ring) noexcept { ring->end(); }
+
+void Recorder::markFrame() noexcept
+{
+    if (ZoneRing* ring = ownRing())
+        ring->mark();
+}
+
+const ThreadProfiler& ThreadProfiler::current()
+{
+    static constexpr ThreadProfiler profiler;
+    return profiler;
+}
+
+void ThreadProfiler::setRecording(bool on)
+{
+    std::lock_guard guard(s_switchLock);
+    if (on == isRecording())
+        return;
+    if (on) {
+        profileTicksPerSecond();
+        s_recordingSince.store(profileTicks(), std::memory_order_relaxed);
+    }
+    Recorder::recording.store(on, std::memory_order_relaxed);
+}
+
+static std::vector<u8> takeSnapshot()
+{
+    // Shares first: what they hold has ended before.
+    const std::vector<RingShare> shares = RingRegistry::get().listShares();
+    SnapshotWriter writer(profileTicksPerSecond(), profileTicks());
+    const u64 since = s_recordingSince.load(std::memory_order_relaxed);
+    std::vector<ZoneEntry> entries;
+    entries.reserve(kZonesPerThread);
+    for (const RingShare& share : shares) {
+        entries.clear();
+        share.ring->copy(share.from, share.to, entries);
+        std::erase_if(entries, [since](const ZoneEntry& entry) { return entry.begin < since; });
+        writer.addThread(share.threadId, share.threadName, share.ended, entries);
+    }
+    return writer.finish(kMaxSnapshotBytes - kTextFrameBytes);
+}
+
+} // namespace d::Profile
+
+net::Packet& net::operator<<(Packet& packet, const d::Profile::ThreadProfiler&)
+{
+    const std::vector<u8> bytes = d::Profile::takeSnapshot();
+    return packet.writeText(reinterpret_cast<const char*>(bytes.data()),
+                            static_cast<u32>(bytes.size()));
+}
