@@ -36,31 +36,36 @@ bool MonitorConnection::hasRoom()
     return inbox.size() < kMaxWaitingCommands && inboxBytes < kMaxWaitingCommandBytes;
 }
 
-bool MonitorConnection::pump(bool readable, bool writable)
+MonitorConnection::Progress MonitorConnection::pump(bool readable, bool writable)
 {
-    receive(readable, writable);
+    bool worked = receive(readable, writable);
     if (isConnected())
-        send();
-    if (isConnected())
-        return hasMore && socket->pendingSendBytes() < net::kCorkedBytes;
-    const std::lock_guard guard(inboxLock);
-    ended = true;
-    return false;
+        worked = send() || worked;
+    if (!isConnected()) {
+        const std::lock_guard guard(inboxLock);
+        ended = true;
+        return Progress::Some;
+    }
+    if (hasMore && socket->pendingSendBytes() < net::kCorkedBytes)
+        return Progress::MoreToDo;
+    return worked ? Progress::Some : Progress::None;
 }
 
-void MonitorConnection::receive(bool readable, bool writable)
+bool MonitorConnection::receive(bool readable, bool writable)
 {
+    bool received = false;
     receiving = hasRoom();
     socket->update(readable && receiving, writable);
     while (receiving) {
-        net::Packet* received = socket->pollPacket(nullptr);
-        if (!received)
+        net::Packet* arrived = socket->pollPacket(nullptr);
+        if (!arrived)
             break;
-        if (received->getSize() > kMaxMonitorRequestBytes) {
+        received = true;
+        if (arrived->getSize() > kMaxMonitorRequestBytes) {
             socket->close();
             break;
         }
-        MonitorCommand command = readMonitorCommand(*received);
+        MonitorCommand command = readMonitorCommand(*arrived);
         {
             const std::lock_guard guard(inboxLock);
             inboxBytes += static_cast<u32>(command.data.size());
@@ -68,11 +73,12 @@ void MonitorConnection::receive(bool readable, bool writable)
         }
         receiving = hasRoom();
     }
+    return received;
 }
 
 // The socket gathers small packets and sends them together, so what it has not been able to send
 // grows to kCorkedBytes and a packet at most. That much reaches the tool even after a loss.
-void MonitorConnection::send()
+bool MonitorConnection::send()
 {
     u32 sent = 0;
     hasMore = true;
@@ -84,6 +90,7 @@ void MonitorConnection::send()
         sent += packet.getSize();
     }
     socket->update(false, false);
+    return sent > 0;
 }
 
 void MonitorConnection::watch(net::WaitSet& waitSet)

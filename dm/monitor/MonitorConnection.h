@@ -50,9 +50,14 @@ public:
 
     // The I/O thread.
 
-    /// Receives, and sends what the log has, both up to a limit. Returns whether it could go on at
-    /// once.
-    bool pump(bool readable, bool writable);
+    enum class Progress
+    {
+        None,
+        Some,
+        MoreToDo ///< and possible at once
+    };
+    /// Receives, and sends what the log has, both up to a limit.
+    Progress pump(bool readable, bool writable);
 
     bool isConnected() const { return socket->isConnected(); }
     /// Whether something that was sent is still in this process.
@@ -63,8 +68,8 @@ public:
 
 private:
     bool hasRoom();
-    void receive(bool readable, bool writable);
-    void send();
+    bool receive(bool readable, bool writable);
+    bool send();
 
     LeafMutex inboxLock;
 

@@ -102,8 +102,8 @@ void MonitorLink::wait()
             accept();
             continue;
         }
-        const auto found = std::ranges::find(
-            tools, ready[index].key, [](const Tool& tool) { return tool.connection->key; });
+        const auto found = std::ranges::find(tools, ready[index].key,
+                                             [](const Tool& tool) { return tool.connection->key; });
         if (found == tools.end())
             continue;
         found->readable = ready[index].readable;
@@ -143,16 +143,16 @@ void MonitorLink::takeAccepted()
 
 void MonitorLink::pumpAll()
 {
-    busy = false;
-    bool worked = false;
+    using Progress = MonitorConnection::Progress;
+    Progress most = Progress::None;
     for (Tool& tool : tools) {
-        worked = worked || tool.readable || tool.connection->hasUnsent();
-        busy = tool.connection->pump(tool.readable, tool.writable) || busy;
+        most = std::max(most, tool.connection->pump(tool.readable, tool.writable));
         tool.readable = tool.writable = false;
         if (tool.connection->isConnected())
             tool.connection->watch(*waitSet);
     }
-    quietPasses = busy || worked ? 0 : quietPasses + 1;
+    busy = most == Progress::MoreToDo;
+    quietPasses = most == Progress::None ? quietPasses + 1 : 0;
 }
 
 void MonitorLink::dropLost()

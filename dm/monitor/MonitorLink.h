@@ -1,11 +1,12 @@
-/// The monitor from init to deinit: a listener, the connections, and the thread that does their I/O.
+/// The monitor from init to deinit: a listener, the connections, and the thread that does their
+/// I/O.
 ///
 /// The game's thread never touches a socket. The I/O thread accepts connections into `arrived`;
 /// takeArrived makes them the game's, in that order, and from there on they follow the log. What
 /// they send waits in their inboxes.
 ///
-/// Life of the thread: started by start(), woken through the wait set, joined by stop(). It looks at
-/// the log every few milliseconds while there are tools, so that printing need not wake it.
+/// Life of the thread: started by start(), woken through the wait set, joined by stop(). It looks
+/// at the log every few milliseconds while there are tools, so that printing need not wake it.
 ///
 /// Threads: the owner's calls one at a time, under its lock.
 /// Locks: `handOverLock`, a leaf, for the two lists that change hands.
@@ -44,7 +45,7 @@ public:
         HangUp, ///< sends what the log has, for kFinalSendMs at most, and closes
         Abandon ///< leaves all sockets open
     };
-    /// The log must not get anything more.
+    /// Joins the thread. What the log gets meanwhile may go out too.
     void stop(Ending ending);
 
     /// Makes what has connected since the game's.
@@ -68,8 +69,8 @@ private:
 
     MonitorLog& log;
     const u32 backlogBytes;
-    net::Listener listener;                 // I/O thread only, once started
-    std::shared_ptr<net::WaitSet> waitSet;  // shared with the log: whoever prints may wake it
+    net::Listener listener;                // I/O thread only, once started
+    std::shared_ptr<net::WaitSet> waitSet; // shared with the log: whoever prints may wake it
     std::atomic<bool> stopping{false};
     Ending ending = Ending::HangUp; // set before stopping
 

@@ -99,7 +99,8 @@ private:
     InPlaceValues inPlaceValues;
 };
 
-/// A tool's place in the log: gives it its next packet, and what it must know when packets are gone.
+/// A tool's place in the log: gives it its next packet, and what it must know when packets are
+/// gone.
 ///
 /// After a loss come, in this order: a line that says how many lines were lost, if any were; the
 /// newest of each in-place value among what was lost; then the oldest packets that are there.

@@ -32,7 +32,8 @@ struct MonitorCommand
 /// Decodes a packet from a tool, into a copy.
 MonitorCommand readMonitorCommand(net::Packet& packet);
 
-/// Makes the packet the line that says how many lines a tool has lost; readLostLines is its inverse.
+/// Makes the packet the line that says how many lines a tool has lost; readLostLines is its
+/// inverse.
 void writeLostLines(net::Packet& packet, u64 lines);
 
 } // namespace dm

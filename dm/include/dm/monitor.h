@@ -12,11 +12,11 @@
 ///     dm::deinit();
 ///
 /// A tool never costs the game: what is printed goes to one log in memory, and a thread of the
-/// monitor sends from there, to each tool as fast as that tool reads. With no tool connected nothing
-/// is formatted. A tool that stops reading stays connected and costs no memory: what the log no
-/// longer holds when it reads again it has lost. It is told first how many lines those were, gets the
-/// newest of the in-place values among what it has lost, and then goes on with the oldest that is
-/// there. So lines printed = lines received + lines reported as lost.
+/// monitor sends from there, to each tool as fast as that tool reads. With no tool connected
+/// nothing is formatted. A tool that stops reading stays connected and costs no memory: what the
+/// log no longer holds when it reads again it has lost. It is told first how many lines those were,
+/// gets the newest of the in-place values among what it has lost, and then goes on with the oldest
+/// that is there. So lines printed = lines received + lines reported as lost.
 ///
 /// When not: to talk with another program there are pipes, <dm/comm.h>; a tool may be gone at any
 /// time and nobody notices.
@@ -81,8 +81,9 @@ public:
     ///   data   zero-terminated, never null; valid until the return.
     ///
     /// May call anything of the monitor, deinit, init and update too: what was sent before has been
-    /// handed over then, and what else the tools have sent is left to the next update. Must not wait
-    /// for a thread that calls init, update, deinit or setDataParserCallback: they wait for it.
+    /// handed over then, and what else the tools have sent is left to the next update. Must not
+    /// wait for a thread that calls init, update, deinit or setDataParserCallback: they wait for
+    /// it.
     virtual void parseData(const char* data) = 0;
 };
 
@@ -100,7 +101,8 @@ DM_API void init(int port);
 DM_API void update();
 
 /// Closes all connections and stops listening. What was printed goes out first where that does not
-/// take long: returns after a quarter of a second at the latest. Leaves callback and requests alone.
+/// take long: returns after a quarter of a second at the latest. Leaves callback and requests
+/// alone.
 DM_API void deinit();
 
 /// The port in use, for init(0); 0 when not listening.
