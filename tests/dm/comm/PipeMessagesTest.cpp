@@ -1,13 +1,10 @@
 #include "dm/comm/PipeMessages.h"
 
+#include "support/DocumentedFrames.h"
 #include "support/ReceivedPacket.h"
 #include "support/WireMessage.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <map>
-#include <sstream>
 #include <string>
 #include <type_traits>
 
@@ -33,24 +30,6 @@ void expectWholeOnly(const WireMessage& wire, size_t missingAllowed = 0)
         const bool whole = size == payload.size() || size + missingAllowed == payload.size();
         EXPECT_EQ(decode(payload.substr(0, size), message), whole) << wire << " cut to " << size;
     }
-}
-
-std::map<std::string, std::string> documentedFrames()
-{
-    const auto root = std::filesystem::path(__FILE__).parent_path() / "../../..";
-    std::ifstream file(root / "docs/protocol/pipes.md");
-    std::map<std::string, std::string> frames;
-    std::string* frame = nullptr;
-    for (std::string line, previous; std::getline(file, line); previous = line) {
-        if (previous == "```hex")
-            frame = &frames[line.substr(line.find_first_not_of("# "))];
-        else if (line == "```")
-            frame = nullptr;
-        std::istringstream bytes(line.substr(0, line.find('#')));
-        for (unsigned byte = 0; frame && bytes >> std::hex >> byte;)
-            *frame += static_cast<char>(byte);
-    }
-    return frames;
 }
 
 /// As hex digits, which can be read when they differ.
@@ -84,7 +63,7 @@ void expectDocumented(const std::string& documented, const Message& message, Ext
 TEST(PipeMessages, AreEncodedAndDecodedAsDocumented)
 {
     using namespace dm;
-    auto frames = documentedFrames();
+    auto frames = documentedFrames("pipes.md");
     ASSERT_EQ(frames.size(), 9u);
     expectDocumented(frames["Welcome"], WelcomeMessage{2, 0, "game"});
     expectDocumented(frames["OpenPipe"], OpenPipeMessage{"assets", "tool"});
