@@ -7,7 +7,8 @@ std::vector<Row> allRows()
     return {roundTripRow(),     blockingRoundTripRow(), manyThreadsRow(), mediumResponseRow(),
             largeResponseRow(), notificationRow(),      idleServerRow(),  idleConnectionsRow(),
             systemCallsRow(),   smallFanOutRow(),       largeFanOutRow(), hubForwardRow(),
-            hubMeshRow(),       idleHubRow(),           jobsRow()};
+            hubMeshRow(),       idleHubRow(),           jobsRow(),        recordedZoneRow(),
+            idleZoneRow(),      profileSnapshotRow()};
 }
 
 } // namespace bench

@@ -20,5 +20,8 @@ Row hubForwardRow();
 Row hubMeshRow();
 Row idleHubRow();
 Row jobsRow();
+Row recordedZoneRow();
+Row idleZoneRow();
+Row profileSnapshotRow();
 
 } // namespace bench

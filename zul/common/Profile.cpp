@@ -1,10 +1,8 @@
 #include "zul/common/ProfileRegistry.h"
 #include "zul/common/ProfileWriter.h"
-#include "zul/common/ThreadNames.h"
 
 #include <zul/Packet.h>
 #include <zul/Profile.h>
-#include <zul/Thread.h>
 
 #include <algorithm>
 #include <mutex>
@@ -22,37 +20,9 @@ namespace {
 std::mutex s_switchLock; // switching on and off are one step each; taken alone
 std::atomic<u64> s_recordingSince{0};
 
-constinit thread_local ZoneRing* t_ring = nullptr;
-// No ring was to be had, or the thread is ending and has given its back.
-constinit thread_local bool t_excluded = false;
+[[gnu::tls_model("initial-exec")]] constinit thread_local ZoneRing* t_ring = nullptr;
 
-/// Life of a thread's share in the registry: from its first zone until here.
-struct RingKeeper
-{
-    ~RingKeeper()
-    {
-        RingRegistry::get().release(t_ring);
-        t_ring = nullptr;
-        t_excluded = true;
-    }
-};
-
-ZoneRing* claimRing() noexcept
-{
-    if (t_excluded)
-        return nullptr;
-    t_ring = RingRegistry::get().claim(zu::currentThreadId());
-    t_excluded = !t_ring;
-    if (t_ring) {
-        // Before the keeper, which so still finds the thread's name at the end.
-        zu::forgetNameAtThreadEnd();
-        thread_local RingKeeper keeper;
-        static_cast<void>(keeper);
-    }
-    return t_ring;
-}
-
-ZoneRing* ownRing() noexcept { return t_ring ? t_ring : claimRing(); }
+ZoneRing* ownRing() noexcept { return t_ring ? t_ring : RingRegistry::get().claim(t_ring); }
 
 } // namespace
 
@@ -84,8 +54,9 @@ void ThreadProfiler::setRecording(bool on)
     if (on == isRecording())
         return;
     if (on) {
-        profileTicksPerSecond();
-        s_recordingSince.store(profileTicks(), std::memory_order_relaxed);
+        const ProfileClock clock = ProfileClock::pick();
+        clock.ticksPerSecond(); // measured now, not when the first snapshot waits for it
+        s_recordingSince.store(clock.ticks(), std::memory_order_relaxed);
     }
     Recorder::recording.store(on, std::memory_order_relaxed);
 }
@@ -94,7 +65,8 @@ static std::vector<u8> takeSnapshot()
 {
     // Shares first: what they hold has ended before.
     const std::vector<RingShare> shares = RingRegistry::get().listShares();
-    SnapshotWriter writer(profileTicksPerSecond(), profileTicks());
+    const ProfileClock clock = ProfileClock::pick();
+    SnapshotWriter writer(clock.ticksPerSecond(), clock.ticks());
     const u64 since = s_recordingSince.load(std::memory_order_relaxed);
     std::vector<ZoneEntry> entries;
     entries.reserve(kZonesPerThread);

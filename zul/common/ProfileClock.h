@@ -1,20 +1,38 @@
 /// Seam: the cheapest clock that is right.
 ///
-/// A counter of the processor may serve only where it runs at one rate in all states of the
-/// processor and agrees between its cores; elsewhere it is the system's monotonic clock.
+/// A counter of the processor serves only where it runs at one rate in all states of the processor
+/// and agrees between its cores; elsewhere it is the system's monotonic clock.
 ///
-/// Threads: any, all functions.
+/// Threads: any.
 #pragma once
 
 #include <zul/Types.h>
 
 namespace d::Profile {
 
-/// Costs a few nanoseconds. Two readings of one thread may come out of order by some nanoseconds.
-zu::u64 profileTicks() noexcept;
+class ProfileClock
+{
+public:
+    /// The same choice every time in a process.
+    static ProfileClock pick() noexcept { return ProfileClock(isCounterRight()); }
+    /// Right on every machine, and slower.
+    static ProfileClock pickSystem() noexcept { return ProfileClock(false); }
 
-/// How many of them a second has, always the same in a process. The first call may take a
-/// millisecond to measure it.
-zu::u64 profileTicksPerSecond() noexcept;
+    /// A few nanoseconds' work; two readings may come out of order by as much.
+    zu::u64 ticks() const noexcept;
+
+    /// How many a second has, always the same. The first call may take a millisecond to measure it.
+    zu::u64 ticksPerSecond() const noexcept;
+
+private:
+    explicit ProfileClock(bool counter) noexcept
+        : readsCounter(counter)
+    {
+    }
+
+    static bool isCounterRight() noexcept;
+
+    bool readsCounter;
+};
 
 } // namespace d::Profile

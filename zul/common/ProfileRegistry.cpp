@@ -1,8 +1,27 @@
 #include "zul/common/ProfileRegistry.h"
 
+#include "zul/common/ThreadNames.h"
+
 #include <zul/Thread.h>
 
+#include <utility>
+
 namespace d::Profile {
+
+// The calling thread has been refused, or is ending and has given its ring back.
+static constinit thread_local bool t_excluded = false;
+
+/// Gives a thread's ring back when it ends.
+struct RingRegistry::Keeper
+{
+    ZoneRing*& place;
+
+    ~Keeper()
+    {
+        t_excluded = true;
+        get().release(std::exchange(place, nullptr));
+    }
+};
 
 RingRegistry& RingRegistry::get()
 {
@@ -30,7 +49,22 @@ RingRegistry::Seat* RingRegistry::pickSeat() noexcept
     return oldestEnded;
 }
 
-ZoneRing* RingRegistry::claim(u32 threadId) noexcept
+ZoneRing* RingRegistry::claim(ZoneRing*& place) noexcept
+{
+    if (t_excluded)
+        return nullptr;
+    place = seatThread(zu::currentThreadId());
+    t_excluded = !place;
+    if (place) {
+        // Before the keeper, which so still finds the thread's name at the end.
+        zu::forgetNameAtThreadEnd();
+        thread_local Keeper keeper{place};
+        static_cast<void>(keeper.place);
+    }
+    return place;
+}
+
+ZoneRing* RingRegistry::seatThread(u32 threadId) noexcept
 {
     std::lock_guard guard(lock);
     Seat* seat = pickSeat();

@@ -34,15 +34,17 @@ public:
     /// The one there is; never destroyed.
     static RingRegistry& get();
 
-    /// The ring of a thread that had none. Null when there are too many, or no memory.
-    ZoneRing* claim(u32 threadId) noexcept;
-    /// Called by the thread when it ends.
-    void release(ZoneRing* ring) noexcept;
+    /// A ring for the calling thread, which has none, until it ends. Null when there are too many,
+    /// or no memory, and from then on when the thread is ending.
+    ///
+    ///   place   the thread's, receives the ring and in the end null.
+    ZoneRing* claim(ZoneRing*& place) noexcept;
 
     /// The shares of all threads, as they are now.
     std::vector<RingShare> listShares();
 
 private:
+    struct Keeper;
     struct Seat
     {
         std::unique_ptr<ZoneRing> ring;
@@ -50,7 +52,9 @@ private:
         u64 endNumber = 0; // how many threads had ended when this one did, itself included
     };
 
+    ZoneRing* seatThread(u32 threadId) noexcept;
     Seat* pickSeat() noexcept;
+    void release(ZoneRing* ring) noexcept;
 
     std::mutex lock; // only the lock on the names of threads is taken under it
     std::array<Seat, kMaxRings> seats;

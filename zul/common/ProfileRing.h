@@ -76,7 +76,7 @@ private:
     // alone, even when the processor reads its counter out of order.
     u64 nextTick() noexcept
     {
-        const u64 now = profileTicks();
+        const u64 now = clock.ticks();
         lastTick = now > lastTick ? now : lastTick + 1;
         return lastTick;
     }
@@ -96,6 +96,7 @@ private:
     }
 
     // Set once.
+    const ProfileClock clock = ProfileClock::pick();
     zu::ZeroedBuffer memory;
     ZoneEntry* entries = nullptr; // kZonesPerThread of them, in memory
 

@@ -54,12 +54,6 @@ bool isTrustedByKernel()
     return false;
 }
 
-bool usesCycleCounter() noexcept
-{
-    static const bool uses = runsAtOneRate() && isTrustedByKernel();
-    return uses;
-}
-
 struct Reading
 {
     u64 counter = 0;
@@ -102,19 +96,29 @@ u64 measureCounter()
 
 #ifdef ZUL_HAS_CYCLE_COUNTER
 
-u64 profileTicks() noexcept { return usesCycleCounter() ? __rdtsc() : systemNanoseconds(); }
-
-u64 profileTicksPerSecond() noexcept
+bool ProfileClock::isCounterRight() noexcept
 {
-    static const u64 perSecond = usesCycleCounter() ? measureCounter() : kNanosecondsPerSecond;
-    return perSecond;
+    static const bool right = runsAtOneRate() && isTrustedByKernel();
+    return right;
+}
+
+u64 ProfileClock::ticks() const noexcept { return readsCounter ? __rdtsc() : systemNanoseconds(); }
+
+u64 ProfileClock::ticksPerSecond() const noexcept
+{
+    if (!readsCounter)
+        return kNanosecondsPerSecond;
+    static const u64 measured = measureCounter();
+    return measured;
 }
 
 #else
 
-u64 profileTicks() noexcept { return systemNanoseconds(); }
+bool ProfileClock::isCounterRight() noexcept { return false; }
 
-u64 profileTicksPerSecond() noexcept { return kNanosecondsPerSecond; }
+u64 ProfileClock::ticks() const noexcept { return systemNanoseconds(); }
+
+u64 ProfileClock::ticksPerSecond() const noexcept { return kNanosecondsPerSecond; }
 
 #endif
 
