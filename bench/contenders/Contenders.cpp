@@ -1,5 +1,7 @@
 #include "bench/contenders/Contenders.h"
 
+#include "bench/contenders/Lines.h"
+
 namespace bench {
 
 std::vector<std::string> Setup::toArguments() const
@@ -12,8 +14,10 @@ std::vector<std::string> Setup::toArguments() const
 
 Serve findServer(const std::string& name)
 {
-    for (const RequestContender& contender : {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(),
-                                              zeroMqRouter(), hubForward(), hubMember()})
+    for (const RequestContender& contender :
+         {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(), zeroMqRouter(), hubForward(),
+          hubMember(), monitorCounter(), spdlogReceiver(), monitorReaders(), monitorStoppers(),
+          monitorGame()})
         if (contender.name == name)
             return contender.serve;
     for (const NotifyContender& contender : {dmNotifications(), zeroMqPush()})

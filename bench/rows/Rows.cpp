@@ -8,7 +8,8 @@ std::vector<Row> allRows()
             largeResponseRow(), notificationRow(),      idleServerRow(),  idleConnectionsRow(),
             systemCallsRow(),   smallFanOutRow(),       largeFanOutRow(), hubForwardRow(),
             hubMeshRow(),       idleHubRow(),           jobsRow(),        recordedZoneRow(),
-            idleZoneRow(),      profileSnapshotRow()};
+            idleZoneRow(),      profileSnapshotRow(),   idlePrintRow(),   printedLinesRow(),
+            printTailRow(),     printMemoryRow()};
 }
 
 } // namespace bench

@@ -23,5 +23,9 @@ Row jobsRow();
 Row recordedZoneRow();
 Row idleZoneRow();
 Row profileSnapshotRow();
+Row idlePrintRow();
+Row printedLinesRow();
+Row printTailRow();
+Row printMemoryRow();
 
 } // namespace bench

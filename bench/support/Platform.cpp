@@ -173,6 +173,17 @@ double ServerProcess::cpuSeconds() const
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
+double ServerProcess::statusMegabytes(const char* field) const
+{
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    double kibibytes = 0;
+    for (std::string word; status >> word;) {
+        if (word == field && status >> kibibytes)
+            return kibibytes / 1024;
+    }
+    throw std::runtime_error("the server process is gone");
+}
+
 void announcePort(unsigned port)
 {
     std::printf("%u\n", port);

@@ -27,7 +27,12 @@ public:
     /// Processor time of all its threads so far.
     double cpuSeconds() const;
 
+    /// Its memory in RAM, in MiB: now, and at most so far.
+    double residentMegabytes() const { return statusMegabytes("VmRSS:"); }
+    double peakMegabytes() const { return statusMegabytes("VmHWM:"); }
+
 private:
+    double statusMegabytes(const char* field) const;
     void readPort();
 
     int pid = -1;

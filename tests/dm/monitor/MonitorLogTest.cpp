@@ -1,6 +1,7 @@
 #include "dm/monitor/MonitorLog.h"
 
 #include "dm/monitor/MonitorPackets.h"
+#include "support/Sanitized.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -158,7 +159,7 @@ TEST_F(MonitorLogTest, ReadersOfAllSpeedsAccountForEveryLine)
             }
         }
     };
-    for (int step = 0; step < 300; ++step) {
+    for (int step = 0; step < (support::kSanitized ? 60 : 300); ++step) {
         if (step % 30 == 0)
             readers.push_back({log.openReader(), printed});
         for (unsigned count = random() % 3000; count > 0; --count) {
