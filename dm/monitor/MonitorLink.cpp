@@ -1,7 +1,5 @@
 #include "dm/monitor/MonitorLink.h"
 
-#include "dm/common/Diagnostics.h"
-
 #include <algorithm>
 #include <chrono>
 #include <utility>
@@ -130,6 +128,8 @@ void MonitorLink::accept()
         const std::lock_guard guard(handOverLock);
         if (arrived.size() + accepted.size() + tools.size() < kMaxMonitorTools)
             arrived.push_back(std::move(connection));
+        else if (tooMany.raise())
+            warn("the debug monitor has %u tools and turns away further ones", kMaxMonitorTools);
     }
 }
 

@@ -12,6 +12,7 @@
 /// Locks: `handOverLock`, a leaf, for the two lists that change hands.
 #pragma once
 
+#include "dm/common/Diagnostics.h"
 #include "dm/common/LockOrder.h"
 #include "dm/monitor/MonitorConnection.h"
 
@@ -89,6 +90,7 @@ private:
     };
     std::vector<Tool> tools;
     u64 nextKey = 1; // 0 is the listener's
+    OnceFlag tooMany;
     bool busy = false;
     u32 quietPasses = 0;
 };

@@ -183,32 +183,31 @@ TEST_F(MonitorLoadTest, WhoeverLiesIsClosedAndNobodyElseNotices)
     EXPECT_EQ(bystander->next(), "0:quiet here");
 }
 
-TEST_F(MonitorLoadTest, AFloodIsHandedOverInPortions)
+TEST_F(MonitorLoadTest, AFloodIsHandedOverInPortionsAndHoldsUpNobody)
 {
+    constexpr std::ptrdiff_t kFlood = 20'000;
     const auto flooder = attach();
     const auto bystander = attach();
     parsed.clear();
-    std::jthread flood([&](const std::stop_token& stop) {
-        while (!stop.stop_requested()) {
+    std::jthread flood([&] {
+        for (int sent = 0; sent < kFlood; ++sent) {
             flooder->sendRequest(2);
             flooder->sendData("flood");
-            if (flooder->unsentBytes() > 1'000'000)
-                flooder->isConnected(); // lets it go on
         }
+        waitUntil([&] { return flooder->isConnected() && flooder->unsentBytes() == 0; });
     });
+    ASSERT_TRUE(updateUntil([&] { return !parsed.empty(); }));
+    bystander->sendData("me too");
     size_t most = 0;
-    for (int frame = 0; frame < 200; ++frame) {
+    ASSERT_TRUE(waitUntil([&] {
         const size_t before = parsed.size();
         dm::update();
         most = std::max(most, parsed.size() - before);
-        std::this_thread::yield();
-    }
-    EXPECT_LE(most, 256u);
-    bystander->sendData("me too");
-    awaitData("me too");
-    flood.request_stop();
-    flood.join();
-    EXPECT_TRUE(updateUntil([&] { return parsed.size() > 1000; }));
+        return parsed.size() > kFlood;
+    }));
+    EXPECT_LE(most, 257u);
+    EXPECT_EQ(std::ranges::count(parsed, "flood"), kFlood);
+    EXPECT_NE(parsed.back(), "me too") << "it came in between";
 }
 
 TEST_F(MonitorLoadTest, MoreToolsThanAllowedAreTurnedAway)
