@@ -15,7 +15,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// Far less than what the monitor's log holds, and enough that nobody runs dry.
-constexpr uint64_t kLinesAhead = 16 * 1024;
+constexpr uint64_t kLinesAhead = 24 * 1024;
 constexpr uint64_t kStep = 1024;
 
 constexpr uint64_t kMemoryLines = 10'000'000;

@@ -7,6 +7,9 @@ namespace dm {
 // Sent to one tool before the next gets its turn.
 static constexpr u32 kSendBytesPerPump = 256 * 1024;
 
+// In one pump. A game that prints 100 lines in each of 60 frames a second stays far below.
+static constexpr u32 kMuchBytes = 32 * 1024;
+
 u32 MonitorConnection::waitingCommands()
 {
     const std::lock_guard guard(inboxLock);
@@ -38,9 +41,8 @@ bool MonitorConnection::hasRoom()
 
 MonitorConnection::Progress MonitorConnection::pump(bool readable, bool writable)
 {
-    bool worked = receive(readable, writable);
-    if (isConnected())
-        worked = send() || worked;
+    const bool received = receive(readable, writable);
+    const u32 sentBytes = isConnected() ? send() : 0;
     if (!isConnected()) {
         const std::lock_guard guard(inboxLock);
         ended = true;
@@ -48,7 +50,9 @@ MonitorConnection::Progress MonitorConnection::pump(bool readable, bool writable
     }
     if (hasMore && socket->pendingSendBytes() < net::kCorkedBytes)
         return Progress::MoreToDo;
-    return worked ? Progress::Some : Progress::None;
+    if (sentBytes >= kMuchBytes)
+        return Progress::Much;
+    return received || sentBytes > 0 ? Progress::Some : Progress::None;
 }
 
 bool MonitorConnection::receive(bool readable, bool writable)
@@ -78,7 +82,8 @@ bool MonitorConnection::receive(bool readable, bool writable)
 
 // The socket gathers small packets and sends them together, so what it has not been able to send
 // grows to kCorkedBytes and a packet at most. That much reaches the tool even after a loss.
-bool MonitorConnection::send()
+// Returns how many bytes.
+u32 MonitorConnection::send()
 {
     u32 sent = 0;
     hasMore = true;
@@ -90,7 +95,7 @@ bool MonitorConnection::send()
         sent += packet.getSize();
     }
     socket->update(false, false);
-    return sent > 0;
+    return sent;
 }
 
 void MonitorConnection::watch(net::WaitSet& waitSet)

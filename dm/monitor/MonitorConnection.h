@@ -54,6 +54,7 @@ public:
     {
         None,
         Some,
+        Much,    ///< whoever prints so much goes on
         MoreToDo ///< and possible at once
     };
     /// Receives, and sends what the log has, both up to a limit.
@@ -69,7 +70,7 @@ public:
 private:
     bool hasRoom();
     bool receive(bool readable, bool writable);
-    bool send();
+    u32 send();
 
     LeafMutex inboxLock;
 

@@ -13,7 +13,8 @@ using std::chrono::milliseconds;
 
 constexpr u64 kListenerKey = 0;
 
-// How late a text may be, while much is printed and after a pause.
+// How late a text may be, while very much is printed, usually, and after a pause.
+constexpr u32 kBusyLookMs = 1;
 constexpr u32 kLookMs = 4;
 constexpr u32 kQuietLookMs = 20;
 constexpr u32 kQuietAfterPasses = 250;
@@ -113,8 +114,10 @@ u32 MonitorLink::waitMs() const
 {
     if (tools.empty())
         return kNoToolsMs;
-    if (busy)
+    if (lastProgress == MonitorConnection::Progress::MoreToDo)
         return 0;
+    if (lastProgress == MonitorConnection::Progress::Much)
+        return kBusyLookMs;
     return quietPasses < kQuietAfterPasses ? kLookMs : kQuietLookMs;
 }
 
@@ -151,7 +154,7 @@ void MonitorLink::pumpAll()
         if (tool.connection->isConnected())
             tool.connection->watch(*waitSet);
     }
-    busy = most == Progress::MoreToDo;
+    lastProgress = most;
     quietPasses = most == Progress::None ? quietPasses + 1 : 0;
 }
 

@@ -91,7 +91,7 @@ private:
     std::vector<Tool> tools;
     u64 nextKey = 1; // 0 is the listener's
     OnceFlag tooMany;
-    bool busy = false;
+    MonitorConnection::Progress lastProgress = MonitorConnection::Progress::None;
     u32 quietPasses = 0;
 };
 
