@@ -225,19 +225,10 @@ void recordNamedByDepth()
     }
 }
 
-void checkNamedByDepth(const Snapshot& snapshot)
-{
-    for (const Snapshot::Thread& thread : snapshot.threads) {
-        ASSERT_TRUE(isProperlyNested(thread));
-        for (const Snapshot::Zone& zone : thread.zones)
-            ASSERT_EQ(snapshot.names[zone.name], std::to_string(zone.depth));
-    }
-}
-
 TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
 {
     std::atomic<bool> stop = false;
-    std::atomic<u32> started = 0;
+    std::atomic<u32> come = 0;
     std::vector<std::jthread> threads;
     for (int i = 0; i < 2; ++i)
         threads.emplace_back([&] {
@@ -245,23 +236,27 @@ TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
                 recordNamedByDepth();
         });
     threads.emplace_back([&] {
-        while (!stop)
-            std::jthread([&] {
+        for (; !stop; ++come)
+            std::jthread([] {
                 zu::setThreadName(zu::currentThreadId(), "short");
-                for (int zones = 0; zones < 1000; ++zones)
+                for (int i = 0; i < 100; ++i)
                     recordNamedByDepth();
-                ++started;
             });
     });
-    threads.emplace_back([&] {
-        while (!stop) {
-            ThreadProfiler::setRecording(false);
-            ThreadProfiler::setRecording(true);
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    for (int snapshots = 0; snapshots < 12 || come < 40; ++snapshots) {
+        const Snapshot snapshot = takeSnapshot();
+        for (const Snapshot::Thread& thread : snapshot.threads) {
+            EXPECT_TRUE(isProperlyNested(thread));
+            for (const Snapshot::Zone& zone : thread.zones)
+                EXPECT_EQ(snapshot.names[zone.name][0], static_cast<char>('0' + zone.depth));
         }
-    });
-    for (int snapshots = 0; snapshots < 60 || started < 40; ++snapshots)
-        checkNamedByDepth(takeSnapshot());
+    }
+    for (int recordings = 0; recordings < 5; ++recordings) {
+        ThreadProfiler::setRecording(false);
+        ThreadProfiler::setRecording(true);
+        for (const Snapshot::Thread& thread : takeSnapshot().threads)
+            EXPECT_TRUE(isProperlyNested(thread));
+    }
     stop = true;
 }
 
