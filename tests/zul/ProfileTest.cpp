@@ -1,4 +1,5 @@
 #include "zul/common/ProfileClock.h"
+#include "zul/common/ProfileRing.h"
 
 #include <zul/Packet.h>
 #include <zul/Profile.h>
@@ -97,7 +98,6 @@ protected:
 TEST_F(Profile, ShowsZonesFramesAndNameOfAThread)
 {
     u32 id = 0;
-    std::atomic<bool> ended = false;
     const Snapshot snapshot = record([&] {
         id = zu::currentThreadId();
         ZUL_PROFILE_FRAME();
@@ -225,19 +225,10 @@ void recordNamedByDepth()
     }
 }
 
-void checkNamedByDepth(const Snapshot& snapshot)
-{
-    for (const Snapshot::Thread& thread : snapshot.threads) {
-        ASSERT_TRUE(isProperlyNested(thread));
-        for (const Snapshot::Zone& zone : thread.zones)
-            ASSERT_EQ(snapshot.names[zone.name], std::to_string(zone.depth));
-    }
-}
-
 TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
 {
     std::atomic<bool> stop = false;
-    std::atomic<u32> started = 0;
+    std::atomic<u32> come = 0;
     std::vector<std::jthread> threads;
     for (int i = 0; i < 2; ++i)
         threads.emplace_back([&] {
@@ -245,24 +236,59 @@ TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
                 recordNamedByDepth();
         });
     threads.emplace_back([&] {
-        while (!stop)
-            std::jthread([&] {
+        for (; !stop; ++come)
+            std::jthread([] {
                 zu::setThreadName(zu::currentThreadId(), "short");
-                for (int zones = 0; zones < 1000; ++zones)
+                for (int i = 0; i < 100; ++i)
                     recordNamedByDepth();
-                ++started;
             });
     });
-    threads.emplace_back([&] {
-        while (!stop) {
-            ThreadProfiler::setRecording(false);
-            ThreadProfiler::setRecording(true);
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    for (int snapshots = 0; snapshots < 12 || come < 20; ++snapshots) {
+        const Snapshot snapshot = takeSnapshot();
+        for (const Snapshot::Thread& thread : snapshot.threads) {
+            EXPECT_TRUE(isProperlyNested(thread));
+            EXPECT_TRUE(
+                std::all_of(thread.zones.begin(), thread.zones.end(), [&](const auto& zone) {
+                    return snapshot.names[zone.name][0] == static_cast<char>('0' + zone.depth);
+                }));
         }
-    });
-    for (int snapshots = 0; snapshots < 60 || started < 40; ++snapshots)
-        checkNamedByDepth(takeSnapshot());
+    }
+    for (int recordings = 0; recordings < 5; ++recordings) {
+        ThreadProfiler::setRecording(false);
+        ThreadProfiler::setRecording(true);
+        for (const Snapshot::Thread& thread : takeSnapshot().threads)
+            EXPECT_TRUE(isProperlyNested(thread));
+    }
     stop = true;
+}
+
+// More readers than cores: each is now and then interrupted while it copies, for so long that the
+// writer goes all around the ring.
+TEST(ProfileRing, DropsWhatIsOverwrittenWhileItIsCopied)
+{
+    constexpr u64 kLaps = 150;
+    const auto ring = d::Profile::ZoneRing::tryCreate();
+    std::atomic<size_t> copied = 0;
+    std::vector<std::jthread> readers;
+    for (int i = 0; i < 4; ++i)
+        readers.emplace_back([&] {
+            std::vector<d::Profile::ZoneEntry> entries;
+            for (u64 written = 0; written < kLaps * kZonesPerThread;) {
+                written = ring->countWritten();
+                entries.clear();
+                ring->copy(0, written, entries);
+                EXPECT_TRUE(std::is_sorted(
+                    entries.begin(), entries.end(),
+                    [](const auto& left, const auto& right) { return left.end < right.end; }));
+                copied += entries.size();
+            }
+        });
+    for (u64 i = 0; i < kLaps * kZonesPerThread; ++i) {
+        ring->begin("zone");
+        ring->end();
+    }
+    readers.clear();
+    EXPECT_GE(copied, 4 * (kZonesPerThread - 1));
 }
 
 TEST(ProfileClock, CountsAsManyTicksASecondAsItSays)
