@@ -128,9 +128,9 @@ void init(int port)
     abandonLink();
     for (auto& request : s_requests)
         request = false;
-    if (!s_log.load())
-        s_log = new MonitorLog;
     try {
+        if (!s_log.load())
+            s_log = new MonitorLog;
         auto link = std::make_unique<MonitorLink>(port, *s_log.load(), s_backlogBytes);
         link->start();
         s_link = link.release();

@@ -65,10 +65,6 @@ bool MonitorConnection::receive(bool readable, bool writable)
         if (!arrived)
             break;
         received = true;
-        if (arrived->getSize() > kMaxMonitorRequestBytes) {
-            socket->close();
-            break;
-        }
         MonitorCommand command = readMonitorCommand(*arrived);
         {
             const std::lock_guard guard(inboxLock);

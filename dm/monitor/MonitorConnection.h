@@ -31,6 +31,7 @@ public:
         , socket(std::move(connected))
     {
         socket->setCorked(true);
+        socket->setMaxReceivedPayload(kMaxMonitorRequestBytes);
     }
 
     const u64 key; // in the wait set

@@ -326,6 +326,12 @@ bool Socket::sendPacket(const Packet* packet)
     return !state.sendFailed;
 }
 
+void Socket::setMaxReceivedPayload(u32 bytes)
+{
+    assert(bytes <= kMaxPayloadBytes);
+    impl->decoder.setMaxPayload(bytes);
+}
+
 void Socket::setCorked(bool corked)
 {
     impl->corked = corked;

@@ -44,7 +44,6 @@ public:
         socket.sendPacket(&packet);
     }
 
-    void send(const net::Packet& packet) { socket.sendPacket(&packet); }
     dm::u32 unsentBytes() const { return socket.pendingSendBytes(); }
 
     void disconnect() { socket.close(); }

@@ -157,9 +157,12 @@ TEST_F(MonitorLoadTest, WhoeverLiesIsClosedAndNobodyElseNotices)
 {
     const auto bystander = attach();
     const dm::u32 port = dm::getMonitorPort();
+    using namespace std::string_view_literals;
     const std::string_view lies[] = {
-        "GET / HTTP/1.1\r\n\r\n", std::string_view("\xD5\x7A\x65\0\xFF\xFF\xFF\x7F", 8), // 2 GiB
-        std::string_view("\xD5\x7A\x65\0\0\0\0\0junk", 12), // 101 without a text, then junk
+        "GET / HTTP/1.1\r\n\r\n",
+        "\xD5\x7A\x65\0\xFF\xFF\xFF\x7F"sv, // 2 GiB
+        "\xD5\x7A\x65\0\x01\0\x01\0"sv,     // a byte more than a tool may say
+        "\xD5\x7A\x65\0\0\0\0\0junk"sv,     // 101 without a text, then junk
     };
     for (const std::string_view lie : lies) {
         ScriptedPeer liar = ScriptedPeer::connectTo(port);
@@ -171,12 +174,6 @@ TEST_F(MonitorLoadTest, WhoeverLiesIsClosedAndNobodyElseNotices)
         });
         EXPECT_TRUE(updateUntil([&] { return closed.load(); })) << lie;
     }
-    // A well-formed packet, but longer than what a tool may say.
-    MonitorTool talker(port);
-    net::Packet longText(101);
-    longText.writeText(std::string(70'000, 'x').c_str(), 70'000);
-    talker.send(longText);
-    EXPECT_TRUE(updateUntil([&] { return !talker.isConnected(); }));
     EXPECT_EQ(parsed.size(), 1u) << "the greeting of the bystander";
 
     dm::print("quiet here");

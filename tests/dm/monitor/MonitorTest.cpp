@@ -1,6 +1,7 @@
 /// The monitor and well-behaved tools.
 #include "dm/monitor/MonitorFixture.h"
 
+#include <dm/jobs.h>
 #include <zul/Listener.h>
 
 #include <algorithm>
@@ -136,6 +137,24 @@ TEST_F(MonitorTest, ParsersMayPrintAndUpdate)
         EXPECT_EQ(std::ranges::count(printed, std::string("0:got ") + data), 1);
         EXPECT_EQ(std::ranges::count(printed, std::string("0:done ") + data), 1);
     }
+}
+
+TEST_F(MonitorTest, ParsersMayTakeAnyLock)
+{
+    class PrintingJob : public dm::Job
+    {
+        void run(const char*) override { dm::print("a job"); }
+    };
+    const auto tool = attach();
+    onData = [](const std::string&) {
+        dm::JobManager jobs("jobs");
+        jobs.addJob(new PrintingJob);
+        jobs.runJobs(true);
+        dm::setDataParserCallback(nullptr);
+    };
+    tool->sendData("work");
+    awaitData("work");
+    EXPECT_EQ(tool->next(), "0:a job");
 }
 
 TEST_F(MonitorTest, ParsersMayEndTheMonitorAndBeginANewOne)

@@ -88,6 +88,11 @@ public:
     /// kMaxPayloadBytes, or when kMaxPendingSendBytes would be exceeded.
     bool sendPacket(const Packet* packet);
 
+    /// Closes the connection on longer payloads from the peer than this, as soon as one is
+    /// announced; for peers that have no business with long ones. At most kMaxPayloadBytes, which
+    /// it is at first. Stays through close and connect.
+    void setMaxReceivedPayload(u32 bytes);
+
     /// While corked, small packets gather and leave together: by flush, by update, by taking the
     /// cork out, or when kCorkedBytes are exceeded. Stays through close and connect.
     void setCorked(bool corked);
