@@ -243,7 +243,7 @@ TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
                     recordNamedByDepth();
             });
     });
-    for (int snapshots = 0; snapshots < 12 || come < 20; ++snapshots) {
+    for (int snapshots = 0; snapshots < 6 || come < 10; ++snapshots) {
         const Snapshot snapshot = takeSnapshot();
         for (const Snapshot::Thread& thread : snapshot.threads) {
             EXPECT_TRUE(isProperlyNested(thread));
@@ -253,7 +253,7 @@ TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
                 }));
         }
     }
-    for (int recordings = 0; recordings < 5; ++recordings) {
+    for (int recordings = 0; recordings < 3; ++recordings) {
         ThreadProfiler::setRecording(false);
         ThreadProfiler::setRecording(true);
         for (const Snapshot::Thread& thread : takeSnapshot().threads)
@@ -266,7 +266,7 @@ TEST_F(Profile, IsReadWhileThreadsRecordComeAndGo)
 // writer goes all around the ring.
 TEST(ProfileRing, DropsWhatIsOverwrittenWhileItIsCopied)
 {
-    constexpr u64 kLaps = 150;
+    constexpr u64 kLaps = 50;
     const auto ring = d::Profile::ZoneRing::tryCreate();
     std::atomic<size_t> copied = 0;
     std::vector<std::jthread> readers;

@@ -28,10 +28,10 @@
 /// one while it is suspended. A thread with a name (zu::setThreadName) is shown under it.
 /// Ownership: names are literals and are not copied, so a library with zones is not unloaded.
 /// Limits: a thread's first recorded zone takes a ring for its newest kZonesPerThread zones, which
-/// is mapped at once and becomes memory as it fills: 32 bytes a zone. After that a thread allocates
-/// nothing. The rings of the last kKeptEndedThreads threads that ended are kept, so that snapshots
-/// still show them; older ones go to the next new threads. With kMaxRings rings in use further
-/// threads are not recorded. Zones within kMaxZoneDepth others are not recorded.
+/// is mapped at once and becomes memory as it fills: 32 bytes a zone, 512 KiB in all. After that a
+/// thread allocates nothing. The rings of the last kKeptEndedThreads threads that ended are kept,
+/// so that snapshots still show them; older ones go to the next new threads. With kMaxRings rings
+/// in use further threads are not recorded. Zones within kMaxZoneDepth others are not recorded.
 #pragma once
 
 #include <zul/Types.h>
