@@ -36,7 +36,7 @@ struct WebOptions
 class WebMonitor : public MonitorOutput
 {
 public:
-    static constexpr int kMaxPages = 8;
+    static constexpr int kMaxPages = 4;
     static constexpr std::size_t kMaxDataBytes = 64 * 1024 - 5;
 
     explicit WebMonitor(WebOptions options);
