@@ -49,7 +49,8 @@ public:
 
     void start();
 
-    /// Returns when the sink has. What was to be sent still goes out if the game takes it.
+    /// Returns when the sink has. What was to be sent still goes out if the game takes it; the
+    /// connection ends with the client.
     void stop();
 
     /// Sends one of the game's requests, 0 to dm::kMonitorRequests - 1, or data for its parser, up
@@ -104,10 +105,10 @@ private:
     net::Socket socket;
     std::vector<MonitorEvent> events; // their texts keep their memory
     std::size_t eventCount = 0;
-    bool isAnnounced = false;   // Connected was said of this connection
-    bool hasReceived = false;   // anything, on this connection
-    bool isDoubtful = false;    // the last one ended before it had brought anything
-    bool hasSaidWhyNot = false; // Unreachable or NotAMonitor, since the last Connected
+    bool isAnnounced = false; // Connected was said of this connection
+    bool hasReceived = false; // anything, on this connection
+    bool isDoubtful = false;  // the last one ended before it had brought anything
+    MonitorEvent::Kind said = MonitorEvent::Kind::Text; // last of how it stands; Text: nothing yet
 
     std::thread thread; // last: it uses all of the above
 };

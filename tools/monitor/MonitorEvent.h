@@ -17,18 +17,18 @@ using zu::u8;
 
 struct MonitorEvent
 {
+    /// With the numbers that recordings have.
     enum class Kind : u8
     {
-        Connected,   ///< text: the game's address. A new game perhaps: its values begin anew
-        Lost,        ///< the connection ended; text: why
-        Unreachable, ///< no connection so far or again, said once; text: why
-        NotAMonitor, ///< something else listens there, said once; text: what gave it away
-        Text,        ///< channel, text
-        Value,       ///< group, name, text: takes the place of the one of this group and name
-        Profile,     ///< profile
-        LostLines,   ///< lostLines: this tool was too slow for so many lines
+        Connected = 1, ///< text: the game's address. A new game perhaps: its values begin anew
+        Lost,          ///< the connection ended; text: why
+        Unreachable,   ///< no connection so far or again, said once; text: why
+        NotAMonitor,   ///< something else listens there, said once; text: what gave it away
+        Text,          ///< channel, text
+        Value,         ///< group, name, text: takes the place of the one of this group and name
+        Profile,       ///< profile
+        LostLines,     ///< lostLines: this tool was too slow for so many lines
     };
-    static constexpr int kKinds = 8;
 
     Kind kind = Kind::Text;
 
@@ -37,7 +37,7 @@ struct MonitorEvent
 
     int channel = 0;
     int group = 0;
-    std::string name; ///< any bytes but zero, as the game sent them; so is text
+    std::string name; ///< any bytes, as the game sent them; so is text
     std::string text;
     u64 lostLines = 0;
 

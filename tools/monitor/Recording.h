@@ -13,8 +13,7 @@
 
 namespace monitor {
 
-/// The longest record without its head, a profile of the longest packet included; a longer one is
-/// damage. Longer texts are cut when they are written.
+/// The longest record without its head: what a packet can hold fits. A longer one is damage.
 inline constexpr std::size_t kMaxRecordBytes = 2 * 1024 * 1024;
 
 /// What a recording begins with, and what follows for an event.
@@ -56,6 +55,7 @@ public:
 
 private:
     Status readHead();
+    Status readRecord(MonitorEvent& event);
 
     std::vector<u8> buffer;
     std::size_t position = 0; // in buffer; what is before it was given
@@ -82,11 +82,12 @@ public:
     u64 removedBytes() const { return removed; }
 
 private:
-    void goOn();
+    u64 findEnd() const;
+    void write();
     [[noreturn]] void fail(const std::string& why) const;
 
     const std::string path;
-    std::FILE* file = nullptr;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{nullptr, &std::fclose};
     std::string buffer;
     u64 removed = 0;
 };

@@ -109,6 +109,10 @@ public:
     /// Whether the last connection ended before all that was sent had been handed to the system.
     bool hasLostSends() const;
 
+    /// Whether the last connection ended because the peer sent something that is not a packet, as
+    /// programs of other protocols do.
+    bool gotMalformed() const;
+
     /// Whether pollPacket would give a packet.
     bool hasPacket() const;
 
