@@ -260,13 +260,13 @@ TEST_F(WebMonitorTest, RefusesOtherNamesAndOtherPages)
 {
     const std::string port = std::to_string(web->port());
     EXPECT_EQ(get(path(), {{"Host", "localhost:" + port}}), 200);
-    for (const std::string host : {"attacker.example:" + port, std::string("127.0.0.1"),
+    for (const std::string& host : {"attacker.example:" + port, std::string("127.0.0.1"),
                                    "127.0.0.1:" + port + ".attacker.example"})
         EXPECT_EQ(get(path(), {{"Host", host}}), 403) << host;
     EXPECT_EQ(get(path("events"), {{"Host", "attacker.example:" + port}}), 403);
 
     EXPECT_EQ(post("request/1", "", {{"Origin", "http://127.0.0.1:" + port}}), 204);
-    for (const std::string origin : {std::string("null"), std::string("http://attacker.example"),
+    for (const std::string& origin : {std::string("null"), std::string("http://attacker.example"),
                                      "https://127.0.0.1:" + port, "http://localhost:" + port})
         EXPECT_EQ(post("request/2", "", {{"Origin", origin}}), 403) << origin;
     EXPECT_THAT(commands, testing::ElementsAre("1"));

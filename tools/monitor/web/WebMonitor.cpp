@@ -6,9 +6,9 @@
 #include <dm/monitor.h>
 #include <zul/Listener.h>
 
-#include <array>
 #include <atomic>
 #include <charconv>
+#include <cstdio>
 #include <future>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
@@ -35,8 +35,8 @@ constexpr auto kWriteTimeout = 3s;
 constexpr auto kBatchInterval = 40ms;
 // How soon the thread of a page that was closed is free again.
 constexpr auto kLookInterval = 500ms;
-// Something is sent so often, so that a page notices when nobody is there any more.
-constexpr auto kAliveInterval = 5s;
+// Something is sent so often, which fails, the second time, when the page is no longer there.
+constexpr auto kAliveInterval = 1s;
 
 constexpr const char* kContentPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "

@@ -98,13 +98,17 @@ class App {
     setText(byId('source'), this.source);
     byId('commands').hidden = !hello.canSend;
     this.setState(...(this.connection ?? ['waiting', 'waiting for the game']));
-    this.log.emptyText = 'Nothing was printed yet.';
-    this.log.draw();
   }
 
   setState(state, text, notice = '') {
     byId('state').dataset.state = state;
     setText(byId('state'), text);
+    for (const control of document.querySelectorAll('#commands button, #commands input'))
+      control.disabled = state !== 'connected';
+    this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet.'
+      : state === 'waiting' ? `Waiting for the game at ${this.source}: start it, and the page goes on by itself.`
+      : '';
+    this.log.draw();
     this.notify(notice, state === 'ended');
   }
 
