@@ -20,5 +20,6 @@ void addListenCommand(CLI::App& app, Action& action);
 void addHubCommand(CLI::App& app, Action& action);
 void addRunCommand(CLI::App& app, Action& action);
 void addPipesCommand(CLI::App& app, Action& action);
+void addWatchCommand(CLI::App& app, Action& action);
 
 } // namespace tool

@@ -17,17 +17,18 @@ LineWriter::LineWriter()
 {
 }
 
-void LineWriter::write(std::string line)
+bool LineWriter::write(std::string line, Stream stream)
 {
     {
         const std::lock_guard lock(mutex);
         if (waiting.size() == kMostWaiting) {
             ++lost;
-            return;
+            return false;
         }
-        waiting.push_back(std::move(line));
+        waiting.push_back({std::move(line), stream});
     }
     changed.notify_all();
+    return true;
 }
 
 bool LineWriter::hasFailed()
@@ -84,14 +85,32 @@ void LineWriter::printAll()
         changed.wait(lock, [this] { return isFinishing || !waiting.empty(); });
         if (waiting.empty())
             return;
-        const std::string line = std::move(waiting.front());
-        waiting.pop_front();
+        const Line piece = takePiece();
         lock.unlock();
-        writeOutput(line.data(), line.size());
+        if (piece.stream == Stream::Output)
+            writeOutput(piece.text.data(), piece.text.size());
+        else
+            std::fputs(piece.text.c_str(), stderr);
         lock.lock();
         ++printed;
         changed.notify_all();
     }
+}
+
+// Lines of one stream that go out together: written one by one, many would be slow. Not so many
+// that a slow reader who does read seems to stand still.
+LineWriter::Line LineWriter::takePiece()
+{
+    constexpr std::size_t kPieceBytes = 32 * 1024;
+    Line piece = std::move(waiting.front());
+    waiting.pop_front();
+    while (!waiting.empty() && waiting.front().stream == piece.stream &&
+           piece.text.size() + waiting.front().text.size() <= kPieceBytes)
+    {
+        piece.text += waiting.front().text;
+        waiting.pop_front();
+    }
+    return piece;
 }
 
 } // namespace tool

@@ -10,7 +10,8 @@
 
 namespace tool {
 
-/// Writes lines to standard output for threads that must not wait for whoever reads it.
+/// Writes lines to standard output, and standard error, for threads that must not wait for whoever
+/// reads it.
 ///
 /// Threads: write from any. A thread of its own prints; it is started by the constructor, woken by
 /// write, and joined by finish, which must be called.
@@ -24,8 +25,15 @@ public:
     LineWriter(const LineWriter&) = delete;
     LineWriter& operator=(const LineWriter&) = delete;
 
-    /// Takes a line with its end. Returns at once.
-    void write(std::string line);
+    enum class Stream
+    {
+        Output,
+        Error
+    };
+
+    /// Takes a line with its end. Returns at once, false when it is lost. Lines come out in the
+    /// order of the calls, on both streams together.
+    bool write(std::string line, Stream stream = Stream::Output);
 
     /// Whether standard output takes nothing any more. zu::Interrupt is notified of it.
     bool hasFailed();
@@ -35,12 +43,19 @@ public:
     void finish();
 
 private:
+    struct Line
+    {
+        std::string text;
+        Stream stream = Stream::Output;
+    };
+
     void run();
     void printAll();
+    Line takePiece();
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<std::string> waiting;
+    std::deque<Line> waiting;
     unsigned long printed = 0;
     unsigned long lost = 0;
     bool isFinishing = false;

@@ -32,6 +32,7 @@ ExitCode run(int argc, char** argv)
     tool::addHubCommand(app, action);
     tool::addRunCommand(app, action);
     tool::addPipesCommand(app, action);
+    tool::addWatchCommand(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
