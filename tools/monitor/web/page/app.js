@@ -97,7 +97,9 @@ class App {
     document.title = `dm watch ${this.source}`;
     setText(byId('source'), this.source);
     byId('commands').hidden = !hello.canSend;
-    this.setState(...(this.connection ?? ['waiting', 'waiting for the game']));
+    this.isRecording = !hello.canSend;
+    if (this.isRecording) this.setState('recording', 'recording');
+    else this.setState(...(this.connection ?? ['waiting', 'waiting for the game']));
   }
 
   setState(state, text, notice = '') {
@@ -107,7 +109,7 @@ class App {
       control.disabled = state !== 'connected';
     this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet.'
       : state === 'waiting' ? `Waiting for the game at ${this.source}: start it, and the page goes on by itself.`
-      : '';
+      : 'Nothing was printed.';
     this.log.draw();
     this.notify(notice, state === 'ended');
   }
@@ -168,7 +170,7 @@ class App {
 
   connectionChanged(state, text, seconds, note, wallClock) {
     this.connection = [state, text];
-    this.setState(state, text);
+    if (!this.isRecording) this.setState(state, text);
     this.note(seconds, `${note} at ${new Date(wallClock).toLocaleTimeString('en-GB')}`);
   }
 
