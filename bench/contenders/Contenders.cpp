@@ -1,4 +1,5 @@
 #include "bench/contenders/FileContenders.h"
+#include "bench/contenders/Lines.h"
 
 namespace bench {
 
@@ -14,7 +15,8 @@ Serve findServer(const std::string& name)
 {
     for (const RequestContender& contender :
          {dmRequests(), hopLimit(), rawTcp(), zeroMqRequests(), zeroMqRouter(), hubForward(),
-          hubMember(), rawTcpFileServer()})
+          hubMember(), rawTcpFileServer(), monitorCounter(), spdlogReceiver(), monitorReaders(),
+          monitorStoppers(), monitorGame()})
         if (contender.name == name)
             return contender.serve;
     for (const NotifyContender& contender : {dmNotifications(), zeroMqPush()})

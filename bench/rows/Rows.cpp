@@ -10,7 +10,9 @@ std::vector<Row> allRows()
         systemCallsRow(),      smallFanOutRow(),       largeFanOutRow(),    hubForwardRow(),
         hubMeshRow(),          idleHubRow(),           jobsRow(),           fileStatRow(),
         smallFilesRow(),       largeFileInPartsRow(),  wholeLargeFileRow(), largeFileWriteRow(),
-        fileServerMemoryRow(), fileFindRow()};
+        fileServerMemoryRow(), fileFindRow(),          recordedZoneRow(),   idleZoneRow(),
+        profileSnapshotRow(),  idlePrintRow(),         printedLinesRow(),   printTailRow(),
+        printMemoryRow()};
 }
 
 } // namespace bench

@@ -27,5 +27,12 @@ Row wholeLargeFileRow();
 Row largeFileWriteRow();
 Row fileServerMemoryRow();
 Row fileFindRow();
+Row recordedZoneRow();
+Row idleZoneRow();
+Row profileSnapshotRow();
+Row idlePrintRow();
+Row printedLinesRow();
+Row printTailRow();
+Row printMemoryRow();
 
 } // namespace bench

@@ -229,6 +229,8 @@ ChildProcess::Memory ChildProcess::memory() const
         words >> name >> kilobytes;
         if (name == "VmHWM:")
             memory.peak = kilobytes / 1024;
+        else if (name == "VmRSS:")
+            memory.resident = kilobytes / 1024;
         else if (name == "RssAnon:")
             memory.anonymous = kilobytes / 1024;
     }

@@ -53,6 +53,7 @@ public:
     struct Memory // in MiB
     {
         double peak = 0;      ///< everything resident, at its highest so far
+        double resident = 0;  ///< the same now
         double anonymous = 0; ///< resident now and no file's
     };
     Memory memory() const;
@@ -76,6 +77,7 @@ public:
 
     uint16_t port() const { return tcpPort; }
     double cpuSeconds() const { return process.cpuSeconds(); }
+    ChildProcess::Memory memory() const { return process.memory(); }
 
 private:
     ChildProcess process;

@@ -11,8 +11,6 @@
 
 namespace dm {
 
-inline constexpr int kPipePacketId = 205;
-
 enum class MessageKind : int
 {
     OpenPipe = 0,

@@ -8,6 +8,7 @@
 #include <cassert>
 #include <mutex>
 #include <type_traits>
+#include <utility>
 
 namespace dm {
 
@@ -115,6 +116,30 @@ public:
 
 private:
     Mutex& mutex;
+};
+
+/// Leaves a lock that this thread holds out of its account, while a callback runs under it that may
+/// take any lock. What cannot be asserted then must be said to whoever writes the callback.
+template <LockRank Rank>
+class RankPause
+{
+public:
+#ifndef NDEBUG
+    RankPause()
+        : held(std::exchange(detail::s_heldRanks[static_cast<int>(Rank)], 0))
+    {
+    }
+    ~RankPause() { detail::s_heldRanks[static_cast<int>(Rank)] = held; }
+#else
+    RankPause() {}
+#endif
+    RankPause(const RankPause&) = delete;
+    RankPause& operator=(const RankPause&) = delete;
+
+private:
+#ifndef NDEBUG
+    const int held;
+#endif
 };
 
 template <LockRank Rank>

@@ -14,12 +14,12 @@ namespace support {
 class ReceivedPacket
 {
 public:
-    explicit ReceivedPacket(std::string_view payload)
+    explicit ReceivedPacket(std::string_view payload, net::u32 id = 205)
         : bytes(new net::u8[net::kFrameHeaderBytes + payload.size()])
     {
         net::u8* start = bytes.get() + net::kFrameHeaderBytes;
         payload.copy(reinterpret_cast<char*>(start), payload.size());
-        net::PacketAccess::showFrame(packet, {205, start, static_cast<net::u32>(payload.size())});
+        net::PacketAccess::showFrame(packet, {id, start, static_cast<net::u32>(payload.size())});
     }
 
     net::Packet& operator*() { return packet; }

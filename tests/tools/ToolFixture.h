@@ -2,6 +2,7 @@
 
 #include "support/ChildProcess.h"
 
+#include <dm/comm.h>
 #include <zul/Listener.h>
 #include <zul/Packet.h>
 #include <zul/Socket.h>
@@ -117,7 +118,7 @@ public:
         ASSERT_EQ(zu::waitAny(&handle, 1, kLongMs), 0);
         client.reset(listener.pollConnect());
         ASSERT_NE(client, nullptr);
-        net::Packet welcome(205);
+        net::Packet welcome(dm::kPipePacketId);
         welcome << 7 << version << 0u << "program";
         client->sendPacket(&welcome);
         ASSERT_TRUE(client->drain(kLongMs));

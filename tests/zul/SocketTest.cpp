@@ -200,6 +200,7 @@ TEST_F(SocketTest, ForeignGreetingsAreTurnedAwayAtOnce)
         server->update(); // without any poll
         return !server->isConnected();
     }));
+    EXPECT_TRUE(server->gotMalformed());
     EXPECT_STREQ(server->closeReason(), "the peer sent something that is not a packet");
     net::tcp::close(raw);
 }

@@ -1,139 +1,192 @@
-// The demo's game of the file server: reads a source tree on the development machine, changes it
-// and lists it, through the installed file system alone.
+// A game with nothing but a debug monitor, to be watched: 100 frames a second, three threads.
 //
-//   dm_demo_game HOST:PORT FOLDER ROUNDS
+//   dm_demo_game [PORT]
 //
-// Each round reads the whole tree and prints how much, and the SHA-256 of all its files' bytes in
-// the order of their paths. Then comes what a game does with files: a report, a copy, a new name, a
-// file less, and the list of the folder.
+// The first line on standard output tells the address: "playing on 127.0.0.1:PORT".
+//
+// It prints a line a second on channel 0, and values in three groups. Request 0 has it send a
+// profile, 1 load a level (lines on channel 1) and 2 end the game. What tools send as data:
+//
+//   say TEXT     prints the text on channel 2
+//   lines COUNT  prints so many lines on channel 3 at once, "line 1" and so on
+//   rate COUNT   prints so many lines a second on channel 3 from here on, 0 for none
+//   values       prints the values anew, also those that have not changed
 
-#include "tools/dm/Arguments.h"
-#include "tools/dm/ExitCode.h"
-#include "tools/dm/Sha256.h"
+#include <dm/monitor.h>
+#include <zul/Interrupt.h>
+#include <zul/Profile.h>
+#include <zul/Thread.h>
 
-#include <dm/comm.h>
-#include <dm/fs.h>
-#include <zul/BufferedMemoryFile.h>
-#include <zul/LocalFileSystem.h>
-
-#include <algorithm>
+#include <atomic>
 #include <charconv>
+#include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 namespace {
 
-using Paths = std::vector<std::string>;
+constexpr zu::u32 kFrameMs = 10;
 
-/// The game's file system is the server's for as long as this lives.
-class RemoteFiles
+// Something that takes about so long, as games do.
+void work(int microseconds)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(microseconds);
+    while (std::chrono::steady_clock::now() < end) {
+    }
+}
+
+class Game : public dm::DataParserCallback
 {
 public:
-    explicit RemoteFiles(const tool::Address& server)
+    Game()
     {
-        dm::initCommunicationManagerAsClient("game", server.host.c_str(), server.port);
-        new dm::NetworkFileSystem(zu::LocalFileSystem::getInstance());
-        zu::FileSystem::set(&dm::NetworkFileSystem::getInstance());
+        d::Profile::ThreadProfiler::setRecording(true);
+        zu::setThreadName(zu::currentThreadId(), "game");
+        dm::setDataParserCallback(this);
+        for (const char* name : {"loader", "physics"})
+            threads.emplace_back([this, name] { help(name); });
     }
 
-    ~RemoteFiles()
+    ~Game() override
     {
-        zu::FileSystem::set(nullptr);
-        dm::deinitCommunicationManagers();
-        dm::NetworkFileSystem::deleteInstance();
+        dm::setDataParserCallback(nullptr);
+        isOver = true;
+        for (std::thread& thread : threads)
+            thread.join();
     }
 
-    RemoteFiles(const RemoteFiles&) = delete;
-    RemoteFiles& operator=(const RemoteFiles&) = delete;
-};
-
-Paths listTree(const std::string& folder)
-{
-    zu::FileSystem::PathList found;
-    zu::FileSystem::get().listFiles(found, folder.c_str(), nullptr, true);
-    Paths paths;
-    for (const auto& path : found)
-        paths.emplace_back(path.c_str());
-    std::sort(paths.begin(), paths.end());
-    return paths;
-}
-
-void readTree(const std::string& folder)
-{
-    std::string bytes;
-    const Paths paths = listTree(folder);
-    for (const std::string& path : paths) {
-        const zu::BufferedMemoryFile file(path.c_str());
-        bytes.append(static_cast<const char*>(file.getData()), file.getSize());
-    }
-    std::printf("read %zu files, %zu bytes, sha256 %s\n", paths.size(), bytes.size(),
-                tool::sha256(bytes.data(), bytes.size()).c_str());
-    std::fflush(stdout);
-}
-
-void require(bool succeeded, const char* what)
-{
-    if (!succeeded)
-        throw tool::ToolError(tool::ExitCode::File, std::string("the file server refused ") + what);
-}
-
-void changeTree(const std::string& folder)
-{
-    zu::FileSystem& files = zu::FileSystem::get();
-    const std::string built = folder + "/built";
-    require(files.createDirectory(built.c_str()), "a new folder");
-    const std::string report = built + "/report.txt";
+    void play()
     {
-        zu::File file(report.c_str(), zu::File::Write);
-        for (const std::string& path : listTree(folder)) {
-            const std::string line = path + "\n";
-            file.write(line.data(), line.size());
+        zu::Interrupt& interrupt = zu::Interrupt::get();
+        for (; !isOver && !interrupt.isRaised(); ++frame) {
+            playFrame();
+            interrupt.waitFor(kFrameMs);
         }
-        file.close();
+        dm::print("the game is over after %u frames", frame);
     }
-    const std::string copy = built + "/copy.txt";
-    const std::string renamed = built + "/files.txt";
-    require(files.copyFile(report.c_str(), copy.c_str()), "a copy");
-    require(files.moveFile(copy.c_str(), renamed.c_str(), false), "a new name");
-    require(files.deleteFile(report.c_str()), "to delete a file");
-    std::printf("wrote %s\n", renamed.c_str());
-}
 
-void listFolder(const std::string& folder)
-{
-    zu::FileSystem& files = zu::FileSystem::get();
-    zu::FindFileHandle* entry = files.findFirstFile((folder + "/*").c_str());
-    for (; entry != nullptr; entry = files.findNextFile(entry)) {
-        if (files.findIsDirectory(entry))
-            std::printf("  %s/\n", files.findGetFileName(entry));
+    void parseData(const char* data) override
+    {
+        const std::string_view text = data;
+        if (text.substr(0, 4) == "say ")
+            dm::print(2, "%s", data + 4);
+        else if (text.substr(0, 6) == "lines ")
+            printLines(std::strtoul(data + 6, nullptr, 10));
+        else if (text.substr(0, 5) == "rate ")
+            linesPerSecond = std::strtoul(data + 5, nullptr, 10);
+        else if (text == "values")
+            hasNewValues = true;
         else
-            std::printf("  %s %llu\n", files.findGetFileName(entry),
-                        static_cast<unsigned long long>(files.findGetFileSize(entry)));
+            dm::print("do not know what \"%s\" means", data);
     }
-}
+
+private:
+    void playFrame()
+    {
+        ZUL_PROFILE_FRAME();
+        ZUL_PROFILE_ZONE("frame");
+        {
+            ZUL_PROFILE_ZONE("monitor");
+            dm::update();
+            serveRequests();
+        }
+        {
+            ZUL_PROFILE_ZONE("simulate");
+            work(300);
+            {
+                ZUL_PROFILE_ZONE("collide");
+                work(200);
+            }
+        }
+        {
+            ZUL_PROFILE_ZONE("draw");
+            work(400);
+        }
+        report();
+    }
+
+    void serveRequests()
+    {
+        if (dm::checkAndClearRequest(0))
+            dm::createProfilePacket();
+        if (dm::checkAndClearRequest(1)) {
+            dm::print(1, "loading level %d", ++level);
+            dm::print(1, "level %d is there", level);
+            hasNewValues = true;
+        }
+        if (dm::checkAndClearRequest(2))
+            isOver = true;
+    }
+
+    void report()
+    {
+        constexpr zu::u32 kFramesPerSecond = 1000 / kFrameMs;
+        if (frame % kFramesPerSecond == 0)
+            dm::print("second %u", frame / kFramesPerSecond);
+        printLines(linesPerSecond * (frame % kFramesPerSecond + 1) / kFramesPerSecond -
+                   linesPerSecond * (frame % kFramesPerSecond) / kFramesPerSecond);
+        dm::printInPlace(dm::EngineStatistics, "frame", "%u", frame);
+        dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f",
+                         1.0 + 0.2 * std::sin(frame * 0.05));
+        if (frame % 10 == 0)
+            dm::printInPlace(dm::StreamingStatistics, "bytes loaded", "%u", frame * 4096);
+        if (hasNewValues || frame % kFramesPerSecond == 0)
+            dm::printInPlace("level", "%d", level);
+        hasNewValues = false;
+    }
+
+    void printLines(unsigned long count)
+    {
+        for (; count > 0; --count)
+            dm::print(3, "line %lu", ++lines);
+    }
+
+    void help(const char* name) const
+    {
+        zu::setThreadName(zu::currentThreadId(), name);
+        while (!isOver) {
+            {
+                ZUL_PROFILE_ZONE("job");
+                work(200);
+                ZUL_PROFILE_ZONE("part of a job");
+                work(200);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(kFrameMs));
+        }
+    }
+
+    std::atomic<bool> isOver{false};
+    zu::u32 frame = 0;
+    int level = 1;
+    unsigned long lines = 0;
+    unsigned long linesPerSecond = 0;
+    bool hasNewValues = false;
+    std::vector<std::thread> threads; // last: they use the above
+};
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    int rounds = 0;
-    if (argc == 4)
-        std::from_chars(argv[3], argv[3] + std::char_traits<char>::length(argv[3]), rounds);
-    if (rounds < 1) {
-        std::fprintf(stderr, "usage: dm_demo_game HOST:PORT FOLDER ROUNDS\n");
-        return static_cast<int>(tool::ExitCode::Usage);
+    const std::string_view portText = argc == 2 ? argv[1] : "0";
+    int port = -1;
+    std::from_chars(portText.data(), portText.data() + portText.size(), port);
+    if (argc > 2 || port < 0 || port > 65535) {
+        std::fprintf(stderr, "usage: dm_demo_game [PORT]\n");
+        return 2;
     }
-    try {
-        const RemoteFiles remote(tool::parseAddress(argv[1]));
-        const std::string folder = argv[2];
-        for (int round = 0; round < rounds; ++round)
-            readTree(folder);
-        changeTree(folder);
-        listFolder(folder);
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "dm_demo_game: %s\n", error.what());
-        return static_cast<int>(tool::ExitCode::File);
-    }
+    dm::init(port);
+    if (dm::getMonitorPort() == 0)
+        return 3; // dm has said why
+    std::printf("playing on 127.0.0.1:%u\n", dm::getMonitorPort());
+    std::fflush(stdout);
+    Game().play();
+    dm::deinit();
+    return 0;
 }

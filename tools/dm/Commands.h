@@ -22,5 +22,6 @@ void addServeCommand(CLI::App& app, Action& action);
 void addRunCommand(CLI::App& app, Action& action);
 void addFsCommand(CLI::App& app, Action& action);
 void addPipesCommand(CLI::App& app, Action& action);
+void addWatchCommand(CLI::App& app, Action& action);
 
 } // namespace tool

@@ -19,25 +19,26 @@ constexpr std::size_t kBatchBytes = 16 * 1024;
 
 } // namespace
 
-LineWriter::LineWriter(Stream writtenStream)
-    : stream(writtenStream)
+LineWriter::LineWriter(Stream usualStream)
+    : usual(usualStream)
     , thread([this] { run(); })
 {
 }
 
-void LineWriter::write(std::string line)
+bool LineWriter::write(std::string line, Stream stream)
 {
     {
         const std::lock_guard lock(mutex);
         if (hasEnded || waiting.size() == kMostWaiting ||
             waitingBytes + line.size() > kMostWaitingBytes) {
             ++lost;
-            return;
+            return false;
         }
         waitingBytes += line.size();
-        waiting.push_back(std::move(line));
+        waiting.push_back({std::move(line), stream});
     }
     changed.notify_all();
+    return true;
 }
 
 void LineWriter::writeIfIdle(std::string line)
@@ -120,21 +121,18 @@ void LineWriter::run()
 
 void LineWriter::printAll()
 {
-    std::string batch;
     std::unique_lock lock(mutex);
     for (;;) {
         changed.wait(lock, [this] { return isFinishing || !waiting.empty(); });
         if (waiting.empty())
             return;
-        batch.clear();
-        while (!waiting.empty() && batch.size() < kBatchBytes) {
-            batch += waiting.front();
-            waiting.pop_front();
-        }
-        waitingBytes -= batch.size();
+        const Line batch = takeBatch();
         isPrinting = true;
         lock.unlock();
-        print(batch);
+        if (batch.stream == Stream::Output)
+            writeOutput(batch.text.data(), batch.text.size());
+        else
+            std::fwrite(batch.text.data(), 1, batch.text.size(), stderr);
         lock.lock();
         isPrinting = false;
         ++printed;
@@ -142,12 +140,19 @@ void LineWriter::printAll()
     }
 }
 
-void LineWriter::print(const std::string& lines) const
+// Lines of one stream that go out together: written one by one, many would be slow.
+LineWriter::Line LineWriter::takeBatch()
 {
-    if (stream == Stream::Output)
-        writeOutput(lines.data(), lines.size());
-    else
-        std::fwrite(lines.data(), 1, lines.size(), stderr);
+    Line batch = std::move(waiting.front());
+    waiting.pop_front();
+    while (!waiting.empty() && waiting.front().stream == batch.stream &&
+           batch.text.size() < kBatchBytes)
+    {
+        batch.text += waiting.front().text;
+        waiting.pop_front();
+    }
+    waitingBytes -= batch.text.size();
+    return batch;
 }
 
 } // namespace tool

@@ -7,10 +7,11 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace tool {
 
-/// Writes lines to standard output, or standard error, for threads that must not wait for whoever
+/// Writes lines to standard output and standard error for threads that must not wait for whoever
 /// reads it.
 ///
 /// Threads: write from any. A thread of its own prints; it is started by the constructor, woken by
@@ -31,12 +32,15 @@ public:
         Error
     };
 
-    explicit LineWriter(Stream writtenStream = Stream::Output);
+    ///   usualStream   where lines go that are given none.
+    explicit LineWriter(Stream usualStream = Stream::Output);
     LineWriter(const LineWriter&) = delete;
     LineWriter& operator=(const LineWriter&) = delete;
 
-    /// Takes a line with its end. Returns at once.
-    void write(std::string line);
+    /// Takes a line with its end. Returns at once, false when it is lost. Lines come out in the
+    /// order of the calls, on both streams together.
+    bool write(std::string line) { return write(std::move(line), usual); }
+    bool write(std::string line, Stream stream);
 
     /// For what is replaced by the next: takes a line only when none waits.
     void writeIfIdle(std::string line);
@@ -57,14 +61,20 @@ public:
     std::exception_ptr getFailure();
 
 private:
+    struct Line
+    {
+        std::string text;
+        Stream stream = Stream::Output;
+    };
+
     void run();
     void printAll();
-    void print(const std::string& lines) const;
+    Line takeBatch();
 
-    const Stream stream;
+    const Stream usual;
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<std::string> waiting;
+    std::deque<Line> waiting;
     std::size_t waitingBytes = 0;
     unsigned long printed = 0; // counts batches
     unsigned long lost = 0;

@@ -34,6 +34,7 @@ ExitCode run(int argc, char** argv)
     tool::addRunCommand(app, action);
     tool::addFsCommand(app, action);
     tool::addPipesCommand(app, action);
+    tool::addWatchCommand(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -71,7 +71,7 @@ FrameDecoder::Status FrameDecoder::status() const
     if (bytes < kFrameHeaderBytes)
         return Status::Incomplete;
     u32 payloadBytes = load32(header + 4);
-    if (payloadBytes > kMaxPayloadBytes)
+    if (payloadBytes > maxPayloadBytes)
         return Status::Malformed;
     return bytes - kFrameHeaderBytes < payloadBytes ? Status::Incomplete : Status::Complete;
 }

@@ -26,6 +26,9 @@ public:
         Malformed
     };
 
+    // Longer payloads than this are malformed. At most kMaxPayloadBytes, which it is at first.
+    void setMaxPayload(u32 bytes) { maxPayloadBytes = bytes; }
+
     // Where to put the bytes that arrive next. Empty when there is no room before frames are taken.
     std::span<u8> space();
 
@@ -52,6 +55,7 @@ private:
 
     std::unique_ptr<u8[]> block;
     std::unique_ptr<u8[]> retired; // holds the frame given out last, after a move
+    u32 maxPayloadBytes = kMaxPayloadBytes;
     u32 roomBytes = 0;
     u32 first = 0;           // first byte not given out
     u32 last = 0;            // behind the last byte received

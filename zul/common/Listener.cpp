@@ -43,6 +43,11 @@ zu::InplaceString<128> getListenAddress()
     return variable && *variable ? variable : kDefaultListenAddress;
 }
 
+void allowPortAfterStop(std::intptr_t nativeSocket)
+{
+    tcp::allowPortAfterStop(nativeSocket);
+}
+
 struct Listener::State
 {
     ~State() { tcp::close(listening); }

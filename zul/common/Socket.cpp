@@ -99,7 +99,7 @@ void Socket::State::open(tcp::Handle connected, const tcp::Address& address)
         handle = connected;
         serial = s_nextSerial++;
     }
-    lostSends = false;
+    lostSends = malformed = false;
     phase = Phase::Open;
     peer = tcp::describe(address);
     reason.clear();
@@ -186,7 +186,7 @@ void Socket::State::receive()
     }
     // A foreign greeting is shown the door before anybody polls.
     if (decoder.status() == FrameDecoder::Status::Malformed)
-        fail("the peer sent something that is not a packet");
+        failMalformed();
 }
 
 // Returns whether there may be more to read now.
@@ -243,6 +243,12 @@ void Socket::State::fail(const std::string& why)
     std::string kept = why; // may be the reason itself
     close();
     reason = kept;
+}
+
+void Socket::State::failMalformed()
+{
+    fail("the peer sent something that is not a packet");
+    malformed = true;
 }
 
 void Socket::State::close()
@@ -326,6 +332,12 @@ bool Socket::sendPacket(const Packet* packet)
     return !state.sendFailed;
 }
 
+void Socket::setMaxReceivedPayload(u32 bytes)
+{
+    assert(bytes <= kMaxPayloadBytes);
+    impl->decoder.setMaxPayload(bytes);
+}
+
 void Socket::setCorked(bool corked)
 {
     impl->corked = corked;
@@ -356,6 +368,8 @@ u32 Socket::pendingSendBytes() const { return impl->queue.size(); }
 
 bool Socket::hasLostSends() const { return impl->lostSends; }
 
+bool Socket::gotMalformed() const { return impl->malformed; }
+
 bool Socket::hasPacket() const
 {
     return impl->phase == State::Phase::Open &&
@@ -370,7 +384,7 @@ Packet* Socket::pollPacket(u32* outSize)
     case FrameDecoder::Status::Complete:
         break;
     case FrameDecoder::Status::Malformed:
-        state.fail("the peer sent something that is not a packet");
+        state.failMalformed();
         return nullptr;
     case FrameDecoder::Status::Incomplete:
         state.closeWhenDrained();

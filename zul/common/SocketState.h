@@ -51,6 +51,7 @@ struct Socket::State
     void trimWhenQuiet();
 
     void fail(const std::string& why);
+    void failMalformed();
     void close();
     void closeHandle();
 
@@ -73,6 +74,7 @@ struct Socket::State
     bool corked = false;
     bool blocked = false;    // the system took less than it was given
     bool lostSends = false;  // queued bytes went with the connection
+    bool malformed = false;  // the last connection ended with that
     bool sendFailed = false; // nothing more can be sent; what the peer sent before is still read
     bool ended = false;      // nothing more will arrive
     Clock::time_point lastBulk;

@@ -104,6 +104,10 @@ struct Listening
     u32 port = 0;
 };
 
+// Lets a listener have its port at once when the program that had it before has stopped; not while
+// that one still listens.
+void allowPortAfterStop(Handle handle);
+
 // Listens on one address; nothing, and why in outError, when that cannot be.
 Listening listen(const Address& address, std::string& outError);
 

@@ -1,4 +1,5 @@
 #include "zul/common/NativeThread.h"
+#include "zul/common/ThreadNames.h"
 
 #include <zul/Exception.h>
 #include <zul/Thread.h>
@@ -52,7 +53,10 @@ private:
     std::map<u32, const char*> nameOfThread;
 };
 
-/// Forgets the calling thread's name when it ends: its number will be another thread's.
+thread_local int t_registeredId = 0;
+
+} // namespace
+
 void forgetNameAtThreadEnd()
 {
     struct Keeper
@@ -63,10 +67,6 @@ void forgetNameAtThreadEnd()
     thread_local Keeper keeper;
     static_cast<void>(keeper.threadId);
 }
-
-thread_local int t_registeredId = 0;
-
-} // namespace
 
 /// Life-cycle: startThread makes `thread`, whoever joins next (joinThread, startThread or the
 /// destructor) clears it. The body touches only the two atomics, so that joining under `lock`

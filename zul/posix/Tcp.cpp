@@ -248,14 +248,20 @@ void finish(Handle handle)
 
 static int openSpare() { return open("/dev/null", O_RDONLY | O_CLOEXEC); }
 
+void allowPortAfterStop(Handle handle)
+{
+    // Without it a restarted program waits minutes for its port. SO_REUSEPORT would do that too,
+    // but lets two programs listen on one port, each getting some of the connections.
+    const int on = 1;
+    setsockopt(static_cast<int>(handle), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+}
+
 Listening listen(const Address& address, std::string& outError)
 {
     int stream = openStream(address);
-    int on = 1;
     int off = 0;
     if (stream != -1) {
-        // Without it a restarted program waits minutes for its port.
-        setsockopt(stream, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        allowPortAfterStop(stream);
         // "::" stands for all networks, whatever the system's default. Fails, harmlessly, for IPv4.
         setsockopt(stream, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
     }

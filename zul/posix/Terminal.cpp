@@ -20,6 +20,15 @@ int descriptorOf(StandardStream stream)
     return STDERR_FILENO;
 }
 
+// All 0 when it is none.
+struct winsize sizeOf(StandardStream stream)
+{
+    struct winsize size = {};
+    if (::ioctl(descriptorOf(stream), TIOCGWINSZ, &size) != 0)
+        return {};
+    return size;
+}
+
 } // namespace
 
 bool isTerminal(StandardStream stream) { return ::isatty(descriptorOf(stream)) == 1; }
@@ -27,10 +36,15 @@ bool isTerminal(StandardStream stream) { return ::isatty(descriptorOf(stream)) =
 u32 terminalWidth(StandardStream stream)
 {
     constexpr u32 kUsualWidth = 80;
-    struct winsize size = {};
-    if (::ioctl(descriptorOf(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-        return kUsualWidth;
-    return size.ws_col;
+    const u32 columns = sizeOf(stream).ws_col;
+    return columns != 0 ? columns : kUsualWidth;
+}
+
+u32 terminalHeight(StandardStream stream)
+{
+    constexpr u32 kUsualHeight = 24;
+    const u32 rows = sizeOf(stream).ws_row;
+    return rows != 0 ? rows : kUsualHeight;
 }
 
 } // namespace zu

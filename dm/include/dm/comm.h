@@ -378,6 +378,9 @@ DM_API bool isResponseCapacityEnforced();
 /// The version of the pipe protocol; both ends must have the same.
 inline constexpr uint32 kPipeProtocolVersion = 2;
 
+/// The id of all packets of pipes. A program greets whoever connects to it with one.
+inline constexpr int kPipePacketId = 205;
+
 /// Writes two lower-case hexadecimal digits a byte into `out`, which becomes exactly twice `size`
 /// characters long.
 DM_API void binaryDataToString(const uint8* data, size_t size, zu::String& out);

@@ -20,6 +20,7 @@
 #include <zul/WaitHandle.h>
 #include <zul/export.h>
 
+#include <cstdint>
 #include <memory>
 
 namespace net {
@@ -32,6 +33,11 @@ ZUL_API void setListenAddress(const char* address);
 
 /// Where a listener made now would listen: what was set, else ZUL_LISTEN_ADDRESS, else loopback.
 ZUL_API zu::InplaceString<128> getListenAddress();
+
+/// For a socket that another library is about to listen with: gives it what a Listener's has. Its
+/// port can be had as soon as the program that had it has stopped, and not before: two programs
+/// never share one.
+ZUL_API void allowPortAfterStop(std::intptr_t nativeSocket);
 
 class ZUL_API Listener
 {

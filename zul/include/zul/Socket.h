@@ -88,6 +88,11 @@ public:
     /// kMaxPayloadBytes, or when kMaxPendingSendBytes would be exceeded.
     bool sendPacket(const Packet* packet);
 
+    /// Closes the connection on longer payloads from the peer than this, as soon as one is
+    /// announced; for peers that have no business with long ones. At most kMaxPayloadBytes, which
+    /// it is at first. Stays through close and connect.
+    void setMaxReceivedPayload(u32 bytes);
+
     /// While corked, small packets gather and leave together: by flush, by update, by taking the
     /// cork out, or when kCorkedBytes are exceeded. Stays through close and connect.
     void setCorked(bool corked);
@@ -103,6 +108,10 @@ public:
 
     /// Whether the last connection ended before all that was sent had been handed to the system.
     bool hasLostSends() const;
+
+    /// Whether the last connection ended because the peer sent something that is not a packet, as
+    /// programs of other protocols do.
+    bool gotMalformed() const;
 
     /// Whether pollPacket would give a packet.
     bool hasPacket() const;

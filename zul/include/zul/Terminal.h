@@ -1,4 +1,4 @@
-/// Whether a person is watching, and how wide the window is.
+/// Whether a person is watching, and how large the window is.
 ///
 /// For programs that show progress or escape foreign text only on a screen.
 ///
@@ -22,5 +22,8 @@ ZUL_API bool isTerminal(StandardStream stream);
 
 /// The terminal's width in columns; 80 when the stream is none or does not tell.
 ZUL_API u32 terminalWidth(StandardStream stream);
+
+/// Its height in rows; 24 when the stream is none or does not tell.
+ZUL_API u32 terminalHeight(StandardStream stream);
 
 } // namespace zu

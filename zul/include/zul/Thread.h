@@ -63,8 +63,8 @@ ZUL_API u32 currentThreadId();
 /// may show only the beginning.
 ZUL_API void setThreadName(u32 osThreadId, const char* name);
 /// The whole name last given to a thread, "" for none. Forgotten when a zu::Thread ends, or one
-/// that named itself; other threads leave their name to the next thread of that number. The text
-/// lives as long as the process.
+/// that named itself or recorded a profile zone; other threads leave their name to the next thread
+/// of that number. The text lives as long as the process.
 ZUL_API const char* getThreadName(u32 osThreadId);
 
 /// Lets at least this time pass.

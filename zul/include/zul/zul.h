@@ -20,6 +20,8 @@
 #include <zul/NamedMutex.h>
 #include <zul/Packet.h>
 #include <zul/Process.h>
+#include <zul/Profile.h>
+#include <zul/ProfileSnapshot.h>
 #include <zul/Socket.h>
 #include <zul/String.h>
 #include <zul/Terminal.h>

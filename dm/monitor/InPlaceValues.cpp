@@ -1,0 +1,31 @@
+#include "dm/monitor/InPlaceValues.h"
+
+namespace dm {
+
+// The group, and the name with its length and its zero.
+static constexpr size_t kMaxPlaceBytes = 4 + 4 + kMaxKeptInPlaceNameLength + 1;
+
+void InPlaceValues::keep(std::string_view place, std::string_view text, u64 entry)
+{
+    auto found = values.find(place);
+    if (found == values.end()) {
+        if (values.size() == kMaxKeptInPlaceValues || place.size() > kMaxPlaceBytes)
+            return;
+        found = values.emplace(place, Value()).first;
+        order.push_back(&*found);
+    }
+    found->second.text = text;
+    found->second.entry = entry;
+}
+
+void InPlaceValues::clear()
+{
+    // Made anew, because a cleared map keeps its buckets, and with all room at once, because
+    // growing would hold up the thread that prints.
+    order = {};
+    values = {};
+    order.reserve(kMaxKeptInPlaceValues);
+    values.reserve(kMaxKeptInPlaceValues);
+}
+
+} // namespace dm

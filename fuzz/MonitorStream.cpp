@@ -1,0 +1,62 @@
+#include "fuzz/MonitorStream.h"
+
+#include "dm/monitor/MonitorPackets.h"
+#include "zul/common/FrameDecoder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace fuzz {
+
+namespace {
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+void checkCommand(const net::Frame& frame)
+{
+    net::Packet packet(0);
+    net::PacketAccess::showFrame(packet, frame);
+    const dm::MonitorCommand command = dm::readMonitorCommand(packet);
+    using Kind = dm::MonitorCommand::Kind;
+    require(command.kind != Kind::Request ||
+            (frame.id == 4 && command.request >= 0 && command.request < dm::kMonitorRequests));
+    require(command.kind != Kind::Data || frame.id == 101);
+    require(command.data.size() <= frame.payloadBytes);
+}
+
+void checkMessage(const net::Frame& frame)
+{
+    net::Packet packet(0);
+    net::PacketAccess::showFrame(packet, frame);
+    const dm::MonitorMessage message = dm::readMonitorMessage(packet);
+    require(std::strlen(message.name) + std::strlen(message.text) <= frame.payloadBytes);
+    dm::readLostLines(message);
+}
+
+} // namespace
+
+void checkMonitorStream(const std::uint8_t* data, size_t size)
+{
+    net::FrameDecoder decoder;
+    while (size > 0) {
+        const auto space = decoder.space();
+        const size_t piece = std::min(size, space.size());
+        std::copy_n(data, piece, space.data());
+        decoder.commit(static_cast<net::u32>(piece));
+        data += piece;
+        size -= piece;
+        for (net::Frame frame; decoder.next(frame) == net::FrameDecoder::Status::Complete;) {
+            checkCommand(frame);
+            checkMessage(frame);
+        }
+        if (decoder.status() == net::FrameDecoder::Status::Malformed)
+            return;
+    }
+}
+
+} // namespace fuzz

@@ -1,0 +1,124 @@
+#include "tools/monitor/TraceExport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <nlohmann/json.hpp>
+
+using d::Profile::Snapshot;
+using namespace std::chrono_literals;
+
+namespace {
+
+// A thread whose zones are {name, begin, end}; the clock counts nanoseconds.
+Snapshot::Thread thread(zu::u32 id, const std::string& name,
+                        const std::vector<std::array<zu::u64, 3>>& zones)
+{
+    Snapshot::Thread made;
+    made.id = id;
+    made.name = name;
+    for (const auto& [zone, begin, end] : zones)
+        made.zones.push_back({static_cast<zu::u32>(zone), 0, begin, end});
+    return made;
+}
+
+Snapshot snapshot(zu::u64 takenAt, std::vector<Snapshot::Thread> threads)
+{
+    Snapshot made;
+    made.ticksPerSecond = 1'000'000'000;
+    made.takenAt = takenAt;
+    made.names = {"outer", "inner", "\xFF\"<script>\n"};
+    made.threads = std::move(threads);
+    return made;
+}
+
+nlohmann::json eventsOf(const monitor::TraceExport& trace)
+{
+    std::string json;
+    trace.write([&](std::string_view piece) { json += piece; });
+    return nlohmann::json::parse(json)["traceEvents"];
+}
+
+// Lines as "process/thread phase name begin duration".
+std::vector<std::string> linesOf(const nlohmann::json& events)
+{
+    std::vector<std::string> lines;
+    for (const nlohmann::json& event : events) {
+        std::string line = event["pid"].dump() + "/" + event["tid"].dump() + " ";
+        line += event["ph"].get<std::string>() + " " + event["name"].get<std::string>();
+        for (const char* key : {"ts", "dur"})
+            if (event.contains(key))
+                line += " " + event[key].dump();
+        if (event.contains("args"))
+            line += " " + event["args"]["name"].get<std::string>();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+} // namespace
+
+TEST(TraceExport, HasZonesInMicrosecondsFramesAndNamesOnTheToolsTimeLine)
+{
+    Snapshot taken = snapshot(
+        5'000'000, {thread(7, "main", {{0, 4'000'000, 4'900'500}, {2, 4'100'000, 4'200'000}})});
+    taken.threads[0].frames = {4'000'000};
+    monitor::TraceExport trace;
+    trace.beginRun("game");
+    trace.add(taken, 2s);
+    EXPECT_THAT(linesOf(eventsOf(trace)),
+                testing::ElementsAre("1/0 M process_name game", "1/7 M thread_name main",
+                                     "1/7 X outer 1999000.0 900.5",
+                                     "1/7 X \uFFFD\"<script>\n 1999100.0 100.0",
+                                     "1/7 i frame 1999000.0"));
+    const auto alone =
+        linesOf(nlohmann::json::parse(monitor::toTrace(taken, "game"))["traceEvents"]);
+    EXPECT_EQ(alone[2], "1/7 X outer 0.0 900.5") << "nothing is earlier than 0";
+}
+
+TEST(TraceExport, AddsOnlyWhatEarlierSnapshotsOfTheRunDidNotHave)
+{
+    monitor::TraceExport trace;
+    trace.beginRun("first");
+    trace.add(snapshot(1000, {thread(7, "main", {{1, 100, 200}})}), 1ms);
+    // The zone around it has ended since; and a thread has got the number of one that ended.
+    Snapshot second = snapshot(2000, {thread(7, "new", {{1, 1500, 1600}}),
+                                      thread(7, "main", {{0, 50, 1000}, {1, 100, 200}})});
+    trace.add(second, 2ms);
+    EXPECT_EQ(trace.entries(), 3u);
+    trace.beginRun("second");
+    trace.add(second, 3ms);
+    EXPECT_EQ(trace.entries(), 6u);
+    const auto lines = linesOf(eventsOf(trace));
+    EXPECT_THAT(lines, testing::Contains("1/7 X outer 999.05 0.95"));
+    EXPECT_THAT(lines, testing::Contains("1/10000007 X inner 1000.5 0.1"));
+    EXPECT_THAT(lines, testing::Contains("2/7 M thread_name main"));
+}
+
+TEST(TraceExport, IsProperlyNestedWhateverTheSnapshotSays)
+{
+    Snapshot taken = snapshot(~zu::u64{0}, {thread(0, "",
+                                                   {{0, 0, 1000},
+                                                    {1, 0, 1000},
+                                                    {1, 500, 2000},
+                                                    {0, 600, ~zu::u64{0}},
+                                                    {1, 1000, 1000},
+                                                    {0, 900, 950}})});
+    taken.ticksPerSecond = 1;
+    const auto events = nlohmann::json::parse(monitor::toTrace(taken, ""))["traceEvents"];
+    std::vector<double> ends;
+    int zones = 0;
+    for (const nlohmann::json& event : events) {
+        if (event["ph"] != "X")
+            continue;
+        const double begin = event["ts"];
+        const double end = begin + event["dur"].get<double>();
+        while (!ends.empty() && ends.back() <= begin)
+            ends.pop_back();
+        EXPECT_GE(begin, 0);
+        EXPECT_TRUE(ends.empty() || end <= ends.back()) << event;
+        ends.push_back(end);
+        ++zones;
+    }
+    EXPECT_EQ(zones, 6);
+}

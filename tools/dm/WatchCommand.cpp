@@ -1,0 +1,403 @@
+#include "tools/dm/Commands.h"
+#include "tools/dm/CommonOptions.h"
+#include "tools/dm/Text.h"
+#include "tools/dm/WatchScreen.h"
+#include "tools/dm/WatchSession.h"
+#include "tools/monitor/MonitorClient.h"
+#include "tools/monitor/Recording.h"
+#include "tools/monitor/web/WebMonitor.h"
+
+#include <dm/monitor.h>
+#include <zul/Interrupt.h>
+#include <zul/Terminal.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+namespace tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct WatchOptions
+{
+    std::optional<Address> address;
+    std::string replayPath;
+    std::string recordPath;
+    std::string profilePath;
+    std::optional<int> webPort;
+    std::optional<std::chrono::milliseconds> duration;
+    std::vector<int> requests;
+    std::vector<std::string> data;
+    WatchView view;
+
+    bool isReplay() const { return !replayPath.empty(); }
+    std::string source() const { return isReplay() ? replayPath : address->toString(); }
+};
+
+// All that events go to. Made in the order in which they get them.
+class Watch
+{
+public:
+    explicit Watch(const WatchOptions& watchOptions)
+        : options(watchOptions)
+        , progress([this] { return sendCommands(); })
+        , screen(options.view, options.isReplay() ? "" : options.source(), writer)
+    {
+        if (!options.isReplay())
+            client = std::make_unique<monitor::MonitorClient>(
+                options.address->host, options.address->port,
+                [this](monitor::MonitorEvents events) { outputs.take(events); });
+    }
+
+    ~Watch() { stop(); }
+
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    ExitCode run()
+    {
+        std::exception_ptr thrown;
+        try {
+            open();
+            if (options.isReplay())
+                replay();
+            else
+                client->start();
+            waitForEnd();
+            stop();
+            screen.refresh();
+            conclude();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        stop();
+        screen.refresh();
+        writer.finish();
+        if (thrown)
+            std::rethrow_exception(thrown);
+        return ExitCode::Ok;
+    }
+
+private:
+    void open()
+    {
+        // What is to be kept comes first, whatever becomes of the rest.
+        if (!options.recordPath.empty()) {
+            recording = std::make_unique<monitor::RecordingWriter>(options.recordPath);
+            if (recording->removedBytes() > 0)
+                say(options.recordPath + " ended in a record that was cut off, which is gone now");
+            outputs.add(*recording);
+        }
+        outputs.add(progress);
+        if (!options.profilePath.empty()) {
+            trace = std::make_unique<WatchTrace>(options.profilePath);
+            outputs.add(*trace);
+        }
+        outputs.add(screen);
+        if (options.webPort)
+            openPage();
+    }
+
+    void openPage()
+    {
+        monitor::WebOptions web;
+        web.port = *options.webPort;
+        web.source = options.source();
+        if (client) {
+            web.request = [this](int request) { return client->request(request); };
+            web.sendData = [this](std::string data) { return client->sendData(std::move(data)); };
+        }
+        try {
+            page = std::make_unique<monitor::WebMonitor>(web);
+        } catch (const std::runtime_error& error) {
+            throw ToolError(ExitCode::CannotConnect, error.what());
+        }
+        outputs.add(*page);
+        if (options.view.format == Format::Json)
+            writer.write(toJsonLine({{"event", "page"}, {"url", page->url()}}));
+        else
+            say("the page is " + page->url());
+    }
+
+    void replay()
+    {
+        zu::Interrupt& interrupt = zu::Interrupt::get();
+        const monitor::ReplayEnd end = monitor::replay(options.replayPath, outputs, [&] {
+            screen.refresh();
+            return !interrupt.isRaised() && !outputs.hasFailed() && !writer.hasFailed();
+        });
+        if (end.isDamaged)
+            throw ToolError(ExitCode::File, options.replayPath + " is damaged: its last " +
+                                                std::to_string(end.ignoredBytes) +
+                                                " bytes cannot be read");
+        if (end.ignoredBytes > 0)
+            say(options.replayPath + " ends in a record that was cut off, " +
+                std::to_string(end.ignoredBytes) + " bytes of it are left out");
+    }
+
+    // A recording is over when it has been read, unless a page shows it.
+    void waitForEnd()
+    {
+        constexpr std::chrono::milliseconds kRefresh{100};
+        zu::Interrupt& interrupt = zu::Interrupt::get();
+        while (!interrupt.isRaised() && !outputs.hasFailed() && !writer.hasFailed() &&
+               !progress.isForeign() && !(options.isReplay() && !page))
+        {
+            std::chrono::milliseconds wait = kRefresh;
+            if (options.duration) {
+                const Clock::duration left = start + *options.duration - Clock::now();
+                if (left <= Clock::duration::zero())
+                    return;
+                wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(left));
+            }
+            interrupt.waitFor(static_cast<zu::u32>(wait.count()));
+            screen.refresh();
+        }
+    }
+
+    void conclude()
+    {
+        outputs.rethrow();
+        if (!options.isReplay())
+            requireConnection();
+        if (trace)
+            say(trace->finish());
+    }
+
+    void requireConnection() const
+    {
+        if (progress.isForeign())
+            throw ToolError(ExitCode::CannotConnect,
+                            options.source() + " is no debug monitor: " + progress.reason());
+        if (progress.wasConnected())
+            return;
+        if (zu::Interrupt::get().isRaised())
+            throw ToolError(ExitCode::Interrupted, "interrupted");
+        const std::string reason = progress.reason();
+        throw ToolError(ExitCode::CannotConnect,
+                        "cannot connect to " + options.source() +
+                            (reason.empty() ? "" : " (" + reason + ")") +
+                            ": start the game, or look for its monitor's port");
+    }
+
+    // Whether the client took them: the connection may have been lost again.
+    bool sendCommands()
+    {
+        bool taken = true;
+        for (const int request : options.requests)
+            taken = taken && client->request(request);
+        for (const std::string& data : options.data)
+            taken = taken && client->sendData(data);
+        return taken;
+    }
+
+    void say(const std::string& sentence)
+    {
+        writer.write("dm: " + escapeControls(sentence) + "\n", LineWriter::Stream::Error);
+    }
+
+    // Nothing reaches the outputs after this.
+    void stop()
+    {
+        if (client)
+            client->stop();
+    }
+
+    const WatchOptions& options;
+    const Clock::time_point start = Clock::now();
+    LineWriter writer;
+    WatchOutputs outputs;
+    WatchProgress progress;
+    WatchScreen screen;
+    std::unique_ptr<monitor::RecordingWriter> recording;
+    std::unique_ptr<WatchTrace> trace;
+    std::unique_ptr<monitor::MonitorClient> client;
+    std::unique_ptr<monitor::WebMonitor> page; // last: its threads use the client
+};
+
+ExitCode watch(const WatchOptions& options)
+{
+    zu::Interrupt::get();
+    try {
+        return Watch(options).run();
+    } catch (const ToolError&) {
+        throw;
+    } catch (const std::runtime_error& error) {
+        throw ToolError(ExitCode::File, error.what()); // of a recording
+    }
+}
+
+// The words that options take before they are understood.
+struct WatchWords
+{
+    std::string address;
+    std::string web;
+    std::vector<std::string> patterns;
+    std::vector<std::string> excluded;
+    std::vector<int> channels;
+};
+
+std::optional<int> toPort(const std::string& text)
+{
+    int port = -1;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || stop != end || port < 0 || port > 65535)
+        return std::nullopt;
+    return port;
+}
+
+void takeWeb(WatchWords& words, WatchOptions& options)
+{
+    options.webPort = words.web.empty() ? 0 : toPort(words.web);
+    if (options.webPort)
+        return;
+    // --web HOST:PORT is --web without a port, and the address.
+    if (!words.address.empty() || options.isReplay())
+        throw ToolError(ExitCode::Usage,
+                        "'" + words.web + "' is no port: give a number from 0 to 65535");
+    options.webPort = 0;
+    words.address = words.web;
+}
+
+void takeFilter(const WatchWords& words, monitor::LineFilter& filter)
+{
+    try {
+        for (const int channel : words.channels)
+            filter.addChannel(channel);
+        for (const std::string& pattern : words.patterns)
+            filter.addPattern(pattern);
+        for (const std::string& pattern : words.excluded)
+            filter.addExcluded(pattern);
+    } catch (const std::invalid_argument& error) {
+        throw ToolError(ExitCode::Usage, error.what());
+    }
+}
+
+void takeWords(WatchWords& words, bool hasWeb, WatchOptions& options)
+{
+    if (hasWeb)
+        takeWeb(words, options);
+    if (words.address.empty() != options.isReplay())
+        throw ToolError(ExitCode::Usage, options.isReplay()
+                                             ? "a recording has no ADDRESS: give one of them"
+                                             : "ADDRESS is missing: HOST:PORT of the game, or "
+                                               "--replay and a recording");
+    if (!options.isReplay())
+        options.address = parseAddress(words.address);
+    for (const std::string& data : options.data)
+        if (data.size() > monitor::MonitorClient::kMaxDataBytes)
+            throw ToolError(ExitCode::Usage,
+                            "--send takes at most " +
+                                std::to_string(monitor::MonitorClient::kMaxDataBytes) + " bytes");
+    takeFilter(words, options.view.filter);
+    // The page has them, and so much may come that a terminal is no help.
+    options.view.showsLines = !options.webPort;
+    options.view.isRedrawn = options.view.showsValues && options.view.format == Format::Text &&
+                             zu::isTerminal(zu::StandardStream::Output);
+}
+
+void addShownOptions(CLI::App& command, WatchOptions& options, WatchWords& words)
+{
+    CLI::Option_group* const group = command.add_option_group("Shown");
+    group
+        ->add_option("--channel", words.channels,
+                     "Only text of this channel; more than once\n"
+                     "for several")
+        ->allow_extra_args(false);
+    group
+        ->add_option("--grep", words.patterns,
+                     "Only text that this regular expression is found in; more than\n"
+                     "once for either")
+        ->allow_extra_args(false);
+    group
+        ->add_option("--exclude", words.excluded,
+                     "No text that this regular expression is found in")
+        ->allow_extra_args(false);
+    group->add_flag("--stats", options.view.showsValues,
+                    "Values that the game updates in place, too: on a terminal a\n"
+                    "table below the text, else a line for each change");
+    addFormatOption(*group, options.view.format);
+    group
+        ->add_option("--web", words.web,
+                     "Shows all in a page for a browser on this machine,\n"
+                     "and no text here; [PORT]: any free one unless given")
+        ->expected(0, 1);
+}
+
+void addKeptOptions(CLI::App& command, WatchOptions& options, CLI::Option* replay)
+{
+    CLI::Option_group* const group = command.add_option_group("Kept");
+    group
+        ->add_option("--record", options.recordPath,
+                     "Appends all that comes to this file, whatever is shown; it can be\n"
+                     "read also when this was killed")
+        ->excludes(replay);
+    group->add_option("--profile", options.profilePath,
+                      "Writes the profiles that came to this file, at the end, as Chrome\n"
+                      "trace-event JSON, for ui.perfetto.dev or chrome://tracing");
+}
+
+void addSentOptions(CLI::App& command, WatchOptions& options, CLI::Option* replay)
+{
+    CLI::Option_group* const group = command.add_option_group("Sent, once connected");
+    group->add_option("--request", options.requests, "A request: what it means is up to the game")
+        ->check(CLI::Range(0, dm::kMonitorRequests - 1))
+        ->allow_extra_args(false)
+        ->excludes(replay);
+    group->add_option("--send", options.data, "Data for the game's parser, after the requests")
+        ->allow_extra_args(false)
+        ->excludes(replay);
+}
+
+} // namespace
+
+void addWatchCommand(CLI::App& app, Action& action)
+{
+    auto options = std::make_shared<WatchOptions>();
+    auto words = std::make_shared<WatchWords>();
+    CLI::App* const command = app.add_subcommand(
+        "watch", "Watches a running game: its text, values and profiles, here or in a browser.");
+    command->add_option("ADDRESS", words->address,
+                        "HOST:PORT of the game's debug monitor; waits for it when it is\n"
+                        "not there, also later");
+    CLI::Option* const replay = command->add_option(
+        "--replay", options->replayPath, "Shows a recording instead, as fast as it can be read");
+    command->add_option_function<std::string>(
+        "--duration",
+        [options](const std::string& text) { options->duration = parseDuration(text); },
+        "Ends after so long, as 250ms, 5s or 2m; else when interrupted");
+    addShownOptions(*command, *options, *words);
+    addKeptOptions(*command, *options, replay);
+    addSentOptions(*command, *options, replay);
+    command->footer(
+        "A line is the seconds since this began, the channel in brackets, and the text. JSON is "
+        "an\n"
+        "object a line with event (connected, lost, unreachable, notAMonitor, text, value, "
+        "profile,\n"
+        "lostLines), time, and unixTime. Control characters are spelled out. When the game sends\n"
+        "faster than this can take it, it drops lines, and the line \"N lines were lost\" stands\n"
+        "where they would have been.\n\n"
+        "Examples:\n"
+        "  dm watch 127.0.0.1:3600\n"
+        "  dm watch 127.0.0.1:3600 --channel 2 --grep 'error|warning' --stats\n"
+        "  dm watch 127.0.0.1:3600 --web --record today.dmrec\n"
+        "  dm watch --replay today.dmrec --format json\n"
+        "  dm watch 127.0.0.1:3600 --request 0 --duration 2s --profile trace.json\n"
+        "                                    where request 0 has the game send a profile\n\n"
+        "Ends with 0 when interrupted or its duration is over, if it ever was connected; with 8 "
+        "if\n"
+        "--profile was given and none came.\n\n" +
+        std::string(kExitCodeHelp));
+    command->callback([options, words, command, &action] {
+        takeWords(*words, command->count("--web") > 0, *options);
+        action = [options] { return watch(*options); };
+    });
+}
+
+} // namespace tool

@@ -1,0 +1,150 @@
+#include "tools/dm/WatchScreen.h"
+
+#include "tools/dm/Text.h"
+#include "tools/dm/WatchText.h"
+
+#include <zul/Terminal.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tool {
+
+using monitor::MonitorEvent;
+using Kind = MonitorEvent::Kind;
+
+namespace {
+
+// So much text is not kept until the next refresh.
+constexpr std::size_t kMostAboveBytes = 256 * 1024;
+
+// Counted in characters, as long as these are one column wide.
+std::size_t columnsOf(const std::string& text)
+{
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char byte) { return (byte & '\xC0') != '\x80'; }));
+}
+
+} // namespace
+
+std::string drawTable(const monitor::ValueTable& values, zu::u32 height)
+{
+    constexpr std::size_t kMostNameColumns = 40;
+    std::size_t width = 0;
+    for (const auto& [place, value] : values.all())
+        width = std::max(width, columnsOf(escapeControls(place.name)));
+    width = std::min(width, kMostNameColumns);
+
+    std::vector<std::string> lines;
+    const int* group = nullptr;
+    for (const auto& [place, value] : values.all()) {
+        if (group == nullptr || *group != place.group)
+            lines.push_back(groupName(place.group));
+        group = &place.group;
+        const std::string name = escapeControls(place.name);
+        const std::size_t columns = columnsOf(name);
+        lines.push_back("  " + name + std::string(columns < width ? width - columns : 0, ' ') +
+                        "  " + escapeControls(value));
+    }
+    if (lines.size() > height) {
+        lines.resize(height);
+        if (height > 0)
+            lines.back() = "  ... and more: the window is too low for all " +
+                           std::to_string(values.all().size()) + " values";
+    }
+    std::string table;
+    for (const std::string& line : lines)
+        table += line + "\n";
+    return table;
+}
+
+WatchScreen::WatchScreen(WatchView watchView, std::string gameAddress, LineWriter& lineWriter)
+    : view(std::move(watchView))
+    , writer(lineWriter)
+    , address(std::move(gameAddress))
+{
+}
+
+void WatchScreen::take(monitor::MonitorEvents events)
+{
+    const std::lock_guard lock(mutex);
+    for (const MonitorEvent& event : events)
+        takeOne(event);
+}
+
+void WatchScreen::takeOne(const MonitorEvent& event)
+{
+    if (event.kind == Kind::Text &&
+        !(view.showsLines && view.filter.passes(event.channel, event.text)))
+        return;
+    if (event.kind == Kind::LostLines && !view.showsLines)
+        return;
+    if (event.kind == Kind::Connected) {
+        address = event.text;
+        values.clear();
+        hasChanged = true;
+    }
+    if (event.kind == Kind::Value) {
+        if (!view.showsValues || !values.set(event.group, event.name, event.text))
+            return;
+        hasChanged = true;
+        if (view.isRedrawn)
+            return;
+    }
+    if (view.format == Format::Json)
+        show(watchJson(event));
+    else if (isNotice(event))
+        show(watchNotice(event, address, !wasConnected), LineWriter::Stream::Error);
+    else
+        show(watchText(event));
+    wasConnected = wasConnected || event.kind == Kind::Connected;
+}
+
+// A notice comes at once, so that it is on its own stream; the table moves out of its way.
+void WatchScreen::show(std::string line, LineWriter::Stream stream)
+{
+    if (!view.isRedrawn) {
+        if (!line.empty())
+            writer.write(std::move(line), stream);
+        return;
+    }
+    const bool isNotice = stream == LineWriter::Stream::Error && !line.empty();
+    if (!isNotice) {
+        above += line;
+        if (above.size() > kMostAboveBytes)
+            redraw();
+        return;
+    }
+    if (writer.write(eraseTable() + above)) {
+        above.clear();
+        drawnLines = 0;
+        hasChanged = true;
+    }
+    writer.write(std::move(line), stream);
+}
+
+void WatchScreen::refresh()
+{
+    const std::lock_guard lock(mutex);
+    if (view.isRedrawn && (hasChanged || !above.empty()))
+        redraw();
+}
+
+std::string WatchScreen::eraseTable() const
+{
+    return drawnLines == 0 ? "" : "\x1b[" + std::to_string(drawnLines) + "A\r\x1b[J";
+}
+
+// All in one piece, so that what is lost when nobody reads is a whole drawing. What is too wide for
+// the window is cut by the terminal, which then has the lines that were counted.
+void WatchScreen::redraw()
+{
+    const zu::u32 height = zu::terminalHeight(zu::StandardStream::Output);
+    const std::string table = drawTable(values, height > 1 ? height - 1 : 1);
+    if (writer.write(eraseTable() + above + "\x1b[?7l" + table + "\x1b[?7h"))
+        drawnLines = static_cast<std::size_t>(std::count(table.begin(), table.end(), '\n'));
+    above.clear();
+    hasChanged = false;
+}
+
+} // namespace tool

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "tools/dm/Arguments.h"
+#include "tools/dm/LineWriter.h"
+#include "tools/monitor/LineFilter.h"
+#include "tools/monitor/MonitorEvent.h"
+#include "tools/monitor/ValueTable.h"
+
+#include <mutex>
+#include <string>
+
+namespace tool {
+
+/// What `dm watch` shows on its standard streams.
+struct WatchView
+{
+    Format format = Format::Text;
+    bool showsLines = true;     ///< text
+    bool showsValues = false;   ///< in-place values
+    bool isRedrawn = false;     ///< values are a table that stays below the text: a terminal's
+    monitor::LineFilter filter; ///< of text
+};
+
+/// The values as lines of a table, group by group, at most `height` lines. Without I/O.
+std::string drawTable(const monitor::ValueTable& values, zu::u32 height);
+
+/// Prints events; a table of values is drawn again at the next refresh.
+///
+/// Threads: any; refresh is called about ten times a second.
+class WatchScreen : public monitor::MonitorOutput
+{
+public:
+    /// The writer must outlive it.
+    WatchScreen(WatchView view, std::string address, LineWriter& writer);
+
+    void take(monitor::MonitorEvents events) override;
+
+    /// Brings a table up to date; nothing to do otherwise.
+    void refresh();
+
+private:
+    void takeOne(const monitor::MonitorEvent& event);
+    void show(std::string line, LineWriter::Stream stream = LineWriter::Stream::Output);
+    std::string eraseTable() const;
+    void redraw();
+
+    const WatchView view;
+    LineWriter& writer;
+
+    std::mutex mutex; // of all below; a LineWriter's is taken within
+    std::string address;
+    bool wasConnected = false;
+    monitor::ValueTable values;
+    std::string above;          // lines that go above the table with its next drawing
+    bool hasChanged = false;    // the table, since it was drawn
+    std::size_t drawnLines = 0; // of the table, on the screen
+};
+
+} // namespace tool
