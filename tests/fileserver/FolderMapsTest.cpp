@@ -29,11 +29,11 @@ protected:
 
 std::string parsed(std::string_view text)
 {
-    MapSpec spec;
+    MapSpec mapping;
     std::string error;
-    if (!parseMap(text, spec, error))
+    if (!parseMap(text, mapping, error))
         return "error";
-    return spec.name + '|' + spec.folder + (spec.isWritable ? "|rw" : "");
+    return mapping.name + '|' + mapping.folder + (mapping.isWritable ? "|rw" : "");
 }
 
 TEST(MapSpec, EndsTheNameAtTheFirstEqualsAndTheRightsAtTheVeryEnd)

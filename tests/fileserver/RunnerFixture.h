@@ -30,9 +30,10 @@ protected:
 
     void add(const std::string& map)
     {
-        fileserver::MapSpec spec;
+        fileserver::MapSpec mapping;
         std::string error;
-        ASSERT_TRUE(fileserver::parseMap(map, spec, error) && maps->add(spec, error)) << error;
+        ASSERT_TRUE(fileserver::parseMap(map, mapping, error) && maps->add(mapping, error))
+            << error;
     }
 
     fileserver::Answer run(std::string_view line, std::string_view data = {},

@@ -47,14 +47,14 @@ zu::ConfinedFolder::Options toFolderOptions(const ServeOptions& options)
 void addMaps(const std::vector<std::string>& texts, fileserver::FolderMaps& maps)
 {
     for (const std::string& text : texts) {
-        fileserver::MapSpec spec;
+        fileserver::MapSpec mapping;
         std::string error;
-        if (!fileserver::parseMap(text, spec, error))
+        if (!fileserver::parseMap(text, mapping, error))
             throw ToolError(ExitCode::Usage, "--map " + text + ": " + error);
         const bool isTaken = std::ranges::any_of(maps.getAll(), [&](const auto& map) {
-            return zu::stricmp(map->getName().c_str(), spec.name.c_str()) == 0;
+            return zu::stricmp(map->getName().c_str(), mapping.name.c_str()) == 0;
         });
-        if (!maps.add(spec, error))
+        if (!maps.add(mapping, error))
             throw ToolError(isTaken ? ExitCode::Usage : ExitCode::File,
                             "--map " + text + ": " + error);
     }

@@ -85,11 +85,11 @@ bool parseMap(std::string_view text, MapSpec& out, std::string& outError)
     return true;
 }
 
-FolderMap::FolderMap(const MapSpec& spec, const zu::ConfinedFolder::Options& openOptions,
+FolderMap::FolderMap(const MapSpec& mapping, const zu::ConfinedFolder::Options& openOptions,
                      Folder opened)
-    : name(spec.name)
-    , hostPath(absolutePath(spec.folder))
-    , writable(spec.isWritable)
+    : name(mapping.name)
+    , hostPath(absolutePath(mapping.folder))
+    , writable(mapping.isWritable)
     , options(openOptions)
     , folder(std::move(opened))
 {
@@ -133,24 +133,24 @@ bool FolderMap::contains(std::string_view path, std::string_view& outRest) const
     return true;
 }
 
-bool FolderMaps::add(const MapSpec& spec, std::string& outError)
+bool FolderMaps::add(const MapSpec& mapping, std::string& outError)
 {
-    const std::string_view plain = withoutEnd(spec.name);
+    const std::string_view plain = withoutEnd(mapping.name);
     for (const auto& map : maps) {
         const std::string_view other = map->getPlainName();
         if (other.size() == plain.size() && startsWith(other, plain)) {
-            outError = "the name \"" + spec.name + "\" is taken by " + map->getHostPath();
+            outError = "the name \"" + mapping.name + "\" is taken by " + map->getHostPath();
             return false;
         }
     }
     zu::ConfinedFolder::Outcome outcome;
-    FolderMap::Folder folder = zu::ConfinedFolder::open(spec.folder.c_str(), options, outcome);
+    FolderMap::Folder folder = zu::ConfinedFolder::open(mapping.folder.c_str(), options, outcome);
     if (!folder) {
-        outError = "cannot open the folder " + spec.folder + ": " + outcome.getText();
+        outError = "cannot open the folder " + mapping.folder + ": " + outcome.getText();
         return false;
     }
-    maps.push_back(std::make_unique<FolderMap>(spec, options, std::move(folder)));
-    anyWritable = anyWritable || spec.isWritable;
+    maps.push_back(std::make_unique<FolderMap>(mapping, options, std::move(folder)));
+    anyWritable = anyWritable || mapping.isWritable;
     return true;
 }
 

@@ -34,7 +34,7 @@ class FolderMap
 public:
     using Folder = std::shared_ptr<const zu::ConfinedFolder>; // users outlive a reopening
 
-    FolderMap(const MapSpec& spec, const zu::ConfinedFolder::Options& options, Folder opened);
+    FolderMap(const MapSpec& mapping, const zu::ConfinedFolder::Options& options, Folder opened);
 
     const std::string& getName() const { return name; }
     std::string_view getPlainName() const;                      ///< without a separator at its end
@@ -78,7 +78,7 @@ public:
 
     /// Opens one more. False, and why in outError, when its name is taken or its folder cannot be
     /// opened.
-    bool add(const MapSpec& spec, std::string& outError);
+    bool add(const MapSpec& mapping, std::string& outError);
 
     /// Whose path it is: of the map with the longest name that it begins with. Letter case and the
     /// kind of slash make no difference, and the name ends where one of the path's does. Null when
