@@ -59,8 +59,9 @@ TEST_F(WatchTool, PrintsWantedLinesEscapedAndEndsWithZeroWhenInterrupted)
     const Child tool = watch({"--channel", "2", "--channel", "1", "--exclude", "never", "--request",
                               "1", "--send", "say never", "--send", "say evil\x1b[31m\nline"});
     EXPECT_EQ(awaitError(*tool), "dm: connected to " + address);
-    EXPECT_THAT(tool->readLine().value_or(""), testing::MatchesRegex(" +[0-9.]+ \\[[12]\\] .*"));
-    EXPECT_THAT(await(*tool, "evil"), testing::EndsWith(" [2] evil\\x1b[31m\\nline"));
+    EXPECT_THAT(tool->readLine().value_or(""),
+                testing::MatchesRegex(" +[0-9.]+ \\[2\\] evil\\\\x1b\\[31m\\\\nline"));
+    EXPECT_THAT(await(*tool, "level"), testing::EndsWith(" [1] loading level 2"));
     tool->interrupt();
     EXPECT_EQ(tool->wait(), 0);
     EXPECT_THAT(tool->readRest(), testing::Not(HasSubstr("never")));
@@ -193,6 +194,7 @@ TEST_F(WatchTool, CountsTheLinesThatItWasTooSlowFor)
         else
             lost += std::stoul(line.substr(bracket + 1));
     }
+    EXPECT_TRUE(lost > 0 || support::kSanitized);
     // Some of the lost ones may have been the line that tells the second.
     EXPECT_GE(arrived + lost, printed + 1);
     EXPECT_LE(arrived + lost, printed + 60);
