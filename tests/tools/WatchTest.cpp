@@ -177,7 +177,7 @@ TEST_F(WatchTool, CountsTheLinesThatItWasTooSlowFor)
     const Child tool = watch({"--channel", "3"});
     awaitError(*tool);
     tool->pause();
-    const size_t printed = support::kSanitized ? 30000 : 300000;
+    const size_t printed = support::kSanitized ? 30000 : 1000000;
     dm({"watch", address, "--send", "lines " + std::to_string(printed), "--duration", "1s"});
     tool->resume();
     dm({"watch", address, "--send", "lines 1", "--duration", "1s"});

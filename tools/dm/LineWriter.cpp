@@ -31,6 +31,12 @@ bool LineWriter::write(std::string line, Stream stream)
     return true;
 }
 
+bool LineWriter::waitForRoom(std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, limit, [this] { return waiting.size() <= kMostWaiting / 2; });
+}
+
 bool LineWriter::hasFailed()
 {
     const std::lock_guard lock(mutex);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -34,6 +35,10 @@ public:
     /// Takes a line with its end. Returns at once, false when it is lost. Lines come out in the
     /// order of the calls, on both streams together.
     bool write(std::string line, Stream stream = Stream::Output);
+
+    /// For threads that may wait: until half of the room is free, at most for so long. Returns
+    /// whether it is.
+    bool waitForRoom(std::chrono::milliseconds limit);
 
     /// Whether standard output takes nothing any more. zu::Interrupt is notified of it.
     bool hasFailed();
