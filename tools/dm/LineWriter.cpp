@@ -51,6 +51,12 @@ void LineWriter::writeIfIdle(std::string line)
     write(std::move(line));
 }
 
+bool LineWriter::waitForRoom(std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, limit, [this] { return waiting.size() <= kMostWaiting / 2; });
+}
+
 bool LineWriter::hasFailed()
 {
     const std::lock_guard lock(mutex);

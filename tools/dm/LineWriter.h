@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -44,6 +45,10 @@ public:
 
     /// For what is replaced by the next: takes a line only when none waits.
     void writeIfIdle(std::string line);
+
+    /// For threads that may wait: until half of the room is free, at most for so long. Returns
+    /// whether it is.
+    bool waitForRoom(std::chrono::milliseconds limit);
 
     /// Whether standard output takes nothing any more. zu::Interrupt is notified of it.
     bool hasFailed();

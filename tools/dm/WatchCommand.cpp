@@ -84,6 +84,8 @@ public:
     }
 
 private:
+    static constexpr std::chrono::milliseconds kRefresh{100};
+
     void open()
     {
         // What is to be kept comes first, whatever becomes of the rest.
@@ -126,10 +128,12 @@ private:
 
     void replay()
     {
-        zu::Interrupt& interrupt = zu::Interrupt::get();
         const monitor::ReplayEnd end = monitor::replay(options.replayPath, outputs, [&] {
             screen.refresh();
-            return !interrupt.isRaised() && !outputs.hasFailed() && !writer.hasFailed();
+            while (!isToEnd())
+                if (writer.waitForRoom(kRefresh))
+                    return true;
+            return false;
         });
         if (end.isDamaged)
             throw ToolError(ExitCode::File, options.replayPath + " is damaged: its last " +
@@ -143,11 +147,7 @@ private:
     // A recording is over when it has been read, unless a page shows it.
     void waitForEnd()
     {
-        constexpr std::chrono::milliseconds kRefresh{100};
-        zu::Interrupt& interrupt = zu::Interrupt::get();
-        while (!interrupt.isRaised() && !outputs.hasFailed() && !writer.hasFailed() &&
-               !progress.isForeign() && !(options.isReplay() && !page))
-        {
+        while (!isToEnd() && !progress.isForeign() && !(options.isReplay() && !page)) {
             std::chrono::milliseconds wait = kRefresh;
             if (options.duration) {
                 const Clock::duration left = start + *options.duration - Clock::now();
@@ -155,9 +155,14 @@ private:
                     return;
                 wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(left));
             }
-            interrupt.waitFor(static_cast<zu::u32>(wait.count()));
+            zu::Interrupt::get().waitFor(static_cast<zu::u32>(wait.count()));
             screen.refresh();
         }
+    }
+
+    bool isToEnd()
+    {
+        return zu::Interrupt::get().isRaised() || outputs.hasFailed() || writer.hasFailed();
     }
 
     void conclude()
