@@ -1,6 +1,7 @@
+#include "tools/monitor/web/WebMonitor.h"
+
 #include "support/WaitUntil.h"
 #include "tools/monitor/web/PageFiles.h"
-#include "tools/monitor/web/WebMonitor.h"
 
 #include <zul/Socket.h>
 
@@ -45,17 +46,15 @@ MonitorEvent makeProfile()
     MonitorEvent event;
     event.kind = MonitorEvent::Kind::Profile;
     event.profile = std::make_shared<const std::vector<zu::u8>>(std::initializer_list<zu::u8>{
-        0x01, 0xC0, 0x84, 0x3D, 0xB4, 0x10, 0x02, 0x05, 'f',  'r',  'a',  'm',  'e',  0x04,
-        'd',  'r',  'a',  'w',  0x01, 0x07, 0x00, 0x04, 'm',  'a',  'i',  'n',  0xD0, 0x0F,
-        0x03, 0x01, 0x00, 0xB6, 0x07, 0x00, 0x02, 0xF4, 0x03, 0x90, 0x03, 0x01, 0x00, 0xF4,
-        0x03});
+        0x01, 0xC0, 0x84, 0x3D, 0xB4, 0x10, 0x02, 0x05, 'f',  'r',  'a',  'm',  'e',  0x04, 'd',
+        'r',  'a',  'w',  0x01, 0x07, 0x00, 0x04, 'm',  'a',  'i',  'n',  0xD0, 0x0F, 0x03, 0x01,
+        0x00, 0xB6, 0x07, 0x00, 0x02, 0xF4, 0x03, 0x90, 0x03, 0x01, 0x00, 0xF4, 0x03});
     return event;
 }
 
 json waitFor(EventHistory& history, zu::u64 from, zu::u64* outNext = nullptr)
 {
-    const auto batch =
-        history.waitFor(from, {}, EventHistory::Clock::now() + support::kLongLimit);
+    const auto batch = history.waitFor(from, {}, EventHistory::Clock::now() + support::kLongLimit);
     if (outNext)
         *outNext = batch.next;
     return json::parse(batch.json);
@@ -174,9 +173,8 @@ TEST(EventHistory, TellsEachKindAndSurvivesAnyBytes)
     MonitorEvent connected = makeText("127.0.0.1:1");
     connected.kind = MonitorEvent::Kind::Connected;
     connected.wallClock = std::chrono::milliseconds(7);
-    const MonitorEvent events[] = {connected, makeText("</script>\xFF\n", -3),
-                                   makeValue("ms", "2"), makeProfile(),
-                                   makeText(std::string(10000, 'x'))};
+    const MonitorEvent events[] = {connected, makeText("</script>\xFF\n", -3), makeValue("ms", "2"),
+                                   makeProfile(), makeText(std::string(10000, 'x'))};
     history.take(events);
 
     const json told = waitFor(history, 0);
@@ -258,13 +256,13 @@ TEST_F(WebMonitorTest, RefusesOtherNamesAndOtherPages)
     const std::string port = std::to_string(web->port());
     EXPECT_EQ(get(path(), {{"Host", "localhost:" + port}}), 200);
     for (const std::string& host : {"attacker.example:" + port, std::string("127.0.0.1"),
-                                   "127.0.0.1:" + port + ".attacker.example"})
+                                    "127.0.0.1:" + port + ".attacker.example"})
         EXPECT_EQ(get(path(), {{"Host", host}}), 403) << host;
     EXPECT_EQ(get(path("events"), {{"Host", "attacker.example:" + port}}), 403);
 
     EXPECT_EQ(post("request/1", "", {{"Origin", "http://127.0.0.1:" + port}}), 204);
     for (const std::string& origin : {std::string("null"), std::string("http://attacker.example"),
-                                     "https://127.0.0.1:" + port, "http://localhost:" + port})
+                                      "https://127.0.0.1:" + port, "http://localhost:" + port})
         EXPECT_EQ(post("request/2", "", {{"Origin", origin}}), 403) << origin;
     EXPECT_THAT(commands, testing::ElementsAre("1"));
 }
