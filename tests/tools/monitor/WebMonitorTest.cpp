@@ -301,9 +301,12 @@ TEST_F(WebMonitorTest, StreamsEventsAndGoesOnWhereAPageWas)
     print("two");
     EXPECT_TRUE(stream.receives("id: 2\ndata: [[\"text\",1.500,0,\"two\"]]\n\n"));
 
-    Stream again(web->port(), path("events"), {{"Last-Event-ID", "1"}});
-    EXPECT_TRUE(again.receives("two"));
-    EXPECT_EQ(again.all().find("one"), std::string::npos);
+    Stream again(web->port(), path("events?from=0"), {{"Last-Event-ID", "1"}});
+    Stream byHand(web->port(), path("events?from=1"));
+    for (Stream* later : {&again, &byHand}) {
+        EXPECT_TRUE(later->receives("two"));
+        EXPECT_EQ(later->all().find("one"), std::string::npos);
+    }
 }
 
 TEST_F(WebMonitorTest, LimitsTheStreamsAndStillServes)

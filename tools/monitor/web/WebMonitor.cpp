@@ -199,7 +199,7 @@ bool WebMonitor::Server::isAllowed(const httplib::Request& request,
         refuse(response, 403, "not from another page");
         return false;
     }
-    const std::string_view given = request.path;
+    const std::string_view given = request.path; // decoded, without what follows a "?"
     if (given.empty() || !isSame(given.substr(1, token.size()), token)) {
         refuse(response, 403, "use the whole URL that dm has printed");
         return false;
@@ -224,7 +224,8 @@ void WebMonitor::Server::addEvents()
         if (pages.fetch_add(1) < kMaxPages)
             return stream(request, response);
         --pages;
-        refuse(response, 503, "too many pages are open: close one");
+        refuse(response, 503,
+               "Too many pages are open: close another one, and this one goes on by itself.");
     });
 }
 
@@ -240,8 +241,9 @@ void WebMonitor::Server::stream(const httplib::Request& request, httplib::Respon
 {
     // Shared, because the library copies the function that holds it.
     auto page = std::make_shared<Page>();
-    if (request.has_header("Last-Event-ID"))
-        page->next = readNumber(request.get_header_value("Last-Event-ID"));
+    page->next =
+        readNumber(request.has_header("Last-Event-ID") ? request.get_header_value("Last-Event-ID")
+                                                       : request.get_param_value("from"));
     response.set_chunked_content_provider(
         "text/event-stream",
         [this, page](std::size_t, httplib::DataSink& sink) {
