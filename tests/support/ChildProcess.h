@@ -39,6 +39,9 @@ public:
     std::optional<std::string> readLine() { return takeLine(output); }
     std::optional<std::string> readErrorLine() { return takeLine(error); }
 
+    /// What has come so far and no readLine has taken.
+    std::string peekOutput() const { return peek(output); }
+
     /// Waits for the end: what no readLine has taken.
     std::string readRest() { return wait(), peek(output); }
     std::string readErrorRest() { return wait(), peek(error); }

@@ -91,25 +91,41 @@ void WatchScreen::takeOne(const MonitorEvent& event)
         if (view.isRedrawn)
             return;
     }
-    if (view.format == Format::Json)
-        show(watchJson(event));
-    else if (isNotice(event))
-        show(watchNotice(event, address, !wasConnected), LineWriter::Stream::Error);
-    else
-        show(watchText(event));
+    using Stream = LineWriter::Stream;
+    const bool isText = view.format == Format::Text;
+    const Stream stream = isText && isNotice(event) ? Stream::Error : Stream::Output;
+    std::string line = !isText           ? watchJson(event)
+                       : isNotice(event) ? watchNotice(event, address, !wasConnected)
+                                         : watchText(event);
     wasConnected = wasConnected || event.kind == Kind::Connected;
+    if (line.empty())
+        return;
+    if (view.isRedrawn)
+        putAboveTable(std::move(line), stream);
+    else
+        print(event, std::move(line), stream);
+}
+
+// Where lines are missing because nobody read standard output, that is told in their place.
+void WatchScreen::print(const MonitorEvent& event, std::string line, LineWriter::Stream stream)
+{
+    if (droppedLines > 0) {
+        MonitorEvent gap;
+        gap.kind = Kind::LostLines;
+        gap.time = event.time;
+        gap.wallClock = event.wallClock;
+        gap.lostLines = droppedLines;
+        if (writer.write(view.format == Format::Json ? watchJson(gap) : watchText(gap)))
+            droppedLines = 0;
+    }
+    if (droppedLines > 0 || !writer.write(std::move(line), stream))
+        ++droppedLines;
 }
 
 // A notice comes at once, so that it is on its own stream; the table moves out of its way.
-void WatchScreen::show(std::string line, LineWriter::Stream stream)
+void WatchScreen::putAboveTable(std::string line, LineWriter::Stream stream)
 {
-    if (!view.isRedrawn) {
-        if (!line.empty())
-            writer.write(std::move(line), stream);
-        return;
-    }
-    const bool isNotice = stream == LineWriter::Stream::Error && !line.empty();
-    if (!isNotice) {
+    if (stream == LineWriter::Stream::Output) {
         above += line;
         if (above.size() > kMostAboveBytes)
             redraw();

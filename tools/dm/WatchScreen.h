@@ -40,7 +40,8 @@ public:
 
 private:
     void takeOne(const monitor::MonitorEvent& event);
-    void show(std::string line, LineWriter::Stream stream = LineWriter::Stream::Output);
+    void print(const monitor::MonitorEvent& event, std::string line, LineWriter::Stream stream);
+    void putAboveTable(std::string line, LineWriter::Stream stream);
     std::string eraseTable() const;
     void redraw();
 
@@ -51,6 +52,7 @@ private:
     std::string address;
     bool wasConnected = false;
     monitor::ValueTable values;
+    zu::u64 droppedLines = 0;   // by the writer, not yet told
     std::string above;          // lines that go above the table with its next drawing
     bool hasChanged = false;    // the table, since it was drawn
     std::size_t drawnLines = 0; // of the table, on the screen

@@ -33,16 +33,6 @@ constexpr std::array<u32, 256> makeChecksumTable()
     return table;
 }
 
-// CRC-32 as of zip files and Ethernet.
-u32 checksum(const u8* bytes, std::size_t size)
-{
-    static constexpr std::array<u32, 256> kTable = makeChecksumTable();
-    u32 value = ~u32{0};
-    for (std::size_t i = 0; i < size; ++i)
-        value = (value >> 8) ^ kTable[(value ^ bytes[i]) & 0xFF];
-    return ~value;
-}
-
 template <typename Number>
 void putAt(char* place, Number number)
 {
@@ -203,6 +193,15 @@ void readFile(const std::string& path, RecordingDecoder& decoder, OnPiece onPiec
 
 } // namespace
 
+u32 recordChecksum(std::span<const u8> bytes)
+{
+    static constexpr std::array<u32, 256> kTable = makeChecksumTable();
+    u32 value = ~u32{0};
+    for (const u8 byte : bytes)
+        value = (value >> 8) ^ kTable[(value ^ byte) & 0xFF];
+    return ~value;
+}
+
 std::string recordingHead() { return std::string(kHead); }
 
 void appendRecord(std::string& bytes, const MonitorEvent& event)
@@ -217,7 +216,7 @@ void appendRecord(std::string& bytes, const MonitorEvent& event)
     assert(size <= kMaxRecordBytes);
     char* const head = bytes.data() + start;
     putAt(head, static_cast<u32>(size));
-    putAt(head + 4, checksum(reinterpret_cast<const u8*>(head) + kRecordHeadBytes, size));
+    putAt(head + 4, recordChecksum({reinterpret_cast<const u8*>(head) + kRecordHeadBytes, size}));
 }
 
 void RecordingDecoder::feed(std::span<const u8> bytes)
@@ -264,7 +263,7 @@ Status RecordingDecoder::readRecord(MonitorEvent& event)
         if (left < kRecordHeadBytes || left - kRecordHeadBytes < size)
             return Status::NeedsMore;
         Fields fields(record + kRecordHeadBytes, size);
-        if (checksum(record + kRecordHeadBytes, size) != expected)
+        if (recordChecksum({record + kRecordHeadBytes, size}) != expected)
             return failure = Status::Damaged;
         const bool isKnown = takeFields(fields, event);
         if (!fields.areGood())

@@ -20,6 +20,9 @@ inline constexpr std::size_t kMaxRecordBytes = 2 * 1024 * 1024;
 std::string recordingHead();
 void appendRecord(std::string& bytes, const MonitorEvent& event);
 
+/// Of a record's bytes behind its head: CRC-32 as in zip files.
+zu::u32 recordChecksum(std::span<const u8> bytes);
+
 /// Takes a recording's bytes, cut anywhere, and gives the events. Without I/O.
 ///
 ///     RecordingDecoder decoder;
