@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import http from 'node:http';
 import { after, before, beforeEach, afterEach, describe, it } from 'node:test';
-import { LONG, linesOf, openPage, send, startBrowser, startGame, startWatch, waitForLine, waitForText }
+import { LONG, inputDelay, linesOf, openPage, send, startBrowser, startGame, startWatch, waitForLine, waitForText }
   from './support.mjs';
 
 describe('page', { timeout: 20 * LONG }, () => {
@@ -183,21 +183,11 @@ describe('page', { timeout: 20 * LONG }, () => {
     await send(page, 'rate 5000');
     await page.waitForFunction(() => app.lines.end > 10000);
     const delays = [];
-    for (let i = 0; i < 20; ++i) {
-      delays.push(await page.evaluate((pattern) => new Promise((resolve) => {
-        const begin = performance.now();
-        // As a key press would come: after what the browser is busy with.
-        setTimeout(() => {
-          byId('filter').value = pattern;
-          byId('filter').dispatchEvent(new Event('input'));
-          requestAnimationFrame(() => resolve(performance.now() - begin));
-        });
-      }), `line .*${i % 10}$`));
-    }
+    for (let i = 0; i < 20; ++i) delays.push(await inputDelay(page, `line .*${i % 10}$`));
     await page.fill('#filter', '');
     await send(page, 'rate 0');
     delays.sort((a, b) => a - b);
-    console.log(`input was handled after ${delays[10].toFixed(0)} ms, at worst ${delays[19].toFixed(0)} ms`);
+    // The worst is the machine's as well: tests/web/busy.mjs measures it on a quiet one.
     assert.ok(delays[10] < 100, `${delays}`);
     assert.ok(await page.evaluate(() => document.querySelectorAll('.line').length) < 200);
   });

@@ -83,3 +83,16 @@ export function waitForLine(page, text) {
 export function waitForText(page, selector, text) {
   return page.locator(selector).filter({ hasText: text }).waitFor();
 }
+
+// Milliseconds from a change of the filter until the page has drawn what it shows then.
+export function inputDelay(page, pattern) {
+  return page.evaluate((text) => new Promise((resolve) => {
+    const begin = performance.now();
+    // As a key press would come: behind what the browser is busy with.
+    setTimeout(() => {
+      byId('filter').value = text;
+      byId('filter').dispatchEvent(new Event('input'));
+      requestAnimationFrame(() => setTimeout(() => resolve(performance.now() - begin)));
+    });
+  }), pattern);
+}

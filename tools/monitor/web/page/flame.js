@@ -5,7 +5,7 @@ const ZONE_HEIGHT = 18;
 const FRAME_HEIGHT = 6;
 const NAME_WIDTH = 150; // as in style.css
 const SHORTEST_SPAN = 0.1; // microseconds
-const SHOWN_FRAMES = 6;
+const SHOWN_FRAMES = 3;
 
 function formatTime(microseconds) {
   const size = Math.abs(microseconds);
