@@ -43,10 +43,7 @@ zu::InplaceString<128> getListenAddress()
     return variable && *variable ? variable : kDefaultListenAddress;
 }
 
-void allowPortAfterStop(std::intptr_t nativeSocket)
-{
-    tcp::allowPortAfterStop(nativeSocket);
-}
+void allowPortAfterStop(std::intptr_t nativeSocket) { tcp::allowPortAfterStop(nativeSocket); }
 
 struct Listener::State
 {

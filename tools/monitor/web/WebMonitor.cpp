@@ -6,9 +6,9 @@
 #include <dm/monitor.h>
 #include <zul/Listener.h>
 
-#include <array>
 #include <atomic>
 #include <charconv>
+#include <cstdio>
 #include <future>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
@@ -35,8 +35,8 @@ constexpr auto kWriteTimeout = 3s;
 constexpr auto kBatchInterval = 40ms;
 // How soon the thread of a page that was closed is free again.
 constexpr auto kLookInterval = 500ms;
-// Something is sent so often, so that a page notices when nobody is there any more.
-constexpr auto kAliveInterval = 5s;
+// Something is sent so often, which fails, the second time, when the page is no longer there.
+constexpr auto kAliveInterval = 1s;
 
 constexpr const char* kContentPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
@@ -121,7 +121,15 @@ private:
     void addProfiles();
     void addCommands();
 
+    // What was sent to one that is open.
+    struct Page
+    {
+        u64 next = 0;
+        bool isGreeted = false;
+        EventHistory::Clock::time_point sentAt;
+    };
     void stream(const httplib::Request& request, httplib::Response& response);
+    bool sendNext(Page& page, httplib::DataSink& sink);
     std::string hello() const;
 
     const WebOptions options;
@@ -191,7 +199,7 @@ bool WebMonitor::Server::isAllowed(const httplib::Request& request,
         refuse(response, 403, "not from another page");
         return false;
     }
-    const std::string_view given = request.path;
+    const std::string_view given = request.path; // decoded, without what follows a "?"
     if (given.empty() || !isSame(given.substr(1, token.size()), token)) {
         refuse(response, 403, "use the whole URL that dm has printed");
         return false;
@@ -216,7 +224,8 @@ void WebMonitor::Server::addEvents()
         if (pages.fetch_add(1) < kMaxPages)
             return stream(request, response);
         --pages;
-        refuse(response, 503, "too many pages are open: close one");
+        refuse(response, 503,
+               "Too many pages are open: close another one, and this one goes on by itself.");
     });
 }
 
@@ -230,45 +239,46 @@ std::string WebMonitor::Server::hello() const
 
 void WebMonitor::Server::stream(const httplib::Request& request, httplib::Response& response)
 {
-    // Shared by two copies of one function that the library makes.
-    struct Page
-    {
-        u64 next = 0;
-        bool isGreeted = false;
-        EventHistory::Clock::time_point sentAt;
-    };
+    // Shared, because the library copies the function that holds it.
     auto page = std::make_shared<Page>();
-    if (request.has_header("Last-Event-ID"))
-        page->next = readNumber(request.get_header_value("Last-Event-ID"));
-
-    auto sendNext = [this, page](httplib::DataSink& sink) {
-        using Clock = EventHistory::Clock;
-        std::string text = page->isGreeted ? "" : hello();
-        page->isGreeted = true;
-        const EventHistory::Batch batch = history.waitFor(page->next, page->sentAt + kBatchInterval,
-                                                          Clock::now() + kLookInterval);
-        if (history.isClosed())
-            return false;
-        if (!batch.json.empty())
-            text += "id: " + std::to_string(batch.next) + "\ndata: " + batch.json + "\n\n";
-        else if (Clock::now() > page->sentAt + kAliveInterval)
-            text += ":\n\n";
-        page->next = batch.next;
-        if (text.empty())
-            return sink.is_writable();
-        page->sentAt = Clock::now();
-        return sink.write(text.data(), text.size());
-    };
+    page->next =
+        readNumber(request.has_header("Last-Event-ID") ? request.get_header_value("Last-Event-ID")
+                                                       : request.get_param_value("from"));
     response.set_chunked_content_provider(
         "text/event-stream",
-        [sendNext](std::size_t, httplib::DataSink& sink) {
+        [this, page](std::size_t, httplib::DataSink& sink) {
             try {
-                return sendNext(sink);
+                return sendNext(*page, sink);
             } catch (const std::exception&) {
                 return false; // no memory; beyond here nobody would catch it
             }
         },
         [this](bool) { --pages; });
+}
+
+bool WebMonitor::Server::sendNext(Page& page, httplib::DataSink& sink)
+{
+    using Clock = EventHistory::Clock;
+    if (!page.isGreeted) {
+        page.isGreeted = true;
+        const std::string text = hello();
+        return sink.write(text.data(), text.size());
+    }
+    const EventHistory::Batch batch =
+        history.waitFor(page.next, page.sentAt + kBatchInterval, Clock::now() + kLookInterval);
+    if (history.isClosed())
+        return false;
+    page.next = batch.next;
+
+    std::string text;
+    if (!batch.json.empty())
+        text = "id: " + std::to_string(batch.next) + "\ndata: " + batch.json + "\n\n";
+    else if (Clock::now() > page.sentAt + kAliveInterval)
+        text = ":\n\n";
+    else
+        return sink.is_writable();
+    page.sentAt = Clock::now();
+    return sink.write(text.data(), text.size());
 }
 
 void WebMonitor::Server::addProfiles()

@@ -36,6 +36,8 @@ struct WebOptions
 class WebMonitor : public MonitorOutput
 {
 public:
+    /// A browser opens six connections to one server and each page holds one: the rest is for
+    /// profiles and commands.
     static constexpr int kMaxPages = 4;
     static constexpr std::size_t kMaxDataBytes = 64 * 1024 - 5;
 
@@ -44,7 +46,7 @@ public:
     /// Hangs up on all pages. What a page has begun to ask may take up to some seconds.
     ~WebMonitor() override;
 
-    /// Only the answer to this is the page: http://127.0.0.1:PORT/TOKEN/
+    /// Where the page is: http://127.0.0.1:PORT/TOKEN/
     std::string url() const;
     int port() const;
 

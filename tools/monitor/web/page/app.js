@@ -25,6 +25,8 @@ function prepareCanvas(canvas, width, height) {
 // While the page is paused, so many events wait; older ones are let go.
 const MAX_HELD_EVENTS = 50000;
 const RETRY_MILLISECONDS = 2000;
+// A game may send profiles faster than anybody can look at them.
+const PROFILE_MILLISECONDS = 250;
 
 class App {
   constructor() {
@@ -34,6 +36,7 @@ class App {
     this.flame = new FlameView();
     this.held = null; // events, while paused
     this.heldLost = 0;
+    this.nextEvent = '0';
     this.newestProfile = null;
     this.shownProfile = null;
     this.source = '';
@@ -69,9 +72,14 @@ class App {
     this.parts ??= fetchParts();
     this.parts.catch(() => {}); // said when it is needed
     this.setState('opening', 'opening');
-    const stream = new EventSource('events');
+    // A stream that breaks is opened again from where it was by the browser, one that was refused
+    // meanwhile by us.
+    const stream = new EventSource(`events?from=${this.nextEvent}`);
     stream.addEventListener('hello', (event) => this.greet(JSON.parse(event.data)));
-    stream.onmessage = (event) => this.receive(JSON.parse(event.data));
+    stream.onmessage = (event) => {
+      this.nextEvent = event.lastEventId;
+      this.receive(JSON.parse(event.data));
+    };
     stream.onerror = () => {
       if (stream.readyState === EventSource.CLOSED) this.askWhy();
       else this.setState('ended', 'dm watch is not there', 'dm watch has ended, or cannot be reached. '
@@ -82,13 +90,13 @@ class App {
   // The stream says that it was refused, but not why.
   async askWhy() {
     const asking = new AbortController();
-    let why = 'dm watch has ended, or cannot be reached.';
+    let reason = ['dm watch is not there', 'dm watch has ended, or cannot be reached.'];
     try {
       const response = await fetch('events', { signal: asking.signal });
-      if (!response.ok) why = (await response.text()).trim();
+      if (!response.ok) reason = ['dm watch refuses', (await response.text()).trim()];
     } catch { /* it is not there */ }
     asking.abort();
-    this.setState('ended', 'dm watch is not there', why);
+    this.setState('ended', ...reason);
     setTimeout(() => this.open(), RETRY_MILLISECONDS);
   }
 
@@ -97,14 +105,20 @@ class App {
     document.title = `dm watch ${this.source}`;
     setText(byId('source'), this.source);
     byId('commands').hidden = !hello.canSend;
-    this.setState(...(this.connection ?? ['waiting', 'waiting for the game']));
-    this.log.emptyText = 'Nothing was printed yet.';
-    this.log.draw();
+    this.isRecording = !hello.canSend;
+    if (this.isRecording) this.setState('recording', 'recording');
+    else this.setState(...(this.connection ?? ['waiting', 'waiting for the game']));
   }
 
   setState(state, text, notice = '') {
     byId('state').dataset.state = state;
     setText(byId('state'), text);
+    for (const control of document.querySelectorAll('#commands button, #commands input'))
+      control.disabled = state !== 'connected';
+    this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet.'
+      : state === 'waiting' ? `Waiting for the game at ${this.source}: start it, and the page goes on by itself.`
+      : state === 'recording' || state === 'saved' ? 'Nothing was printed.' : '';
+    this.log.draw();
     this.notify(notice, state === 'ended');
   }
 
@@ -164,7 +178,7 @@ class App {
 
   connectionChanged(state, text, seconds, note, wallClock) {
     this.connection = [state, text];
-    this.setState(state, text);
+    if (!this.isRecording) this.setState(state, text);
     this.note(seconds, `${note} at ${new Date(wallClock).toLocaleTimeString('en-GB')}`);
   }
 
@@ -214,7 +228,9 @@ class App {
           return null;
         });
         this.shownProfile = number;
-        if (text && this.isLive) this.showProfile(JSON.parse(text));
+        if (!text || !this.isLive) continue;
+        this.showProfile(JSON.parse(text));
+        await new Promise((resolve) => { setTimeout(resolve, PROFILE_MILLISECONDS); });
       }
     } finally {
       this.isFetching = false;

@@ -5,12 +5,20 @@ const ZONE_HEIGHT = 18;
 const FRAME_HEIGHT = 6;
 const NAME_WIDTH = 150; // as in style.css
 const SHORTEST_SPAN = 0.1; // microseconds
+const SHOWN_FRAMES = 3;
 
 function formatTime(microseconds) {
   const size = Math.abs(microseconds);
   if (size >= 1e6) return `${(microseconds / 1e6).toFixed(3)} s`;
   if (size >= 1e3) return `${(microseconds / 1e3).toFixed(3)} ms`;
   return `${microseconds.toFixed(size >= 10 ? 1 : 3)} µs`;
+}
+
+// A moment, exact enough to tell it from one that is `step` away.
+function formatMoment(microseconds, step) {
+  const [unit, size] = step >= 1e6 ? ['s', 1e6] : step >= 1 ? ['ms', 1e3] : ['µs', 1];
+  const digits = Math.max(0, Math.ceil(-Math.log10(step / size) - 1e-9));
+  return `${(microseconds / size).toLocaleString('en', { minimumFractionDigits: digits, maximumFractionDigits: digits })} ${unit}`;
 }
 
 // 1, 2 or 5 times a power of ten.
@@ -146,18 +154,21 @@ class FlameView {
     this.threads = profile.threads.map((thread) => new FlameThread(thread, names));
     this.box.replaceChildren(...this.threads.map((thread) => thread.makeElement()));
     this.tooltip.hidden = true;
-    this.fitNow();
+    this.showNewest();
+  }
+
+  // The last few frames, where there are any: all of it at once is often a blur.
+  showNewest() {
+    const frames = this.threads.map((thread) => thread.frames)
+      .reduce((most, some) => (some.length > most.length ? some : most), []);
+    const whole = Math.max(this.profile.microseconds, SHORTEST_SPAN);
+    const start = frames.length > SHOWN_FRAMES ? frames[frames.length - SHOWN_FRAMES] : 0;
+    this.view = { start, span: Math.max(whole - start, SHORTEST_SPAN) };
+    this.draw();
   }
 
   fit() {
-    this.onTouched();
-    this.fitNow();
-  }
-
-  fitNow() {
-    if (!this.profile) return;
-    this.view = { start: 0, span: Math.max(this.profile.microseconds, SHORTEST_SPAN) };
-    this.draw();
+    if (this.profile) this.moveTo(0, this.profile.microseconds);
   }
 
   moveTo(start, span) {
@@ -210,7 +221,7 @@ class FlameView {
     if (this.tooltip.hidden) return;
     const { thread, zone } = under;
     this.tooltip.textContent = `${thread.names[thread.nameIds[zone]]}\n`
-      + `${formatTime(thread.lengths[zone])}, from ${formatTime(thread.begins[zone])}\n`
+      + `${formatTime(thread.lengths[zone])}, from ${formatMoment(thread.begins[zone], 1)} on\n`
       + `${thread.name}, depth ${thread.depths[zone]}`;
     const { width, height } = this.tooltip.getBoundingClientRect();
     this.tooltip.style.left = `${Math.max(4, Math.min(event.clientX + 14, innerWidth - width - 4))}px`;
@@ -283,7 +294,7 @@ class FlameView {
       context.fillStyle = colors.edge;
       context.fillRect(Math.round(x), 12, 1, 10);
       context.fillStyle = colors.soft;
-      context.fillText(formatTime(time), x + 4, 11);
+      context.fillText(formatMoment(time, step), x + 4, 11);
     }
   }
 }

@@ -46,11 +46,11 @@ class LogView {
     input.addEventListener('input', () => {
       try {
         const pattern = toPattern(input.value);
-        input.classList.remove('wrong');
+        input.removeAttribute('aria-invalid');
         input.title = '';
         use(pattern);
       } catch (error) {
-        input.classList.add('wrong');
+        input.setAttribute('aria-invalid', 'true');
         input.title = error.message; // what is shown stays as it was
       }
     });
@@ -188,15 +188,15 @@ class LogView {
   drawCounts(isDone) {
     const { shown, matches, search } = this.selection;
     const all = this.lines.list.length;
-    setText(byId('count'), shown.length === all ? `${all.toLocaleString('en')} lines`
-      : `${shown.length.toLocaleString('en')} of ${all.toLocaleString('en')} lines${isDone ? '' : ' …'}`);
+    const some = shown.length === all ? '' : `${shown.length.toLocaleString('en')} of `;
+    setText(byId('count'), `${some}${all.toLocaleString('en')} ${all === 1 ? 'line' : 'lines'}${isDone ? '' : ' …'}`);
     const place = this.current === null ? '' : `${firstAtLeast(matches, this.current) + 1} of `;
     setText(byId('found'), !search ? '' : matches.length ? place + matches.length : 'none');
     byId('previous').disabled = byId('next').disabled = matches.length === 0;
     byId('newest').hidden = this.isFollowing || shown.length === 0;
-    const why = all === 0 ? this.emptyText : 'No line passes the filters.';
-    byId('empty').hidden = shown.length > 0;
-    setText(byId('empty'), why);
+    // Without a line of the game's there is room to say what is waited for.
+    byId('empty').hidden = this.channels.size > 0 && shown.length > 0;
+    setText(byId('empty'), this.channels.size > 0 ? 'No line passes the filters.' : this.emptyText);
   }
 }
 

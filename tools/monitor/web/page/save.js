@@ -20,24 +20,29 @@ async function hashOf(text) {
   return `'sha256-${btoa(String.fromCharCode(...new Uint8Array(digest)))}'`;
 }
 
-// In a script element text ends at "</script", whatever the script is; JSON can do without "<".
+// A script element ends where its end tag first stands, also within a string or a comment.
+function toEmbeddedScript(script) {
+  return script.replace(/<\/script/gi, '<\\/script');
+}
+
 function toEmbeddedJson(state) {
   return JSON.stringify(state).replace(/</g, '\\u003c');
 }
 
 async function makeSavedPage(parts, state) {
-  const scriptHashes = await Promise.all(parts.scripts.map(hashOf));
-  const policy = `default-src 'none'; script-src ${scriptHashes.join(' ')}; `
+  const scripts = parts.scripts.map(toEmbeddedScript);
+  const policy = `default-src 'none'; script-src ${(await Promise.all(scripts.map(hashOf))).join(' ')}; `
     + `style-src ${await hashOf(parts.style)}; img-src data:; base-uri 'none'; form-action 'none'`;
-  let html = parts.html;
-  const put = (from, to) => { html = html.replace(from, () => to); };
-  put('<meta charset="utf-8">',
-    `<meta charset="utf-8">\n<meta http-equiv="Content-Security-Policy" content="${policy}">`);
-  put('<link rel="stylesheet" href="style.css">', `<style>${parts.style}</style>`);
-  put('<script src=', `<script type="application/json" id="saved">${toEmbeddedJson(state)}</script>\n<script src=`);
-  SCRIPTS.forEach((name, index) =>
-    put(`<script src="${name}"></script>`, `<script>${parts.scripts[index]}</script>`));
-  return html;
+  const data = `<script type="application/json" id="saved">${toEmbeddedJson(state)}</script>\n`;
+  // In one pass, so that nothing is looked for in what was put in.
+  return parts.html.replace(
+    /(<meta charset="utf-8">)|(<link rel="stylesheet" href="style.css">)|<script src="([^"]+)"><\/script>/g,
+    (found, charset, style, name) => {
+      if (charset) return `${charset}\n<meta http-equiv="Content-Security-Policy" content="${policy}">`;
+      if (style) return `<style>${parts.style}</style>`;
+      const number = SCRIPTS.indexOf(name);
+      return `${number === 0 ? data : ''}<script>${scripts[number]}</script>`;
+    });
 }
 
 function download(name, type, content) {
