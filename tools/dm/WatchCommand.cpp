@@ -320,12 +320,13 @@ void checkCommands(const WatchOptions& options)
 // The trace would take the place of what it is made of.
 void checkFiles(const WatchOptions& options)
 {
-    std::error_code error;
-    const auto real = [&](const std::string& path) {
-        return std::filesystem::weakly_canonical(path, error);
+    const auto place = [](const std::string& path) {
+        std::error_code error;
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
     };
     for (const std::string& other : {options.recordPath, options.replayPath})
-        if (!options.profilePath.empty() && real(options.profilePath) == real(other))
+        if (!other.empty() && !options.profilePath.empty() &&
+            place(options.profilePath) == place(other))
             throw ToolError(ExitCode::Usage, "--profile needs a file of its own");
 }
 
@@ -402,7 +403,8 @@ void addShownOptions(CLI::App& command, WatchOptions& options, WatchWords& words
     group
         ->add_option("--web", words.web,
                      "Shows all in a page for a browser on this machine,\n"
-                     "and no text here; [PORT]: any free one unless given")
+                     "and no text here; any free port unless given")
+        ->type_name("[PORT]")
         ->expected(0, 1);
 }
 
