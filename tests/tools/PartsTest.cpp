@@ -1,10 +1,12 @@
 #include "tools/dm/Arguments.h"
+#include "tools/dm/CommonOptions.h"
 #include "tools/dm/ExitCode.h"
 #include "tools/dm/InactivityClock.h"
 #include "tools/dm/ProgressMeter.h"
 #include "tools/dm/Text.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -37,6 +39,24 @@ TEST(Text, ControlsAreSpelledOutAndOtherTextIsKept)
     EXPECT_EQ(tool::escapeControls("\xC2\x9B[m"), "\\xc2\\x9b[m"); // an escape sequence too
     EXPECT_EQ(tool::escapeControls("gr\xC3\xBC\xC3\x9F"), "gr\xC3\xBC\xC3\x9F");
     EXPECT_EQ(tool::escapeForTerminal("a\n\tb\x1b"), "a\n\tb\\x1b");
+    EXPECT_EQ(tool::toJsonLine({{"text", "\x1b\x7f\xC2\x80\xC2\x9B\xC3\xBC\xE9"}}),
+              "{\"text\":\"\\u001b\\u007f\\u0080\\u009b\xC3\xBC\uFFFD\"}\n");
+}
+
+TEST(Text, BytesThatAreNoUtf8AreSpelledOut)
+{
+    for (const char* good :
+         {"\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", "\xEF\xBF\xBF"})
+        EXPECT_EQ(tool::escapeControls(good), good);
+    EXPECT_EQ(tool::escapeControls("caf\xE9 \x9B"
+                                   "31m"),
+              "caf\\xe9 \\x9b"
+              "31m")
+        << "Latin-1";
+    EXPECT_EQ(tool::escapeControls("cut \xE2\x82"), "cut \\xe2\\x82");
+    for (const char* bad : {"\xC0\x80", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+                            "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"})
+        EXPECT_EQ(tool::escapeControls(bad).size(), 4 * std::string(bad).size());
 }
 
 TEST(Text, Base64PadsEveryLength)

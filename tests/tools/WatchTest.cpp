@@ -1,6 +1,7 @@
 #include "support/Sanitized.h"
 #include "support/WaitUntil.h"
 #include "tools/ToolFixture.h"
+#include "tools/monitor/Recording.h"
 
 #include <gmock/gmock.h>
 #include <httplib.h>
@@ -48,8 +49,60 @@ protected:
         return child.readErrorLine().value_or("");
     }
 
+    void send(const std::string& data)
+    {
+        dm({"watch", address, "--send", data, "--duration", "1s"});
+    }
+
+    /// Has the game print many lines while the tool stands still, and one more when it runs again;
+    /// returns what has then been printed.
+    std::string overwhelm(ChildProcess& tool, size_t lines)
+    {
+        tool.pause();
+        send("lines " + std::to_string(lines));
+        tool.resume();
+        send("lines 1");
+        const std::string last = "line " + std::to_string(lines + 1);
+        EXPECT_TRUE(
+            support::waitUntil([&] { return tool.peekOutput().find(last) != std::string::npos; }));
+        tool.interrupt();
+        return tool.readRest();
+    }
+
+    void record(const std::vector<monitor::MonitorEvent>& events)
+    {
+        monitor::RecordingWriter(path("recording")).take(events);
+    }
+
     Child game;
 };
+
+/// The lines on channel 3 that came, and those that are told to be lost.
+struct Counted
+{
+    size_t arrived = 0;
+    size_t lost = 0;
+
+    explicit Counted(const std::string& output)
+    {
+        std::istringstream lines(output);
+        for (std::string line; std::getline(lines, line);) {
+            const size_t told = line.find(" lines were lost");
+            if (line.find("[3] line ") != line.npos)
+                ++arrived;
+            else if (told != line.npos)
+                lost += std::stoul(line.substr(line.rfind('(', told) + 1));
+        }
+    }
+};
+
+monitor::MonitorEvent eventOf(monitor::MonitorEvent::Kind kind, const std::string& text)
+{
+    monitor::MonitorEvent event;
+    event.kind = kind;
+    event.text = text;
+    return event;
+}
 
 } // namespace
 
@@ -142,8 +195,11 @@ TEST_F(WatchTool, RecordsWhatCanBeReplayedAfterAKill)
               "dm: connected to " + address + "\ndm: connected to " + address + " again\n");
 
     std::string bytes = read("recording");
-    bytes[100] = static_cast<char>(bytes[100] ^ 1);
-    EXPECT_EQ(dm({"watch", "--replay", write("recording", bytes)}).exitCode, 7);
+    bytes.back() ^= 1;
+    EXPECT_EQ(
+        dm({"watch", "--replay", write("damaged", bytes), "--profile", path("rest.json")}).exitCode,
+        7);
+    EXPECT_TRUE(std::filesystem::exists(path("rest.json"))) << "of what could be read";
     EXPECT_EQ(dm({"watch", "--replay", write("other", "text")}).exitCode, 7);
     EXPECT_EQ(dm({"watch", address, "--record", path("other")}).exitCode, 7);
 }
@@ -176,28 +232,60 @@ TEST_F(WatchTool, CountsTheLinesThatItWasTooSlowFor)
     startGame();
     const Child tool = watch({"--channel", "3"});
     awaitError(*tool);
-    tool->pause();
     const size_t printed = support::kSanitized ? 30000 : 1000000;
-    dm({"watch", address, "--send", "lines " + std::to_string(printed), "--duration", "1s"});
-    tool->resume();
-    dm({"watch", address, "--send", "lines 1", "--duration", "1s"});
-    const std::string last = "line " + std::to_string(printed + 1) + "\n";
-    ASSERT_TRUE(support::waitUntil([&] { return tool->peekOutput().ends_with(last); }));
-    tool->interrupt();
-    std::istringstream lines(tool->readRest());
-    size_t arrived = 0;
-    size_t lost = 0;
-    for (std::string line; std::getline(lines, line);) {
-        const size_t bracket = line.find('(');
-        if (bracket == line.npos)
-            ++arrived;
-        else
-            lost += std::stoul(line.substr(bracket + 1));
-    }
-    EXPECT_TRUE(lost > 0 || support::kSanitized);
+    const Counted counted(overwhelm(*tool, printed));
+    EXPECT_TRUE(counted.lost > 0 || support::kSanitized);
     // Some of the lost ones may have been the line that tells the second.
-    EXPECT_GE(arrived + lost, printed + 1);
-    EXPECT_LE(arrived + lost, printed + 60);
+    EXPECT_GE(counted.arrived + counted.lost, printed + 1);
+    EXPECT_LE(counted.arrived + counted.lost, printed + 60);
+}
+
+TEST_F(WatchTool, CountsTheLinesThatATerminalDidNotTake)
+{
+    startGame();
+    // script is the terminal: while it stands still, nobody reads what the tool prints.
+    ChildProcess terminal({"script", "-qefc",
+                           std::string(DM_TOOL_PATH) + " watch " + address + " --stats --channel 3",
+                           "/dev/null"},
+                          {{"TERM", "xterm"}});
+    await(terminal, "Engine Statistics");
+    const size_t printed = support::kSanitized ? 30000 : 1000000;
+    const Counted counted(overwhelm(terminal, printed));
+    EXPECT_TRUE(counted.lost > 0 || support::kSanitized);
+    EXPECT_GE(counted.arrived + counted.lost, printed + 1);
+    EXPECT_LE(counted.arrived + counted.lost, printed + 60);
+}
+
+TEST_F(WatchTool, WaitsForASlowReaderOfAReplay)
+{
+    constexpr size_t kLines = 25000; // with what is spelled out, more than the tool keeps
+    record(std::vector(kLines, eventOf(monitor::MonitorEvent::Kind::Text, std::string(255, 1))));
+    const std::string replay = std::string(DM_TOOL_PATH) + " watch --replay " + path("recording");
+    ChildProcess reader({"sh", "-c", replay + " | { sleep 2; wc -l; }"});
+    EXPECT_EQ(reader.readLine(), std::to_string(kLines));
+    EXPECT_EQ(reader.readErrorRest(), "");
+    // A pipe that nobody reads, but might.
+    const std::string stuck = "mkfifo " + path("pipe") + "; exec 3<>" + path("pipe") + "; ";
+    EXPECT_EQ(ChildProcess({"sh", "-c", stuck + replay + " --duration 300ms >&3"}).wait(), 7)
+        << "but not for longer than it was told to";
+}
+
+TEST_F(WatchTool, WritesTheTraceWhenItsReaderGoesAway)
+{
+    startGame();
+    const std::string watch = std::string(DM_TOOL_PATH) + " watch " + address;
+    ChildProcess reader({"bash", "-o", "pipefail", "-c",
+                         watch + " --request 0 --profile " + path("trace.json") + " | head -n 1"});
+    EXPECT_EQ(reader.wait(), 7);
+    EXPECT_TRUE(std::filesystem::exists(path("trace.json")));
+}
+
+TEST_F(WatchTool, NoPatternKeepsItFromEnding)
+{
+    startGame();
+    const Outcome outcome = dm({"watch", address, "--duration", "500ms", "--grep", "(a+)+$",
+                                "--send", "say " + std::string(200, 'a') + "!"});
+    EXPECT_EQ(outcome.exitCode, 0);
 }
 
 TEST_F(WatchTool, EndsWithThreeWhereNoMonitorIs)
@@ -221,8 +309,8 @@ TEST_F(WatchTool, EndsWithThreeWhereNoMonitorIs)
 
 TEST_F(WatchTool, ShowsAReplayInAPageUntilItsTimeIsOver)
 {
-    startGame();
-    dm({"watch", address, "--record", path("recording"), "--duration", "300ms"});
+    using Kind = monitor::MonitorEvent::Kind;
+    record({eventOf(Kind::NotAMonitor, "another"), eventOf(Kind::Text, "line")});
     const Child tool =
         std::make_unique<ChildProcess>(command({"watch", "--replay", path("recording"), "--web"}));
     const std::string line = awaitError(*tool);
@@ -241,11 +329,16 @@ TEST_F(WatchTool, ShowsAReplayInAPageUntilItsTimeIsOver)
 
 TEST_F(WatchTool, RefusesWhatItCannotUnderstand)
 {
+    Words tooMany = {"h:1"};
+    for (int i = 0; i < 257; ++i)
+        tooMany.insert(tooMany.end(), {"--request", "0"});
     for (const Words& wrong :
          {Words{}, Words{"nohost"}, Words{"h:1", "--replay", "x"}, Words{"h:1", "--request", "3"},
           Words{"h:1", "--grep", "("}, Words{"h:1", "--channel", "x"},
           Words{"h:1", "--duration", "5"}, Words{"h:1", "--web", "99999"},
           Words{"h:1", "--send", std::string(65532, 'x')}, Words{"--replay", "x", "--record", "y"},
-          Words{"--replay", "x", "--send", "y"}})
+          Words{"--replay", "x", "--send", "y"}, Words{"--replay", "x", "--profile", "./x"},
+          Words{"h:1", "--record", "x", "--profile", "y/../x"}, Words{"h:1", "--record", ""},
+          Words{"h:1", "--profile", "-"}, tooMany})
         EXPECT_EQ(dm(Words{"watch"} + wrong).exitCode, 2) << testing::PrintToString(wrong);
 }

@@ -8,7 +8,7 @@
 // profile, 1 load a level (lines on channel 1) and 2 end the game. What tools send as data:
 //
 //   say TEXT     prints the text on channel 2
-//   lines COUNT  prints so many lines on channel 3 at once, "line 1" and so on
+//   lines COUNT  prints so many lines on channel 3 at once, "line 1" and so on; at most ten million
 //   rate COUNT   prints so many lines a second on channel 3 from here on, 0 for none
 //   values       prints the values anew, also those that have not changed
 
@@ -17,6 +17,7 @@
 #include <zul/Profile.h>
 #include <zul/Thread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <chrono>
@@ -32,6 +33,7 @@
 namespace {
 
 constexpr zu::u32 kFrameMs = 10;
+constexpr unsigned long kMostLines = 10 * 1000 * 1000; // nothing a tool sends stops the game
 
 // Something that takes about so long, as games do.
 void work(int microseconds)
@@ -77,9 +79,9 @@ public:
         if (text.substr(0, 4) == "say ")
             dm::print(2, "%s", data + 4);
         else if (text.substr(0, 6) == "lines ")
-            printLines(std::strtoul(data + 6, nullptr, 10));
+            printLines(std::min(std::strtoul(data + 6, nullptr, 10), kMostLines));
         else if (text.substr(0, 5) == "rate ")
-            linesPerSecond = std::strtoul(data + 5, nullptr, 10);
+            linesPerSecond = std::min(std::strtoul(data + 5, nullptr, 10), kMostLines);
         else if (text == "values")
             hasNewValues = true;
         else

@@ -1,6 +1,7 @@
 #include "tools/dm/CommonOptions.h"
 
 #include "tools/dm/Files.h"
+#include "tools/dm/Text.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -77,7 +78,22 @@ void addProgressOption(CLI::App& command, ProgressMeter::Mode& mode)
 
 std::string toJsonLine(const nlohmann::ordered_json& object)
 {
-    return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    const std::string json =
+        object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::string line;
+    line.reserve(json.size() + 1);
+    for (size_t at = 0; at < json.size(); ++at) {
+        // JSON itself asks for those below U+0020 alone. The others stand in texts only.
+        const bool isLong = isUtf8Control(json, at);
+        if (!isLong && json[at] != 0x7F) {
+            line += json[at];
+            continue;
+        }
+        constexpr char kDigits[] = "0123456789abcdef";
+        const auto code = static_cast<unsigned char>(json[isLong ? ++at : at]);
+        line.append("\\u00").append(1, kDigits[code >> 4]).append(1, kDigits[code & 15]);
+    }
+    return line += '\n';
 }
 
 void printJsonLine(const nlohmann::ordered_json& object)

@@ -29,7 +29,8 @@ void addFormatOption(CLI::App& command, Format& format);
 /// --progress auto|always|never
 void addProgressOption(CLI::App& command, ProgressMeter::Mode& mode);
 
-/// One line with its end; bytes that are no UTF-8 become replacement characters.
+/// One line with its end; bytes that are no UTF-8 become replacement characters, and controls that
+/// a terminal would obey are spelled out as \uNNNN.
 std::string toJsonLine(const nlohmann::ordered_json& object);
 /// The same on standard output.
 void printJsonLine(const nlohmann::ordered_json& object);

@@ -25,13 +25,13 @@ LineWriter::LineWriter(Stream usualStream)
 {
 }
 
-bool LineWriter::write(std::string line, Stream stream)
+bool LineWriter::write(std::string line, Stream stream, unsigned long lines)
 {
     {
         const std::lock_guard lock(mutex);
         if (hasEnded || waiting.size() == kMostWaiting ||
             waitingBytes + line.size() > kMostWaitingBytes) {
-            ++lost;
+            lost += lines;
             return false;
         }
         waitingBytes += line.size();
@@ -41,20 +41,28 @@ bool LineWriter::write(std::string line, Stream stream)
     return true;
 }
 
-void LineWriter::writeIfIdle(std::string line)
+bool LineWriter::writeIfIdle(std::string line)
 {
     {
         const std::lock_guard lock(mutex);
         if (isPrinting || !waiting.empty())
-            return;
+            return false;
     }
-    write(std::move(line));
+    return write(std::move(line));
 }
 
 bool LineWriter::waitForRoom(std::chrono::milliseconds limit)
 {
     std::unique_lock lock(mutex);
-    return changed.wait_for(lock, limit, [this] { return waiting.size() <= kMostWaiting / 2; });
+    return changed.wait_for(lock, limit, [this] {
+        return waiting.size() <= kMostWaiting / 2 && waitingBytes <= kMostWaitingBytes / 2;
+    });
+}
+
+bool LineWriter::waitUntilPrinted(std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, limit, [this] { return waiting.empty() && !isPrinting; });
 }
 
 bool LineWriter::hasFailed()
@@ -99,7 +107,10 @@ bool LineWriter::tryFinish()
 void LineWriter::finish()
 {
     if (!tryFinish()) {
-        std::fputs("dm: standard output takes no more, the last lines are lost\n", stderr);
+        // Standard error may be the same pipe, and as stuck.
+        LineWriter errors(Stream::Error);
+        errors.write("dm: standard output takes no more, the last lines are lost\n");
+        errors.tryFinish();
         std::quick_exit(static_cast<int>(ExitCode::File));
     }
     if (failure != nullptr)

@@ -40,21 +40,27 @@ public:
 
     /// Takes a line with its end. Returns at once, false when it is lost. Lines come out in the
     /// order of the calls, on both streams together.
+    ///
+    ///   lines   as how many it counts when it is lost, for several in one.
     bool write(std::string line) { return write(std::move(line), usual); }
-    bool write(std::string line, Stream stream);
+    bool write(std::string line, Stream stream, unsigned long lines = 1);
 
-    /// For what is replaced by the next: takes a line only when none waits.
-    void writeIfIdle(std::string line);
+    /// For what is replaced by the next: takes a line only when none waits. Returns whether it did.
+    bool writeIfIdle(std::string line);
 
     /// For threads that may wait: until half of the room is free, at most for so long. Returns
     /// whether it is.
     bool waitForRoom(std::chrono::milliseconds limit);
 
+    /// The same, until all that was taken so far is printed.
+    bool waitUntilPrinted(std::chrono::milliseconds limit);
+
     /// Whether standard output takes nothing any more. zu::Interrupt is notified of it.
     bool hasFailed();
 
     /// Waits until all lines are printed. Rethrows what went wrong with that. When standard output
-    /// stands still for a second, ends the process: what blocks in there cannot be woken.
+    /// stands still for a second, ends the process with ExitCode::File: what blocks in there cannot
+    /// be woken.
     void finish();
 
     /// The same, but when it stands still returns false, and the caller is to end the process by

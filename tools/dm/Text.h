@@ -14,11 +14,19 @@ inline std::string toStdString(const zu::String& text)
 }
 
 /// What came from another program, made harmless for a terminal and for output of one line a
-/// message: control characters, also those in UTF-8, are spelled out as \n, \t or \xNN.
+/// message: control characters, also those in UTF-8, and bytes that are no UTF-8 are spelled out as
+/// \n, \t or \xNN.
 std::string escapeControls(std::string_view text);
 
 /// The same, but leaves line ends and tabs alone.
 std::string escapeForTerminal(std::string_view text);
+
+/// How many bytes the character at this place has, 1 to 4; 0 if it is not UTF-8.
+size_t utf8Length(std::string_view text, size_t at);
+
+/// Whether the character there is one of U+0080 to U+009F, which terminals obey like escape
+/// sequences.
+bool isUtf8Control(std::string_view text, size_t at);
 
 /// Standard base64 with padding.
 std::string toBase64(const void* data, size_t size);

@@ -12,10 +12,13 @@
 #include <zul/Terminal.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <system_error>
 
 namespace tool {
 
@@ -48,10 +51,6 @@ public:
         , progress([this] { return sendCommands(); })
         , screen(options.view, options.isReplay() ? "" : options.source(), writer)
     {
-        if (!options.isReplay())
-            client = std::make_unique<monitor::MonitorClient>(
-                options.address->host, options.address->port,
-                [this](monitor::MonitorEvents events) { outputs.take(events); });
     }
 
     ~Watch() { stop(); }
@@ -70,17 +69,17 @@ public:
                 client->start();
             waitForEnd();
             stop();
-            screen.refresh();
+            screen.finish();
             conclude();
         } catch (...) {
             thrown = std::current_exception();
         }
         stop();
-        screen.refresh();
+        screen.finish();
         writer.finish();
         if (thrown)
             std::rethrow_exception(thrown);
-        return ExitCode::Ok;
+        return isDamaged ? ExitCode::File : ExitCode::Ok;
     }
 
 private:
@@ -88,6 +87,10 @@ private:
 
     void open()
     {
+        if (!options.isReplay())
+            client = std::make_unique<monitor::MonitorClient>(
+                options.address->host, options.address->port,
+                [this](monitor::MonitorEvents events) { outputs.take(events); });
         // What is to be kept comes first, whatever becomes of the rest.
         if (!options.recordPath.empty()) {
             recording = std::make_unique<monitor::RecordingWriter>(options.recordPath);
@@ -135,34 +138,42 @@ private:
                     return true;
             return false;
         });
-        if (end.isDamaged)
-            throw ToolError(ExitCode::File, options.replayPath + " is damaged: its last " +
-                                                std::to_string(end.ignoredBytes) +
-                                                " bytes cannot be read");
-        if (end.ignoredBytes > 0)
+        isDamaged = end.isDamaged;
+        if (isDamaged)
+            say(options.replayPath + " is damaged: its last " + std::to_string(end.ignoredBytes) +
+                " bytes cannot be read");
+        else if (end.ignoredBytes > 0)
             say(options.replayPath + " ends in a record that was cut off, " +
                 std::to_string(end.ignoredBytes) + " bytes of it are left out");
+        else if (end.events == 0 && !isToEnd())
+            say(options.replayPath + " has nothing in it");
+        screen.finish();
+        while (!isToEnd() && !writer.waitUntilPrinted(kRefresh)) {
+        }
     }
 
     // A recording is over when it has been read, unless a page shows it.
     void waitForEnd()
     {
-        while (!isToEnd() && !progress.isForeign() && !(options.isReplay() && !page)) {
-            std::chrono::milliseconds wait = kRefresh;
-            if (options.duration) {
-                const Clock::duration left = start + *options.duration - Clock::now();
-                if (left <= Clock::duration::zero())
-                    return;
-                wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(left));
-            }
+        while (!isToEnd() && !isOver()) {
+            const auto wait = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(timeLeft()),
+                                         std::chrono::milliseconds(0), kRefresh);
             zu::Interrupt::get().waitFor(static_cast<zu::u32>(wait.count()));
             screen.refresh();
         }
     }
 
+    bool isOver() const { return options.isReplay() ? page == nullptr : progress.isForeign(); }
+
     bool isToEnd()
     {
-        return zu::Interrupt::get().isRaised() || outputs.hasFailed() || writer.hasFailed();
+        return zu::Interrupt::get().isRaised() || outputs.hasFailed() || writer.hasFailed() ||
+               timeLeft() <= Clock::duration::zero();
+    }
+
+    Clock::duration timeLeft() const
+    {
+        return options.duration ? start + *options.duration - Clock::now() : Clock::duration::max();
     }
 
     void conclude()
@@ -178,7 +189,11 @@ private:
     {
         if (progress.isForeign())
             throw ToolError(ExitCode::CannotConnect,
-                            options.source() + " is no debug monitor: " + progress.reason());
+                            "cannot watch " + options.source() +
+                                ": give the port that the game's debug monitor listens on");
+        if (progress.wasConnected() && !progress.wasGreeted())
+            throw ToolError(ExitCode::LostConnection,
+                            "the connection was lost before all was sent: try again");
         if (progress.wasConnected())
             return;
         if (zu::Interrupt::get().isRaised())
@@ -215,6 +230,7 @@ private:
 
     const WatchOptions& options;
     const Clock::time_point start = Clock::now();
+    bool isDamaged = false; // the recording
     LineWriter writer;
     WatchOutputs outputs;
     WatchProgress progress;
@@ -227,10 +243,14 @@ private:
 
 ExitCode watch(const WatchOptions& options)
 {
-    zu::Interrupt::get();
+    zu::Interrupt& interrupt = zu::Interrupt::get();
+    if (!options.profilePath.empty())
+        interrupt.surviveBrokenPipes(); // a trace is written at the very end
     try {
         return Watch(options).run();
     } catch (const ToolError&) {
+        throw;
+    } catch (const std::system_error&) {
         throw;
     } catch (const std::runtime_error& error) {
         throw ToolError(ExitCode::File, error.what()); // of a recording
@@ -284,6 +304,32 @@ void takeFilter(const WatchWords& words, monitor::LineFilter& filter)
     }
 }
 
+void checkCommands(const WatchOptions& options)
+{
+    using Client = monitor::MonitorClient;
+    if (options.requests.size() + options.data.size() > Client::kMaxWaitingCommands)
+        throw ToolError(ExitCode::Usage, "no more than " +
+                                             std::to_string(Client::kMaxWaitingCommands) +
+                                             " of --request and --send together");
+    for (const std::string& data : options.data)
+        if (data.size() > Client::kMaxDataBytes)
+            throw ToolError(ExitCode::Usage, "--send takes at most " +
+                                                 std::to_string(Client::kMaxDataBytes) + " bytes");
+}
+
+// The trace would take the place of what it is made of.
+void checkFiles(const WatchOptions& options)
+{
+    const auto place = [](const std::string& path) {
+        std::error_code error;
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+    };
+    for (const std::string& other : {options.recordPath, options.replayPath})
+        if (!other.empty() && !options.profilePath.empty() &&
+            place(options.profilePath) == place(other))
+            throw ToolError(ExitCode::Usage, "--profile needs a file of its own");
+}
+
 void takeWords(WatchWords& words, bool hasWeb, WatchOptions& options)
 {
     if (hasWeb)
@@ -295,17 +341,43 @@ void takeWords(WatchWords& words, bool hasWeb, WatchOptions& options)
                                                "--replay and a recording");
     if (!options.isReplay())
         options.address = parseAddress(words.address);
-    for (const std::string& data : options.data)
-        if (data.size() > monitor::MonitorClient::kMaxDataBytes)
-            throw ToolError(ExitCode::Usage,
-                            "--send takes at most " +
-                                std::to_string(monitor::MonitorClient::kMaxDataBytes) + " bytes");
+    checkCommands(options);
+    checkFiles(options);
     takeFilter(words, options.view.filter);
     // The page has them, and so much may come that a terminal is no help.
     options.view.showsLines = !options.webPort;
     options.view.isRedrawn = options.view.showsValues && options.view.format == Format::Text &&
                              zu::isTerminal(zu::StandardStream::Output);
 }
+
+// Standard streams are taken by the lines that are shown.
+std::string checkFileName(const std::string& name)
+{
+    return name.empty() || name == "-" ? "give the name of a file" : "";
+}
+
+constexpr const char* kWatchHelp =
+    "A line is the seconds since this began, the channel in brackets, and the text. JSON is an\n"
+    "object a line: event, time, unixTime and, by event,\n"
+    "  text: channel, text            value: group, groupName, name, value\n"
+    "  profile: bytes                 lostLines: lines\n"
+    "  connected: address             lost, unreachable, notAMonitor: reason\n"
+    "or page with its url alone. Control characters and bytes that are no UTF-8 are spelled out,\n"
+    "the latter in JSON as U+FFFD. What the game sends faster than this can take it, or this\n"
+    "prints faster than it is read, is left out: \"N lines were lost\" stands in its place.\n\n"
+    "Examples:\n"
+    "  dm watch 127.0.0.1:3600\n"
+    "  dm watch 127.0.0.1:3600 --channel 2 --grep 'error|warning' --stats\n"
+    "  dm watch 127.0.0.1:3600 --web --record today.dmrec\n"
+    "  dm watch --replay today.dmrec --format json\n"
+    "  dm watch 127.0.0.1:3600 --request 0 --duration 2s --profile trace.json\n"
+    "                                    where request 0 has the game send a profile\n\n"
+    "Ends with 0 when interrupted or its duration is over, if it ever was connected, and at a\n"
+    "recording's end; with 3 if it never was, or to something that is no debug monitor; with 4 if\n"
+    "the connection was lost before --request and --send went out; with 7 also if a recording is\n"
+    "damaged or nobody reads what is still to be printed; with 8 if --profile was given and none\n"
+    "came; with 130 if interrupted before it was connected. When its reader goes away it ends by\n"
+    "SIGPIPE, but with --profile writes the trace and ends with 7.\n\n";
 
 void addShownOptions(CLI::App& command, WatchOptions& options, WatchWords& words)
 {
@@ -331,7 +403,8 @@ void addShownOptions(CLI::App& command, WatchOptions& options, WatchWords& words
     group
         ->add_option("--web", words.web,
                      "Shows all in a page for a browser on this machine,\n"
-                     "and no text here; [PORT]: any free one unless given")
+                     "and no text here; any free port unless given")
+        ->type_name("[PORT]")
         ->expected(0, 1);
 }
 
@@ -342,10 +415,15 @@ void addKeptOptions(CLI::App& command, WatchOptions& options, CLI::Option* repla
         ->add_option("--record", options.recordPath,
                      "Appends all that comes to this file, whatever is shown; it can be\n"
                      "read also when this was killed")
+        ->type_name("FILE")
+        ->check(checkFileName)
         ->excludes(replay);
-    group->add_option("--profile", options.profilePath,
-                      "Writes the profiles that came to this file, at the end, as Chrome\n"
-                      "trace-event JSON, for ui.perfetto.dev or chrome://tracing");
+    group
+        ->add_option("--profile", options.profilePath,
+                     "Writes the profiles that came to this file, at the end, as Chrome\n"
+                     "trace-event JSON, for ui.perfetto.dev or chrome://tracing")
+        ->type_name("FILE")
+        ->check(checkFileName);
 }
 
 void addSentOptions(CLI::App& command, WatchOptions& options, CLI::Option* replay)
@@ -371,34 +449,22 @@ void addWatchCommand(CLI::App& app, Action& action)
     command->add_option("ADDRESS", words->address,
                         "HOST:PORT of the game's debug monitor; waits for it when it is\n"
                         "not there, also later");
-    CLI::Option* const replay = command->add_option(
-        "--replay", options->replayPath, "Shows a recording instead, as fast as it can be read");
-    command->add_option_function<std::string>(
-        "--duration",
-        [options](const std::string& text) { options->duration = parseDuration(text); },
-        "Ends after so long, as 250ms, 5s or 2m; else when interrupted");
+    CLI::Option* const replay = command
+                                    ->add_option("--replay", options->replayPath,
+                                                 "Shows a recording instead, as fast as it can be "
+                                                 "read")
+                                    ->type_name("FILE")
+                                    ->check(checkFileName);
+    command
+        ->add_option_function<std::string>(
+            "--duration",
+            [options](const std::string& text) { options->duration = parseDuration(text); },
+            "Ends after so long, as 250ms, 5s or 2m; else when interrupted")
+        ->type_name("TIME");
     addShownOptions(*command, *options, *words);
     addKeptOptions(*command, *options, replay);
     addSentOptions(*command, *options, replay);
-    command->footer(
-        "A line is the seconds since this began, the channel in brackets, and the text. JSON is "
-        "an\n"
-        "object a line with event (connected, lost, unreachable, notAMonitor, text, value, "
-        "profile,\n"
-        "lostLines), time, and unixTime. Control characters are spelled out. When the game sends\n"
-        "faster than this can take it, it drops lines, and the line \"N lines were lost\" stands\n"
-        "where they would have been.\n\n"
-        "Examples:\n"
-        "  dm watch 127.0.0.1:3600\n"
-        "  dm watch 127.0.0.1:3600 --channel 2 --grep 'error|warning' --stats\n"
-        "  dm watch 127.0.0.1:3600 --web --record today.dmrec\n"
-        "  dm watch --replay today.dmrec --format json\n"
-        "  dm watch 127.0.0.1:3600 --request 0 --duration 2s --profile trace.json\n"
-        "                                    where request 0 has the game send a profile\n\n"
-        "Ends with 0 when interrupted or its duration is over, if it ever was connected; with 8 "
-        "if\n"
-        "--profile was given and none came.\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kWatchHelp) + kExitCodeHelp);
     command->callback([options, words, command, &action] {
         takeWords(*words, command->count("--web") > 0, *options);
         action = [options] { return watch(*options); };

@@ -84,13 +84,8 @@ void WatchScreen::takeOne(const MonitorEvent& event)
         values.clear();
         hasChanged = true;
     }
-    if (event.kind == Kind::Value) {
-        if (!view.showsValues || !values.set(event.group, event.name, event.text))
-            return;
-        hasChanged = true;
-        if (view.isRedrawn)
-            return;
-    }
+    if (event.kind == Kind::Value && !takeValue(event))
+        return;
     using Stream = LineWriter::Stream;
     const bool isText = view.format == Format::Text;
     const Stream stream = isText && isNotice(event) ? Stream::Error : Stream::Output;
@@ -101,49 +96,84 @@ void WatchScreen::takeOne(const MonitorEvent& event)
     if (line.empty())
         return;
     if (view.isRedrawn)
-        putAboveTable(std::move(line), stream);
+        putAboveTable(event, std::move(line), stream);
     else
         print(event, std::move(line), stream);
 }
 
+// Returns whether it is to be printed.
+bool WatchScreen::takeValue(const MonitorEvent& event)
+{
+    if (!view.showsValues)
+        return false;
+    const bool isNews = values.set(event.group, event.name, event.text);
+    hasChanged = hasChanged || isNews;
+    if (values.hasRefused() && !std::exchange(hasToldRefused, true))
+        tellRefusedValues();
+    return isNews && !view.isRedrawn;
+}
+
 // Where lines are missing because nobody read standard output, that is told in their place.
+std::string WatchScreen::gapBefore(const MonitorEvent& next) const
+{
+    if (droppedLines == 0)
+        return "";
+    MonitorEvent gap;
+    gap.kind = Kind::LostLines;
+    gap.time = next.time;
+    gap.wallClock = next.wallClock;
+    gap.lostLines = droppedLines;
+    return view.format == Format::Json ? watchJson(gap) : watchText(gap);
+}
+
 void WatchScreen::print(const MonitorEvent& event, std::string line, LineWriter::Stream stream)
 {
-    if (droppedLines > 0) {
-        MonitorEvent gap;
-        gap.kind = Kind::LostLines;
-        gap.time = event.time;
-        gap.wallClock = event.wallClock;
-        gap.lostLines = droppedLines;
-        if (writer.write(view.format == Format::Json ? watchJson(gap) : watchText(gap)))
-            droppedLines = 0;
-    }
+    if (droppedLines > 0 && writer.write(gapBefore(event)))
+        droppedLines = 0;
     if (droppedLines > 0 || !writer.write(std::move(line), stream))
         ++droppedLines;
 }
 
-// A notice comes at once, so that it is on its own stream; the table moves out of its way.
-void WatchScreen::putAboveTable(std::string line, LineWriter::Stream stream)
+void WatchScreen::putAboveTable(const MonitorEvent& event, std::string line,
+                                LineWriter::Stream stream)
 {
-    if (stream == LineWriter::Stream::Output) {
-        above += line;
-        if (above.size() > kMostAboveBytes)
-            redraw();
+    if (stream == LineWriter::Stream::Error) {
+        moveTableAway();
+        writer.write(std::move(line), stream);
         return;
     }
-    if (writer.write(eraseTable() + above)) {
-        above.clear();
-        drawnLines = 0;
-        hasChanged = true;
-    }
-    writer.write(std::move(line), stream);
+    above += gapBefore(event) + line;
+    aboveGap += std::exchange(droppedLines, 0);
+    ++aboveLines;
+    if (above.size() > kMostAboveBytes)
+        redraw(Drawing::Always);
+}
+
+// For a notice, which comes at once, so that it is on its own stream.
+void WatchScreen::moveTableAway()
+{
+    draw("", Drawing::Always);
+    hasChanged = true;
+}
+
+void WatchScreen::tellRefusedValues()
+{
+    if (view.isRedrawn)
+        moveTableAway();
+    writer.write("dm: the game has more values than there is room for: not all are shown\n",
+                 LineWriter::Stream::Error);
 }
 
 void WatchScreen::refresh()
 {
     const std::lock_guard lock(mutex);
-    if (view.isRedrawn && (hasChanged || !above.empty()))
-        redraw();
+    redraw(Drawing::IfIdle);
+}
+
+void WatchScreen::finish()
+{
+    const std::lock_guard lock(mutex);
+    redraw(Drawing::Always);
 }
 
 std::string WatchScreen::eraseTable() const
@@ -151,16 +181,40 @@ std::string WatchScreen::eraseTable() const
     return drawnLines == 0 ? "" : "\x1b[" + std::to_string(drawnLines) + "A\r\x1b[J";
 }
 
+void WatchScreen::redraw(Drawing drawing)
+{
+    if (!view.isRedrawn || (!hasChanged && above.empty()))
+        return;
+    // The cursor has the last line.
+    const zu::u32 height = zu::terminalHeight(zu::StandardStream::Output) - 1;
+    if (draw(drawTable(values, height), drawing))
+        hasChanged = false;
+}
+
 // All in one piece, so that what is lost when nobody reads is a whole drawing. What is too wide for
 // the window is cut by the terminal, which then has the lines that were counted.
-void WatchScreen::redraw()
+//
+// Returns whether it is on its way.
+bool WatchScreen::draw(const std::string& table, Drawing drawing)
 {
-    const zu::u32 height = zu::terminalHeight(zu::StandardStream::Output);
-    const std::string table = drawTable(values, height > 1 ? height - 1 : 1);
-    if (writer.write(eraseTable() + above + "\x1b[?7l" + table + "\x1b[?7h"))
+    std::string text = eraseTable() + above;
+    if (text.empty() && table.empty())
+        return true;
+    if (!table.empty())
+        text += "\x1b[?7l" + table + "\x1b[?7h";
+    const bool isTaken =
+        drawing == Drawing::IfIdle
+            ? writer.writeIfIdle(std::move(text))
+            : writer.write(std::move(text), LineWriter::Stream::Output, aboveLines);
+    if (!isTaken && drawing == Drawing::IfIdle)
+        return false; // later
+    if (isTaken)
         drawnLines = static_cast<std::size_t>(std::count(table.begin(), table.end(), '\n'));
+    else
+        droppedLines += aboveLines + aboveGap;
     above.clear();
-    hasChanged = false;
+    aboveLines = aboveGap = 0;
+    return isTaken;
 }
 
 } // namespace tool

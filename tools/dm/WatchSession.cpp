@@ -36,7 +36,7 @@ void WatchProgress::take(monitor::MonitorEvents events)
         switch (event.kind) {
         case Kind::Connected:
             connectedOnce = true;
-            hasGreeted = hasGreeted || greet();
+            greeted = greeted || greet();
             break;
         case Kind::Lost:
         case Kind::Unreachable:
@@ -90,7 +90,8 @@ std::string WatchTrace::finish()
     trace.write([this](std::string_view piece) { file.write(piece.data(), piece.size()); });
     file.commit();
     std::string sentence = "wrote " + path + ": " + std::to_string(trace.entries()) +
-                           " zones and frames of " + std::to_string(profiles) + " profiles";
+                           " zones and frames of " + std::to_string(profiles - unreadable) +
+                           (profiles - unreadable == 1 ? " profile" : " profiles");
     if (trace.droppedEntries() > 0)
         sentence += ", " + std::to_string(trace.droppedEntries()) + " more found no room";
     if (unreadable > 0)
@@ -105,8 +106,8 @@ std::string WatchTrace::whyEmpty() const
                "for a request, see --request";
     if (unreadable > 0)
         return "the profiles are of a version that this tool cannot read";
-    return "the profiles were empty; the first one that a game sends may only begin the "
-           "recording, ask for another";
+    return "the profiles were empty; a game that has not been recording begins with the first one "
+           "it sends, so try again";
 }
 
 } // namespace tool

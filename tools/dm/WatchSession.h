@@ -49,6 +49,9 @@ public:
 
     bool wasConnected() const { return connectedOnce; }
 
+    /// Whether the greeting was sent.
+    bool wasGreeted() const { return greeted; }
+
     /// Whether something that is no monitor listens there, and never was one.
     bool isForeign() const { return foreign; }
 
@@ -59,8 +62,8 @@ private:
     const std::function<bool()> greet;
     std::atomic<bool> connectedOnce{false};
     std::atomic<bool> foreign{false};
-    bool hasGreeted = false; // take's only, and the next
-    bool hasBrought = false; // anything that a monitor sends
+    std::atomic<bool> greeted{false};
+    bool hasBrought = false; // anything that a monitor sends; take's only
 
     mutable std::mutex mutex;
     std::string lastReason; // under mutex
@@ -86,7 +89,7 @@ private:
     const std::string path;
     OutputFile file;
     monitor::TraceExport trace;
-    unsigned long profiles = 0;
+    unsigned long profiles = 0; // all that came
     unsigned long unreadable = 0;
 };
 

@@ -4,6 +4,8 @@
 /// excluded ones is. No channels or no patterns means any.
 #pragma once
 
+#include <dm/monitor.h>
+
 #include <regex>
 #include <set>
 #include <string>
@@ -15,13 +17,14 @@ namespace monitor {
 class LineFilter
 {
 public:
-    /// Patterns look at no more of a line than this: matching takes stack by the length of the
-    /// text. The game's print cuts lines long before.
-    static constexpr std::size_t kMaxMatchedBytes = 1024;
+    /// Patterns look at no more of a line than this, which is as much as the game's print sends:
+    /// a bad pattern takes time by the square of it.
+    static constexpr std::size_t kMaxMatchedBytes = dm::kMaxMonitorTextLength;
 
     void addChannel(int channel) { channels.insert(channel); }
 
-    /// ECMAScript regular expressions. Throws std::invalid_argument that says what is wrong.
+    /// ECMAScript regular expressions; references back to a group may be refused. Throws
+    /// std::invalid_argument that says what is wrong.
     void addPattern(const std::string& pattern);
     void addExcluded(const std::string& pattern);
 

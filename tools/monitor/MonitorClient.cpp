@@ -25,6 +25,13 @@ std::string describe(const std::string& host, int port)
     return (hasColons ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
 
+void takeValue(const dm::MonitorMessage& message, MonitorEvent& event)
+{
+    event.group = message.group;
+    event.name = message.name;
+    event.text = message.text;
+}
+
 // An event is used again and again. What an uncommonly long text took it gives back.
 void forget(MonitorEvent& event)
 {
@@ -202,13 +209,9 @@ void MonitorClient::decode(net::Packet& packet)
             event.text = message.text;
         }
         break;
-    case dm::MonitorMessage::Kind::InPlace: {
-        MonitorEvent& event = addEvent(Kind::Value);
-        event.group = message.group;
-        event.name = message.name;
-        event.text = message.text;
+    case dm::MonitorMessage::Kind::InPlace:
+        takeValue(message, addEvent(Kind::Value));
         break;
-    }
     case dm::MonitorMessage::Kind::Profile: {
         zu::u32 size = 0;
         const char* const bytes = packet.readText(size);

@@ -286,7 +286,7 @@ RecordingWriter::RecordingWriter(const std::string& filePath)
     if (isThere && error)
         fail(error.message());
     const u64 kept = size > 0 ? findEnd() : 0;
-    removed = size - kept;
+    removed = size - std::min(size, kept); // another tool may have written since
     if (removed > 0)
         std::filesystem::resize_file(path, kept, error);
     if (removed > 0 && error)
@@ -368,11 +368,14 @@ ReplayEnd replay(const std::string& path, MonitorOutput& output,
     });
     if (status == Status::NotRecording)
         throw std::runtime_error("cannot read " + path + ": it is no recording of this version");
-    std::error_code error;
-    const u64 fileBytes = std::filesystem::file_size(path, error);
-    if (isWanted && !error && !decoder.isAtBoundary())
-        end.ignoredBytes = fileBytes - std::min(fileBytes, decoder.goodBytes());
+    if (isWanted && !decoder.isAtBoundary())
+        end.ignoredBytes = decoder.fedBytes() - decoder.goodBytes();
     end.isDamaged = status == Status::Damaged;
+    // Reading stopped there.
+    std::error_code error;
+    const std::uintmax_t fileBytes = std::filesystem::file_size(path, error);
+    if (end.isDamaged && !error)
+        end.ignoredBytes = std::max<u64>(end.ignoredBytes, fileBytes - decoder.goodBytes());
     return end;
 }
 

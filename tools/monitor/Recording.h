@@ -53,6 +53,9 @@ public:
     /// Whether all that was fed was whole records.
     bool isAtBoundary() const { return headIsRead && position == buffer.size(); }
 
+    /// So many bytes were fed.
+    u64 fedBytes() const { return passedBytes + buffer.size(); }
+
     /// So many bytes from the beginning on are the head and whole records.
     u64 goodBytes() const { return passedBytes + position; }
 
@@ -68,7 +71,7 @@ private:
 };
 
 /// Writes events to a file. What take was given is with the system when it returns, so it outlives
-/// the tool.
+/// the tool. One writer a file at a time.
 ///
 /// Errors: std::runtime_error, naming the file and what is wrong.
 class RecordingWriter : public MonitorOutput
@@ -99,8 +102,8 @@ private:
 struct ReplayEnd
 {
     u64 events = 0;
-    u64 ignoredBytes =
-        0; ///< at the file's end: a record that was cut off, or damage and all behind
+    /// At the file's end: a record that was cut off, or damage and all behind.
+    u64 ignoredBytes = 0;
     bool isDamaged = false;
 };
 

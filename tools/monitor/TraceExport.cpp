@@ -133,7 +133,8 @@ void TraceExport::add(const Source& snapshot, std::chrono::microseconds time)
         Run& begun = runs.emplace_back();
         begun.name = awaitedName;
         begun.clockTicks = snapshot.takenAt;
-        begun.clockTime = std::chrono::nanoseconds(time).count();
+        constexpr std::chrono::microseconds kLongest = std::chrono::hours(24 * 365 * 30);
+        begun.clockTime = std::chrono::nanoseconds(std::clamp(time, -kLongest, kLongest)).count();
     }
     // Of threads that had one number in turn, the earlier first.
     std::vector<std::pair<u64, const Source::Thread*>> threads;
@@ -147,8 +148,12 @@ void TraceExport::add(const Source& snapshot, std::chrono::microseconds time)
 
 void TraceExport::addThread(Run& run, const Source& snapshot, const Source::Thread& source)
 {
+    Thread* const thread = findThread(run, source);
+    if (thread == nullptr) {
+        dropped += source.zones.size() + source.frames.size();
+        return;
+    }
     u64& known = run.newestEnds[source.id];
-    Thread& thread = findThread(run, source);
     for (const Source::Zone& zone : source.zones) {
         if (zone.end <= known)
             continue;
@@ -157,8 +162,8 @@ void TraceExport::addThread(Run& run, const Source& snapshot, const Source::Thre
             continue;
         }
         ++added;
-        thread.zones.push_back({run.toTime(snapshot, zone.begin), run.toTime(snapshot, zone.end),
-                                idOf(snapshot.names[zone.name])});
+        thread->zones.push_back({run.toTime(snapshot, zone.begin), run.toTime(snapshot, zone.end),
+                                 idOf(snapshot.names[zone.name])});
     }
     for (const u64 frame : source.frames) {
         if (frame <= known)
@@ -168,23 +173,26 @@ void TraceExport::addThread(Run& run, const Source& snapshot, const Source::Thre
             continue;
         }
         ++added;
-        thread.frames.push_back(run.toTime(snapshot, frame));
+        thread->frames.push_back(run.toTime(snapshot, frame));
     }
     known = std::max(known, newestEnd(source));
 }
 
-TraceExport::Thread& TraceExport::findThread(Run& run, const Source::Thread& source)
+// Makes it if there is room.
+TraceExport::Thread* TraceExport::findThread(Run& run, const Source::Thread& source)
 {
     const auto found =
         std::find_if(run.threads.begin(), run.threads.end(), [&](const Thread& thread) {
             return thread.id == source.id && thread.name == source.name;
         });
     if (found != run.threads.end())
-        return *found;
+        return &*found;
+    if (run.threads.size() == kMaxThreads)
+        return nullptr;
     Thread& made = run.threads.emplace_back();
     made.id = source.id;
     made.name = source.name;
-    return made;
+    return &made;
 }
 
 s64 TraceExport::Run::toTime(const Source& snapshot, u64 ticks) const

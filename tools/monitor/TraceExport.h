@@ -5,15 +5,16 @@
 ///     trace.write([&](std::string_view piece) { file.write(piece.data(), piece.size()); });
 ///
 /// Times are microseconds, with three decimals, since the tool started, or since the first zone if
-/// that began earlier. Each thread of the game is
-/// one, with its name; zones are complete events, outer before inner and properly within each other
-/// whatever the snapshot says; frames are instant events.
+/// that began earlier. Each thread of the game is one, with its name; zones are complete events,
+/// outer before inner and properly within each other whatever the snapshot says; frames are instant
+/// events.
 ///
 /// Snapshots of one run overlap: a zone that is there already is not added again. A run is a
 /// process of the trace: call beginRun for each connection, as the next one may be to another game.
 ///
 /// Without I/O. Threads: one at a time.
-/// Limits: kMaxEntries zones and frames; what comes beyond is counted in droppedEntries.
+/// Limits: kMaxEntries zones and frames, kMaxThreads; what comes beyond is counted in
+/// droppedEntries.
 #pragma once
 
 #include <zul/ProfileSnapshot.h>
@@ -37,6 +38,8 @@ public:
     static constexpr std::size_t kMaxEntries = 4 * 1000 * 1000;
     /// Zones of further names are called "(other zones)".
     static constexpr std::size_t kMaxNames = 64 * 1024;
+    /// What further threads of a run did is dropped.
+    static constexpr std::size_t kMaxThreads = 4096;
 
     struct Entry
     {
@@ -84,7 +87,7 @@ private:
     };
 
     void addThread(Run& run, const Source& snapshot, const Source::Thread& source);
-    static Thread& findThread(Run& run, const Source::Thread& source);
+    static Thread* findThread(Run& run, const Source::Thread& source);
     u32 idOf(const std::string& name);
     s64 earliest() const;
 

@@ -5,13 +5,26 @@ namespace monitor {
 bool ValueTable::set(int group, const std::string& name, const std::string& text)
 {
     const auto found = values.find(Place{group, name});
-    if (found != values.end()) {
-        if (found->second == text)
-            return false;
-        found->second = text;
-        return true;
+    const bool isNew = found == values.end();
+    if (!isNew && found->second == text)
+        return false;
+    const std::size_t others = isNew ? bytes + name.size() : bytes - found->second.size();
+    if (others + text.size() > kMaxBytes || (isNew && values.size() == kMaxValues)) {
+        refused = true;
+        return false;
     }
-    return values.size() < kMaxValues && values.emplace(Place{group, name}, text).second;
+    bytes = others + text.size();
+    if (isNew)
+        values.emplace(Place{group, name}, text);
+    else
+        found->second = text;
+    return true;
+}
+
+void ValueTable::clear()
+{
+    values.clear();
+    bytes = 0;
 }
 
 } // namespace monitor

@@ -12,8 +12,9 @@ namespace monitor {
 class ValueTable
 {
 public:
-    /// Further ones are not taken: a game that makes up names must not fill the tool's memory.
+    /// What goes beyond is refused: a game that makes up names must not fill the tool's memory.
     static constexpr std::size_t kMaxValues = 16 * 1024;
+    static constexpr std::size_t kMaxBytes = 16 * 1024 * 1024; ///< of all names and texts
 
     struct Place
     {
@@ -26,14 +27,19 @@ public:
     /// Returns whether that changed anything.
     bool set(int group, const std::string& name, const std::string& text);
 
+    /// Whether anything was refused so far.
+    bool hasRefused() const { return refused; }
+
     /// Another game: its values begin anew.
-    void clear() { values.clear(); }
+    void clear();
 
     /// By group, then by name.
     const std::map<Place, std::string>& all() const { return values; }
 
 private:
     std::map<Place, std::string> values;
+    std::size_t bytes = 0; // of names and texts
+    bool refused = false;
 };
 
 } // namespace monitor

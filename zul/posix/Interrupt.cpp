@@ -97,6 +97,8 @@ void Interrupt::catchStatusRequests() { handleSignal(SIGUSR1, handleStatusSignal
 
 bool Interrupt::takeStatusRequest() { return s_statusRequested.exchange(false); }
 
+void Interrupt::surviveBrokenPipes() { handleSignal(SIGPIPE, SIG_IGN, 0); }
+
 WaitHandle Interrupt::getWaitHandle() const
 {
     WaitHandle handle;

@@ -95,6 +95,18 @@ TEST(TraceExport, AddsOnlyWhatEarlierSnapshotsOfTheRunDidNotHave)
     EXPECT_THAT(lines, testing::Contains("2/7 M thread_name main"));
 }
 
+TEST(TraceExport, KeepsToItsLimitsWhateverComes)
+{
+    monitor::TraceExport trace;
+    constexpr zu::u32 kThreads = monitor::TraceExport::kMaxThreads + 10;
+    for (zu::u32 id = 0; id < kThreads; ++id)
+        trace.add(snapshot(1, {thread(id, "short-lived", {{0, 0, 1}})}),
+                  std::chrono::microseconds::max());
+    EXPECT_EQ(trace.entries(), monitor::TraceExport::kMaxThreads);
+    EXPECT_EQ(trace.droppedEntries(), 10u);
+    EXPECT_EQ(eventsOf(trace).size(), 1 + 2 * monitor::TraceExport::kMaxThreads);
+}
+
 TEST(TraceExport, IsProperlyNestedWhateverTheSnapshotSays)
 {
     Snapshot taken = snapshot(~zu::u64{0}, {thread(0, "",

@@ -22,11 +22,13 @@ TEST(LineFilter, PassesWantedChannelsWithAnyOfThePatternsAndNoneExcluded)
     EXPECT_THROW(filter.addPattern("("), std::invalid_argument);
 }
 
-TEST(LineFilter, EndlessLinesDoNotExhaustTheStack)
+TEST(LineFilter, NoLineExhaustsTheStackOrKeepsTheMatchingBusy)
 {
     monitor::LineFilter filter;
-    filter.addPattern("^(a|b)*c");
-    EXPECT_FALSE(filter.passes(0, std::string(1024 * 1024, 'a')));
+    for (const char* pattern : {"^(a|b)*c", "(a+)+$", "(.*)*z"})
+        filter.addPattern(pattern);
+    EXPECT_FALSE(filter.passes(0, std::string(1024 * 1024, 'a').insert(254, "!")));
+    EXPECT_THROW(filter.addPattern("(a+)\\1"), std::invalid_argument);
 }
 
 TEST(ValueTable, TellsChangesAndIsDrawnGroupByGroup)
@@ -45,7 +47,16 @@ TEST(ValueTable, TellsChangesAndIsDrawnGroupByGroup)
     EXPECT_EQ(tool::drawTable(values, 2),
               "Engine Statistics\n"
               "  ... and more: the window is too low for all 3 values\n");
+    EXPECT_EQ(tool::drawTable(values, 0), "");
+    EXPECT_FALSE(values.hasRefused());
     for (int i = 0; i < 20000; ++i)
         values.set(0, std::to_string(i), "");
     EXPECT_EQ(values.all().size(), monitor::ValueTable::kMaxValues);
+    EXPECT_TRUE(values.hasRefused());
+    values.clear();
+    const std::string text(monitor::ValueTable::kMaxBytes / 2, 'x');
+    EXPECT_TRUE(values.set(0, "a", text));
+    EXPECT_FALSE(values.set(0, "b", text)) << "the names have no room";
+    EXPECT_TRUE(values.set(0, "a", ""));
+    EXPECT_TRUE(values.set(0, "b", text));
 }

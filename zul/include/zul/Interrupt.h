@@ -55,6 +55,10 @@ public:
     /// Whether somebody has asked since the last call.
     bool takeStatusRequest();
 
+    /// From now on, printing to a pipe that nobody reads any more fails. Before, it ends the
+    /// program: for one that still has to put away something else.
+    void surviveBrokenPipes();
+
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
