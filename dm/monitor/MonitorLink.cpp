@@ -127,12 +127,15 @@ void MonitorLink::accept()
         std::unique_ptr<net::Socket> socket(listener.pollConnect());
         if (!socket)
             return;
+        if (connected == kMaxMonitorTools) {
+            if (tooMany.raise())
+                warn("the debug monitor has %u tools, further ones are turned away", connected);
+            continue;
+        }
+        ++connected;
         auto connection = std::make_shared<MonitorConnection>(std::move(socket), nextKey++);
         const std::lock_guard guard(handOverLock);
-        if (arrived.size() + accepted.size() + tools.size() < kMaxMonitorTools)
-            arrived.push_back(std::move(connection));
-        else if (tooMany.raise())
-            warn("the debug monitor has %u tools and turns away further ones", kMaxMonitorTools);
+        arrived.push_back(std::move(connection));
     }
 }
 
@@ -149,7 +152,7 @@ void MonitorLink::pumpAll()
     using Progress = MonitorConnection::Progress;
     Progress most = Progress::None;
     for (Tool& tool : tools) {
-        most = std::max(most, tool.connection->pump(tool.readable, tool.writable));
+        most = std::max(most, tool.connection->pump(tool.readable, tool.writable, scratch));
         tool.readable = tool.writable = false;
         if (tool.connection->isConnected())
             tool.connection->watch(*waitSet);
@@ -160,12 +163,13 @@ void MonitorLink::pumpAll()
 
 void MonitorLink::dropLost()
 {
-    std::erase_if(tools, [](const Tool& tool) {
+    const size_t dropped = std::erase_if(tools, [](const Tool& tool) {
         if (tool.connection->isConnected())
             return false;
         tool.connection->hangUp();
         return true;
     });
+    connected -= static_cast<u32>(dropped);
 }
 
 // Those that read get what was printed before the end, and those that do not hold up nobody.

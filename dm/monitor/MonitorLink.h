@@ -70,7 +70,7 @@ private:
 
     MonitorLog& log;
     const u32 backlogBytes;
-    net::Listener listener;                // I/O thread only, once started
+    net::Listener listener;                // once started the I/O thread's, but for the port
     std::shared_ptr<net::WaitSet> waitSet; // shared with the log: whoever prints may wake it
     std::atomic<bool> stopping{false};
     Ending ending = Ending::HangUp; // set before stopping
@@ -89,7 +89,9 @@ private:
         bool writable = false;
     };
     std::vector<Tool> tools;
-    u64 nextKey = 1; // 0 is the listener's
+    net::Packet scratch{0};
+    u32 connected = 0; // accepted, and not yet dropped
+    u64 nextKey = 1;   // 0 is the listener's
     OnceFlag tooMany;
     MonitorConnection::Progress lastProgress = MonitorConnection::Progress::None;
     u32 quietPasses = 0;

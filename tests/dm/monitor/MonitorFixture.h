@@ -92,8 +92,10 @@ private:
     static std::string describe(const dm::MonitorMessage& message, net::Packet& packet)
     {
         using Kind = dm::MonitorMessage::Kind;
-        if (message.kind == Kind::Text)
+        if (message.kind == Kind::Text) {
+            require(packet.getSize() == 4 + 4 + std::string(message.text).size() + 1);
             return std::to_string(message.channel) + ":" + message.text;
+        }
         if (message.kind == Kind::InPlace)
             return std::to_string(message.group) + ":" + message.name + "=" + message.text;
         return "#" + std::to_string(packet.getID()) + " " + std::to_string(packet.getSize());

@@ -223,14 +223,25 @@ TEST_F(MonitorLoadTest, MoreToolsThanAllowedAreTurnedAway)
     })) << "a place is free again";
 }
 
-TEST_F(MonitorLoadTest, EndsInBoundedTimeWhateverToolsDo)
+TEST_F(MonitorLoadTest, EndsInBoundedTimeWhateverToolsAndThreadsDo)
 {
-    std::vector<std::unique_ptr<MonitorTool>> tools;
+    std::vector<std::unique_ptr<MonitorTool>> stopped;
     for (int count = 0; count < 16; ++count)
-        tools.push_back(attach());
-    const std::string text(200, 'x');
-    for (int line = 0; line < 100'000; ++line)
-        dm::print("%s", text.c_str());
+        stopped.push_back(attach());
+    const auto flooder = attach();
+    const dm::u32 port = dm::getMonitorPort();
+    std::jthread printer([](const std::stop_token& stop) {
+        while (!stop.stop_requested())
+            dm::print("%200s", "");
+    });
+    std::jthread flood([&](const std::stop_token& stop) {
+        for (int sent = 0; !stop.stop_requested() && flooder->isConnected(); ++sent) {
+            flooder->sendData("flood");
+            if (sent % 100 == 0)
+                net::Socket().connect("127.0.0.1", port);
+        }
+    });
+    ASSERT_TRUE(updateUntil([&] { return std::ranges::count(parsed, "flood") > 1000; }));
     const auto start = steady_clock::now();
     dm::deinit();
     EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(kSanitized ? 10 : 2));

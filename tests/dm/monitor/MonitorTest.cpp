@@ -20,7 +20,9 @@ TEST_F(MonitorTest, PrintsCutAndFormattedTextToItsChannel)
     const auto tool = attach();
     dm::print(0, "x");
     dm::print("y %d", 7);
-    dm::print(-3, "%s", std::string(300, 'z').c_str());
+    dm::print(-3, "%s", std::string(256, 'z').c_str());
+    dm::print(-3, "%s", std::string(255, 'y').c_str());
+    dm::print("ended%c early", 0);
     const wchar_t invalid[] = {static_cast<wchar_t>(0x7fffffff), 0};
     dm::print(4, "%ls", invalid);
     dm::printInPlace("a", "b");
@@ -35,6 +37,8 @@ TEST_F(MonitorTest, PrintsCutAndFormattedTextToItsChannel)
     EXPECT_EQ(tool->next(), "0:x");
     EXPECT_EQ(tool->next(), "0:y 7");
     EXPECT_EQ(tool->next(), "-3:" + std::string(255, 'z'));
+    EXPECT_EQ(tool->next(), "-3:" + std::string(255, 'y'));
+    EXPECT_EQ(tool->next(), "0:ended");
     EXPECT_EQ(tool->next(), "4:") << "an invalid format";
     EXPECT_EQ(tool->next(), "0:a=b");
     EXPECT_EQ(tool->next(), "3:name=5");
@@ -137,6 +141,24 @@ TEST_F(MonitorTest, ParsersMayPrintAndUpdate)
         EXPECT_EQ(std::ranges::count(printed, std::string("0:got ") + data), 1);
         EXPECT_EQ(std::ranges::count(printed, std::string("0:done ") + data), 1);
     }
+}
+
+TEST_F(MonitorTest, ParsersThatAlwaysUpdateAreNestedToALimit)
+{
+    const auto tool = attach();
+    dm::u32 depth = 0;
+    dm::u32 deepest = 0;
+    onData = [&](const std::string&) {
+        deepest = std::max(deepest, ++depth);
+        dm::update();
+        --depth;
+    };
+    std::vector<std::string> sent = parsed;
+    for (int index = 0; index < 2000; ++index)
+        tool->sendData(sent.emplace_back(std::to_string(index)));
+    ASSERT_TRUE(updateUntil([&] { return parsed.size() >= sent.size(); }));
+    EXPECT_EQ(parsed, sent);
+    EXPECT_LE(deepest, dm::kMaxNestedMonitorUpdates);
 }
 
 TEST_F(MonitorTest, ParsersMayTakeAnyLock)
