@@ -8,7 +8,6 @@ namespace dm {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr u64 kListenerKey = 0;
@@ -44,6 +43,7 @@ void MonitorLink::stop(Ending how)
     if (stopping)
         return;
     ending = how;
+    endBy = Clock::now() + (how == Ending::HangUp ? kFinalSendTime : milliseconds(0));
     stopping = true;
     waitSet->wake();
     joinThread();
@@ -147,11 +147,16 @@ void MonitorLink::takeAccepted()
     accepted.clear();
 }
 
+bool MonitorLink::isTimeUp() const { return stopping && Clock::now() >= endBy; }
+
+// A pass over many tools that are far behind takes longer than the end may take.
 void MonitorLink::pumpAll()
 {
     using Progress = MonitorConnection::Progress;
     Progress most = Progress::None;
     for (Tool& tool : tools) {
+        if (isTimeUp())
+            break;
         most = std::max(most, tool.connection->pump(tool.readable, tool.writable, scratch));
         tool.readable = tool.writable = false;
         if (tool.connection->isConnected())
@@ -175,14 +180,13 @@ void MonitorLink::dropLost()
 // Those that read get what was printed before the end, and those that do not hold up nobody.
 void MonitorLink::sendLast()
 {
-    const Clock::time_point deadline = Clock::now() + kFinalSendTime;
     takeAccepted();
     for (;;) {
         pumpAll();
         dropLost();
         const bool isDone = std::ranges::none_of(
             tools, [](const Tool& tool) { return tool.connection->hasUnsent(); });
-        if (isDone || Clock::now() >= deadline)
+        if (isDone || isTimeUp())
             break;
         wait();
     }

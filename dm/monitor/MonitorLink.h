@@ -21,6 +21,7 @@
 #include <zul/WaitSet.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -43,7 +44,7 @@ public:
 
     enum class Ending
     {
-        HangUp, ///< sends what the log has, for kFinalSendMs at most, and closes
+        HangUp, ///< sends what the log has, for a fifth of a second at most, and closes
         Abandon ///< leaves all sockets open
     };
     /// Joins the thread. What the log gets meanwhile may go out too.
@@ -59,11 +60,14 @@ public:
     std::vector<Connection> connections;
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     int run() override;
     void wait();
     u32 waitMs() const;
     void accept();
     void takeAccepted();
+    bool isTimeUp() const;
     void pumpAll();
     void dropLost();
     void sendLast();
@@ -73,7 +77,10 @@ private:
     net::Listener listener;                // once started the I/O thread's, but for the port
     std::shared_ptr<net::WaitSet> waitSet; // shared with the log: whoever prints may wake it
     std::atomic<bool> stopping{false};
-    Ending ending = Ending::HangUp; // set before stopping
+
+    // Set before stopping.
+    Ending ending = Ending::HangUp;
+    Clock::time_point endBy; // whatever is left to send
 
     LeafMutex handOverLock;
 

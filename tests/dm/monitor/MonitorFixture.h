@@ -130,23 +130,15 @@ protected:
         return tool;
     }
 
-    bool updateUntil(const std::function<bool()>& condition)
-    {
-        return waitUntil([&] {
-            dm::update();
-            return condition();
-        });
-    }
-
-    /// The same for a while only.
-    bool updateFor(std::chrono::milliseconds time, const std::function<bool()>& condition)
+    bool updateUntil(const std::function<bool()>& condition,
+                     std::chrono::milliseconds limit = kLongLimit)
     {
         return waitUntil(
             [&] {
                 dm::update();
                 return condition();
             },
-            time);
+            limit);
     }
 
     /// Updates until the data has been parsed.

@@ -218,8 +218,8 @@ TEST_F(MonitorLoadTest, MoreToolsThanAllowedAreTurnedAway)
     EXPECT_TRUE(updateUntil([&] {
         MonitorTool last(dm::getMonitorPort());
         last.sendData("last");
-        return updateFor(std::chrono::milliseconds(50),
-                         [&] { return std::ranges::count(parsed, "last") > 0; });
+        return updateUntil([&] { return std::ranges::count(parsed, "last") > 0; },
+                           std::chrono::milliseconds(50));
     })) << "a place is free again";
 }
 
