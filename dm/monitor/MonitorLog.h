@@ -6,7 +6,7 @@
 ///
 /// Packets lie in blocks, whose published bytes never change. A reader shares the block that it is
 /// in the middle of, so it reads without the lock and always gets to that block's end. The memory
-/// in use is the limit and one block a reader.
+/// in use is the limit, one block a reader, which may be one long packet, and the in-place values.
 ///
 /// Threads: any. A reader belongs to one thread.
 /// Locks: a leaf, held for a copy of one small packet at a time.
