@@ -5,6 +5,13 @@ namespace dm {
 // The group, and the name with its length and its zero.
 static constexpr size_t kMaxPlaceBytes = 4 + 4 + kMaxKeptInPlaceNameLength + 1;
 
+// All at once, because growing would hold up the thread that prints.
+InPlaceValues::InPlaceValues()
+{
+    values.reserve(kMaxKeptInPlaceValues);
+    order.reserve(kMaxKeptInPlaceValues);
+}
+
 void InPlaceValues::keep(std::string_view place, std::string_view text, u64 entry)
 {
     auto found = values.find(place);
@@ -20,12 +27,8 @@ void InPlaceValues::keep(std::string_view place, std::string_view text, u64 entr
 
 void InPlaceValues::clear()
 {
-    // Made anew, because a cleared map keeps its buckets, and with all room at once, because
-    // growing would hold up the thread that prints.
-    order = {};
-    values = {};
-    order.reserve(kMaxKeptInPlaceValues);
-    values.reserve(kMaxKeptInPlaceValues);
+    order.clear();
+    values.clear();
 }
 
 } // namespace dm

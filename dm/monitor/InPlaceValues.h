@@ -25,7 +25,7 @@ public:
     };
     using Kept = std::pair<const std::string, Value>; ///< the encoded group and name, and the value
 
-    InPlaceValues() { clear(); }
+    InPlaceValues();
 
     /// Replaces the value of a place, both as encoded fields.
     void keep(std::string_view place, std::string_view text, u64 entry);

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -33,6 +34,7 @@ MonitorLink* s_link = nullptr;
 DataParserCallback* s_callback = nullptr;
 u32 s_backlogBytes = kDefaultMonitorBacklogBytes;
 u64 s_generation = 0; // of init, update and deinit, so that an update learns what it has called
+u32 s_updates = 0;    // under way, one within the other
 
 // Any thread.
 std::atomic<MonitorLog*> s_log{nullptr}; // made by the first init, for ever
@@ -52,15 +54,13 @@ class FormattedText
 public:
     FormattedText(const char* format, std::va_list arguments)
     {
-        const int wanted = std::vsnprintf(text, sizeof text, format, arguments);
-        if (wanted < 0)
+        if (std::vsnprintf(text, sizeof text, format, arguments) < 0)
             text[0] = 0;
-        else
-            length = std::min(static_cast<u32>(wanted), kMaxMonitorTextLength);
+        length = static_cast<u32>(std::strlen(text)); // a "%c" may have ended it early
     }
 
     char text[kMaxMonitorTextLength + 1];
-    u32 length = 0;
+    u32 length;
 };
 
 void appendText(MonitorLog& log, int channel, const char* format, std::va_list arguments)
@@ -106,6 +106,13 @@ bool obeyAll(MonitorConnection& connection)
     return true;
 }
 
+/// One update under way, also when a callback throws.
+struct UpdateCount
+{
+    UpdateCount() { ++s_updates; }
+    ~UpdateCount() { --s_updates; }
+};
+
 void abandonLink()
 {
     // Reachable for ever, so that it is no leak by accident.
@@ -142,9 +149,10 @@ void init(int port)
 void update()
 {
     const MonitorGuard guard(s_monitorLock);
-    ++s_generation;
-    if (!s_link)
+    if (!s_link || s_updates == kMaxNestedMonitorUpdates)
         return;
+    ++s_generation;
+    const UpdateCount count;
     s_link->takeArrived();
     for (size_t index = 0; index < s_link->connections.size();) {
         // Ours too, because a callback may end the monitor.

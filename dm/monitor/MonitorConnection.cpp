@@ -39,10 +39,11 @@ bool MonitorConnection::hasRoom()
     return inbox.size() < kMaxWaitingCommands && inboxBytes < kMaxWaitingCommandBytes;
 }
 
-MonitorConnection::Progress MonitorConnection::pump(bool readable, bool writable)
+MonitorConnection::Progress MonitorConnection::pump(bool readable, bool writable,
+                                                    net::Packet& scratch)
 {
     const bool received = receive(readable, writable);
-    const u32 sentBytes = isConnected() ? send() : 0;
+    const u32 sentBytes = isConnected() ? send(scratch) : 0;
     if (!isConnected()) {
         const std::lock_guard guard(inboxLock);
         ended = true;
@@ -79,7 +80,7 @@ bool MonitorConnection::receive(bool readable, bool writable)
 // The socket gathers small packets and sends them together, so what it has not been able to send
 // grows to kCorkedBytes and a packet at most. That much reaches the tool even after a loss.
 // Returns how many bytes.
-u32 MonitorConnection::send()
+u32 MonitorConnection::send(net::Packet& packet)
 {
     u32 sent = 0;
     hasMore = true;

@@ -59,7 +59,9 @@ public:
         MoreToDo ///< and possible at once
     };
     /// Receives, and sends what the log has, both up to a limit.
-    Progress pump(bool readable, bool writable);
+    ///
+    ///   scratch   any packet. One for all tools, because it keeps the size of the longest.
+    Progress pump(bool readable, bool writable, net::Packet& scratch);
 
     bool isConnected() const { return socket->isConnected(); }
     /// Whether something that was sent is still in this process.
@@ -71,7 +73,7 @@ public:
 private:
     bool hasRoom();
     bool receive(bool readable, bool writable);
-    u32 send();
+    u32 send(net::Packet& packet);
 
     LeafMutex inboxLock;
 
@@ -83,7 +85,6 @@ private:
     // I/O thread only, from the acceptance on.
     std::unique_ptr<net::Socket> socket;
     LogReader reader;
-    net::Packet packet{0};
     bool hasMore = false; // the reader was not at its end when the last pump stopped
     zu::Interest watched = zu::Interest::None;
     bool receiving = true; // the inbox has room

@@ -8,7 +8,6 @@ namespace dm {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr u64 kListenerKey = 0;
@@ -44,6 +43,7 @@ void MonitorLink::stop(Ending how)
     if (stopping)
         return;
     ending = how;
+    endBy = Clock::now() + (how == Ending::HangUp ? kFinalSendTime : milliseconds(0));
     stopping = true;
     waitSet->wake();
     joinThread();
@@ -127,12 +127,15 @@ void MonitorLink::accept()
         std::unique_ptr<net::Socket> socket(listener.pollConnect());
         if (!socket)
             return;
+        if (connected == kMaxMonitorTools) {
+            if (tooMany.raise())
+                warn("the debug monitor has %u tools, further ones are turned away", connected);
+            continue;
+        }
+        ++connected;
         auto connection = std::make_shared<MonitorConnection>(std::move(socket), nextKey++);
         const std::lock_guard guard(handOverLock);
-        if (arrived.size() + accepted.size() + tools.size() < kMaxMonitorTools)
-            arrived.push_back(std::move(connection));
-        else if (tooMany.raise())
-            warn("the debug monitor has %u tools and turns away further ones", kMaxMonitorTools);
+        arrived.push_back(std::move(connection));
     }
 }
 
@@ -144,12 +147,17 @@ void MonitorLink::takeAccepted()
     accepted.clear();
 }
 
+bool MonitorLink::isTimeUp() const { return stopping && Clock::now() >= endBy; }
+
+// A pass over many tools that are far behind takes longer than the end may take.
 void MonitorLink::pumpAll()
 {
     using Progress = MonitorConnection::Progress;
     Progress most = Progress::None;
     for (Tool& tool : tools) {
-        most = std::max(most, tool.connection->pump(tool.readable, tool.writable));
+        if (isTimeUp())
+            break;
+        most = std::max(most, tool.connection->pump(tool.readable, tool.writable, scratch));
         tool.readable = tool.writable = false;
         if (tool.connection->isConnected())
             tool.connection->watch(*waitSet);
@@ -160,25 +168,25 @@ void MonitorLink::pumpAll()
 
 void MonitorLink::dropLost()
 {
-    std::erase_if(tools, [](const Tool& tool) {
+    const size_t dropped = std::erase_if(tools, [](const Tool& tool) {
         if (tool.connection->isConnected())
             return false;
         tool.connection->hangUp();
         return true;
     });
+    connected -= static_cast<u32>(dropped);
 }
 
 // Those that read get what was printed before the end, and those that do not hold up nobody.
 void MonitorLink::sendLast()
 {
-    const Clock::time_point deadline = Clock::now() + kFinalSendTime;
     takeAccepted();
     for (;;) {
         pumpAll();
         dropLost();
         const bool isDone = std::ranges::none_of(
             tools, [](const Tool& tool) { return tool.connection->hasUnsent(); });
-        if (isDone || Clock::now() >= deadline)
+        if (isDone || isTimeUp())
             break;
         wait();
     }

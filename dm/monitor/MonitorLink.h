@@ -21,6 +21,7 @@
 #include <zul/WaitSet.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -43,7 +44,7 @@ public:
 
     enum class Ending
     {
-        HangUp, ///< sends what the log has, for kFinalSendMs at most, and closes
+        HangUp, ///< sends what the log has, for a fifth of a second at most, and closes
         Abandon ///< leaves all sockets open
     };
     /// Joins the thread. What the log gets meanwhile may go out too.
@@ -59,21 +60,27 @@ public:
     std::vector<Connection> connections;
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     int run() override;
     void wait();
     u32 waitMs() const;
     void accept();
     void takeAccepted();
+    bool isTimeUp() const;
     void pumpAll();
     void dropLost();
     void sendLast();
 
     MonitorLog& log;
     const u32 backlogBytes;
-    net::Listener listener;                // I/O thread only, once started
+    net::Listener listener;                // once started the I/O thread's, but for the port
     std::shared_ptr<net::WaitSet> waitSet; // shared with the log: whoever prints may wake it
     std::atomic<bool> stopping{false};
-    Ending ending = Ending::HangUp; // set before stopping
+
+    // Set before stopping.
+    Ending ending = Ending::HangUp;
+    Clock::time_point endBy; // whatever is left to send
 
     LeafMutex handOverLock;
 
@@ -89,7 +96,9 @@ private:
         bool writable = false;
     };
     std::vector<Tool> tools;
-    u64 nextKey = 1; // 0 is the listener's
+    net::Packet scratch{0};
+    u32 connected = 0; // accepted, and not yet dropped
+    u64 nextKey = 1;   // 0 is the listener's
     OnceFlag tooMany;
     MonitorConnection::Progress lastProgress = MonitorConnection::Progress::None;
     u32 quietPasses = 0;

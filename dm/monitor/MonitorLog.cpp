@@ -59,12 +59,10 @@ void MonitorLog::stop()
     keeping.store(false, std::memory_order_release);
     sender.reset();
     blocks.clear();
-    spare.reset();
     totalBytes = 0;
     unseenBytes = 0;
     wakeUpSent = false;
-    if (inPlaceValues.size() > 0)
-        inPlaceValues.clear();
+    inPlaceValues.clear();
 }
 
 void MonitorLog::append(net::Packet& packet, u32 placeBytes)
@@ -87,10 +85,10 @@ void MonitorLog::append(net::Packet& packet, u32 placeBytes)
             addBlock(std::move(ownBlock));
         else
             roomFor(bytes).write(packet, payloadBytes);
-        if (placeBytes > 0)
-            keepInPlace(packet, placeBytes);
-        ++entries;
+        const u64 entry = entries++;
         lines += isText(packet.getID()) ? 1 : 0;
+        if (placeBytes > 0)
+            keepInPlace(packet, placeBytes, entry);
         toWake = dueWakeUp(bytes);
     }
     if (toWake)
@@ -100,14 +98,15 @@ void MonitorLog::append(net::Packet& packet, u32 placeBytes)
 MonitorLog::Block& MonitorLog::roomFor(u32 bytes)
 {
     if (blocks.empty() || blocks.back()->capacity - blocks.back()->used < bytes)
-        addBlock(spare ? std::move(spare) : std::make_shared<Block>(kBlockBytes));
+        addBlock(std::make_shared<Block>(kBlockBytes));
     return *blocks.back();
 }
 
 void MonitorLog::addBlock(SharedBlock block)
 {
-    while (totalBytes + block->capacity > limit)
-        dropOldest();
+    // The oldest goes, and stays with the readers that are in the middle of it.
+    for (; totalBytes + block->capacity > limit; blocks.pop_front())
+        totalBytes -= blocks.front()->capacity;
     block->number = nextNumber;
     block->firstEntry = entries;
     block->firstLine = lines;
@@ -117,29 +116,13 @@ void MonitorLog::addBlock(SharedBlock block)
     ++nextNumber;
 }
 
-void MonitorLog::dropOldest()
-{
-    totalBytes -= blocks.front()->capacity;
-    recycle(std::move(blocks.front()));
-    blocks.pop_front();
-}
-
-// Readers let go of blocks under the lock too, so the last one's reads are over.
-void MonitorLog::recycle(SharedBlock block)
-{
-    if (!keeping || !block || block.use_count() > 1 || block->capacity != kBlockBytes)
-        return;
-    block->used = 0;
-    spare = std::move(block);
-}
-
-void MonitorLog::keepInPlace(net::Packet& packet, u32 placeBytes)
+void MonitorLog::keepInPlace(net::Packet& packet, u32 placeBytes, u64 entry)
 {
     const u32 bytes = packet.getSize();
     packet.setPos(0);
     if (const auto* payload = reinterpret_cast<const char*>(packet.view(bytes)))
         inPlaceValues.keep({payload, placeBytes}, {payload + placeBytes, bytes - placeBytes},
-                           entries);
+                           entry);
 }
 
 // A sender that does not sleep looks by itself every few milliseconds. It is woken only when it
@@ -197,7 +180,7 @@ bool LogReader::findMore()
     MonitorLog::SharedBlock found = log->blocks[nextNumber > oldest ? nextNumber - oldest : 0];
     if (found->number != nextNumber)
         skipTo(*found);
-    log->recycle(std::exchange(block, std::move(found)));
+    block = std::move(found);
     nextNumber = block->number + 1;
     offset = 0;
     published = block->used;

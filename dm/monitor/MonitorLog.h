@@ -4,9 +4,9 @@
 /// printing costs the same for one tool and for a hundred, and a tool that does not read costs
 /// nothing: when the log is full, its oldest block goes, whoever has not read it yet.
 ///
-/// Packets lie in blocks, and a block whose bytes have been published never changes until it is
-/// used again. A reader shares the block that it is in the middle of, so it reads without the lock
-/// and always gets to that block's end. The memory in use is the limit and one block a reader.
+/// Packets lie in blocks, whose published bytes never change. A reader shares the block that it is
+/// in the middle of, so it reads without the lock and always gets to that block's end. The memory
+/// in use is the limit, one block a reader, which may be one long packet, and the in-place values.
 ///
 /// Threads: any. A reader belongs to one thread.
 /// Locks: a leaf, held for a copy of one small packet at a time.
@@ -76,9 +76,7 @@ private:
 
     Block& roomFor(u32 bytes);
     void addBlock(SharedBlock block);
-    void dropOldest();
-    void recycle(SharedBlock block);
-    void keepInPlace(net::Packet& packet, u32 placeBytes);
+    void keepInPlace(net::Packet& packet, u32 placeBytes, u64 entry);
     std::shared_ptr<net::WaitSet> dueWakeUp(u32 bytes);
 
     std::atomic<bool> keeping{false};
@@ -89,7 +87,6 @@ private:
     u32 limit = kDefaultMonitorBacklogBytes;
     std::shared_ptr<net::WaitSet> sender; // whoever still wakes it shares it
     std::deque<SharedBlock> blocks;       // numbered without a gap, oldest first
-    SharedBlock spare;                    // so that a full log allocates nothing
     u64 totalBytes = 0;                   // capacity of the blocks
     u64 nextNumber = 0;
     u64 entries = 0; // appended so far

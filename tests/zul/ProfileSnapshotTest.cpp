@@ -1,15 +1,12 @@
 /// The bytes of a snapshot: how they are cut, and what is refused.
 #include "fuzz/ProfileSnapshot.h"
 
+#include "support/SourceTree.h"
 #include "zul/common/ProfileWriter.h"
 
 #include <zul/ProfileSnapshot.h>
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <sstream>
 
 using d::Profile::Snapshot;
 using d::Profile::SnapshotWriter;
@@ -19,24 +16,10 @@ using zu::u8;
 
 namespace {
 
-std::filesystem::path repository()
-{
-    return DM_SOURCE_PATH;
-}
-
 std::vector<u8> readDocumented()
 {
-    std::ifstream file(repository() / "docs/protocol/monitor.md");
-    std::vector<u8> result;
-    std::string line;
-    while (std::getline(file, line) && line != "Profile")
-        ;
-    while (std::getline(file, line) && line != "```") {
-        std::istringstream numbers(line.substr(0, line.find('#')));
-        for (unsigned value; numbers >> std::hex >> value;)
-            result.push_back(static_cast<u8>(value));
-    }
-    return result;
+    const std::string bytes = support::documentedFrames("monitor.md")["Profile"];
+    return {bytes.begin(), bytes.end()};
 }
 
 bool isReadable(const std::vector<u8>& bytes)
@@ -163,12 +146,8 @@ TEST(ProfileSnapshot, WhatIsNotWholeIsRefused)
 
 TEST(ProfileSnapshot, SurvivesTheFuzzersCorpusCutAnywhere)
 {
-    size_t files = 0;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(repository() / "fuzz/corpus/profile_snapshot"))
-    {
-        std::ifstream file(entry.path(), std::ios::binary);
-        std::vector<std::uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
+    for (const std::string& input : support::corpus("profile_snapshot")) {
+        std::vector<std::uint8_t> bytes(input.begin(), input.end());
         for (size_t size = 0; size <= bytes.size(); ++size)
             fuzz::checkProfileSnapshot(bytes.data(), size);
         for (std::uint8_t& byte : bytes) {
@@ -176,9 +155,7 @@ TEST(ProfileSnapshot, SurvivesTheFuzzersCorpusCutAnywhere)
             fuzz::checkProfileSnapshot(bytes.data(), bytes.size());
             byte = static_cast<std::uint8_t>(~byte);
         }
-        ++files;
     }
-    EXPECT_GT(files, 0u);
 }
 
 } // namespace

@@ -208,6 +208,7 @@ TEST_F(Profile, RecordsNoMoreThreadsThanItHasRingsFor)
     EXPECT_LE(shown, d::Profile::kMaxRings);
     end.count_down();
     threads.clear();
+    EXPECT_EQ(takeSnapshot().threads.size(), d::Profile::kKeptEndedThreads);
     std::thread(recurse, 1).join(); // takes over one of theirs
     const Snapshot snapshot = takeSnapshot();
     EXPECT_TRUE(std::any_of(snapshot.threads.begin(), snapshot.threads.end(),

@@ -205,6 +205,18 @@ TEST_F(SocketTest, ForeignGreetingsAreTurnedAwayAtOnce)
     net::tcp::close(raw);
 }
 
+TEST_F(SocketTest, ALongerPayloadThanAllowedIsRefusedWhenItIsAnnounced)
+{
+    net::tcp::Handle raw = connectRaw();
+    server->setMaxReceivedPayload(5);
+    sendRaw(raw, std::string("\xD5\x7A\1\0\5\0\0\0\0\0\0\0\0", 13)); // an empty text
+    EXPECT_EQ(receiveText(*server), "");
+    sendRaw(raw, std::string("\xD5\x7A\1\0\6\0\0\0", 8));
+    EXPECT_EQ(receiveText(*server), "closed");
+    EXPECT_TRUE(server->gotMalformed());
+    net::tcp::close(raw);
+}
+
 TEST_F(SocketTest, RefusesWhatIsTooLargeToSend)
 {
     EXPECT_FALSE(sendText(client, "too early"));

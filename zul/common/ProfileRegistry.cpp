@@ -95,6 +95,8 @@ std::vector<RingShare> RingRegistry::listShares()
     std::lock_guard guard(lock);
     for (u32 i = 0; i < usedSeats; ++i) {
         RingShare share = seats[i].share;
+        if (share.ended && seats[i].endNumber + kKeptEndedThreads <= endedThreads)
+            continue;
         if (!share.ended) {
             share.threadName = zu::getThreadName(share.threadId);
             share.to = share.ring->countWritten();

@@ -40,7 +40,8 @@ public:
     ///   place   the thread's, receives the ring and in the end null.
     ZoneRing* claim(ZoneRing*& place) noexcept;
 
-    /// The shares of all threads, as they are now.
+    /// The shares of all threads, as they are now, and of those that ended last. After a crowd of
+    /// threads more rings than those are there, and would make every snapshot a long one.
     std::vector<RingShare> listShares();
 
 private:

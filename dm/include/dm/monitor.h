@@ -13,10 +13,11 @@
 ///
 /// A tool never costs the game: what is printed goes to one log in memory, and a thread of the
 /// monitor sends from there, to each tool as fast as that tool reads. With no tool connected
-/// nothing is formatted. A tool that stops reading stays connected and costs no memory: what the
-/// log no longer holds when it reads again it has lost. It is told first how many lines those were,
-/// gets the newest of the in-place values among what it has lost, and then goes on with the oldest
-/// that is there. So lines printed = lines received + lines reported as lost.
+/// nothing is formatted. A tool that stops reading stays connected, and keeps no memory but what is
+/// on its way to it: what the log no longer holds when it reads again it has lost. It is told first
+/// how many lines those were, gets the newest of the in-place values among what it has lost, and
+/// then goes on with the oldest that is there. So lines printed = lines received + lines reported
+/// as lost.
 ///
 /// When not: to talk with another program there are pipes, <dm/comm.h>; a tool may be gone at any
 /// time and nobody notices.
@@ -69,6 +70,9 @@ inline constexpr u32 kMinMonitorBacklogBytes = 2 * (net::kMaxPayloadBytes + 64 *
 inline constexpr u32 kMaxKeptInPlaceValues = 4096;
 inline constexpr u32 kMaxKeptInPlaceNameLength = 255;
 
+/// An update within so many others, each called by a parseData, does nothing.
+inline constexpr u32 kMaxNestedMonitorUpdates = 64;
+
 /// Receives what tools send as data. Derive from it and pass it to setDataParserCallback.
 class DM_API DataParserCallback
 {
@@ -80,10 +84,10 @@ public:
     ///
     ///   data   zero-terminated, never null; valid until the return.
     ///
-    /// May call anything of the monitor, deinit, init and update too: what was sent before has been
-    /// handed over then, and what else the tools have sent is left to the next update. Must not
-    /// wait for a thread that calls init, update, deinit or setDataParserCallback: they wait for
-    /// it.
+    /// May call anything of the monitor, deinit, init and update too. An update hands over what was
+    /// sent behind this data, so one that always updates is called within itself as often as a tool
+    /// likes, up to kMaxNestedMonitorUpdates. Must not wait for a thread that calls anything of the
+    /// monitor but what sends and checkAndClearRequest: all else waits for it.
     virtual void parseData(const char* data) = 0;
 };
 

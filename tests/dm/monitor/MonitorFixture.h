@@ -92,8 +92,10 @@ private:
     static std::string describe(const dm::MonitorMessage& message, net::Packet& packet)
     {
         using Kind = dm::MonitorMessage::Kind;
-        if (message.kind == Kind::Text)
+        if (message.kind == Kind::Text) {
+            require(packet.getSize() == 4 + 4 + std::string(message.text).size() + 1);
             return std::to_string(message.channel) + ":" + message.text;
+        }
         if (message.kind == Kind::InPlace)
             return std::to_string(message.group) + ":" + message.name + "=" + message.text;
         return "#" + std::to_string(packet.getID()) + " " + std::to_string(packet.getSize());
@@ -128,23 +130,15 @@ protected:
         return tool;
     }
 
-    bool updateUntil(const std::function<bool()>& condition)
-    {
-        return waitUntil([&] {
-            dm::update();
-            return condition();
-        });
-    }
-
-    /// The same for a while only.
-    bool updateFor(std::chrono::milliseconds time, const std::function<bool()>& condition)
+    bool updateUntil(const std::function<bool()>& condition,
+                     std::chrono::milliseconds limit = kLongLimit)
     {
         return waitUntil(
             [&] {
                 dm::update();
                 return condition();
             },
-            time);
+            limit);
     }
 
     /// Updates until the data has been parsed.

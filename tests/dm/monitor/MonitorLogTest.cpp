@@ -3,6 +3,7 @@
 #include "dm/monitor/MonitorPackets.h"
 #include "support/Sanitized.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -37,12 +38,12 @@ protected:
         log.append(packet);
     }
 
-    /// More than the log holds.
-    int flood()
+    /// More than the log holds. Returns the lines.
+    size_t flood()
     {
-        constexpr int kLines = kLimit / 200;
-        for (int line = 0; line < kLines; ++line)
-            print(9, std::string(200, 'f'));
+        constexpr size_t kLines = kLimit / 200;
+        for (size_t line = 0; line < kLines; ++line)
+            print(9, kFloodText);
         return kLines;
     }
 
@@ -64,68 +65,37 @@ protected:
         return found;
     }
 
+    const std::string kFloodText = std::string(200, 'f');
     dm::MonitorLog log;
     net::Packet packet{0};
 };
 
 } // namespace
 
-TEST_F(MonitorLogTest, ReadersGetWhatIsAppendedAfterTheyWereOpened)
-{
-    dm::LogReader first = log.openReader();
-    print(0, "one");
-    dm::LogReader second = log.openReader();
-    set(0, "name", "two");
-    broadcast(77, 500000);
-    const std::vector<std::string> rest{"name=two", "500005"};
-    EXPECT_EQ(readAll(second), rest);
-    EXPECT_EQ(readAll(first), (std::vector<std::string>{"one", "name=two", "500005"}));
-    print(0, "three");
-    EXPECT_EQ(readAll(first), std::vector<std::string>{"three"});
-}
-
 TEST_F(MonitorLogTest, LosersLearnHowMuchThenTheNewestValuesThenWhatIsLeft)
 {
+    set(1, "before", "not for this reader");
     dm::LogReader reader = log.openReader();
-    set(1, "before", "seen");
-    ASSERT_EQ(readAll(reader).size(), 1u);
-    set(1, "lost", "old");
-    set(1, "again", "old");
-    set(1, "lost", "newest");
-    broadcast(3, 100000);
-    const size_t printed = static_cast<size_t>(flood());
-    set(1, "again", "late");
+    set(1, "seen", "early");
+    EXPECT_EQ(readAll(reader), std::vector<std::string>{"seen=early"});
+    size_t printed = flood(); // so that the block that the reader is in the middle of is full
+    for (const char* value : {"old", "newest"})
+        for (const char* name : {"lost", "again"})
+            set(1, name, value);
     set(1, std::string(256, 'n'), "not kept");
+    broadcast(3, 100000);
+    printed += flood();
+    set(1, "again", "late");
 
     const std::vector<std::string> found = readAll(reader);
-    ASSERT_GT(found.size(), 4u);
-    // The rest of the block that it was in the middle of comes first.
-    const size_t notice =
-        static_cast<size_t>(std::find_if(found.begin(), found.end(),
-                                         [](auto& text) { return text.starts_with("lost "); }) -
-                            found.begin());
-    ASSERT_LT(notice, found.size());
-    const size_t lost = std::stoul(found[notice].substr(5));
-    const size_t lines =
-        static_cast<size_t>(std::count(found.begin(), found.end(), std::string(200, 'f')));
-    EXPECT_EQ(lines + lost, printed);
-    EXPECT_EQ(std::count(found.begin(), found.end(), "100005"), 0) << "skipped whole";
-    EXPECT_EQ(std::count(found.begin(), found.end(), "before=seen"), 0);
-    EXPECT_EQ(std::count(found.begin(), found.end(), "again=late"), 1);
-}
-
-TEST_F(MonitorLogTest, ValuesLostWithTheirBlocksAreDeliveredOnceAndTheNewest)
-{
-    dm::LogReader reader = log.openReader();
-    flood(); // so that the reader's own block is full
-    for (int value = 0; value < 10; ++value)
-        set(2, "speed", std::to_string(value));
-    flood();
-    const std::vector<std::string> found = readAll(reader);
-    EXPECT_EQ(std::count(found.begin(), found.end(), "speed=9"), 1);
-    EXPECT_EQ(std::count_if(found.begin(), found.end(),
-                            [](auto& text) { return text.starts_with("speed="); }),
-              1);
+    const auto lines = static_cast<size_t>(std::ranges::count(found, kFloodText));
+    size_t index = 0;
+    while (found.at(index) == kFloodText)
+        ++index;
+    EXPECT_EQ(found[index++], "lost " + std::to_string(printed - lines));
+    EXPECT_EQ(found.at(index++), "lost=newest");
+    EXPECT_EQ(found.size(), lines + 3) << "the packet and the long name are gone";
+    EXPECT_EQ(found.back(), "again=late");
 }
 
 TEST_F(MonitorLogTest, ReadersOfAllSpeedsAccountForEveryLine)

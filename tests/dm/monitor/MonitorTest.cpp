@@ -20,7 +20,9 @@ TEST_F(MonitorTest, PrintsCutAndFormattedTextToItsChannel)
     const auto tool = attach();
     dm::print(0, "x");
     dm::print("y %d", 7);
-    dm::print(-3, "%s", std::string(300, 'z').c_str());
+    dm::print(-3, "%s", std::string(256, 'z').c_str());
+    dm::print(-3, "%s", std::string(255, 'y').c_str());
+    dm::print("ended%c early", 0);
     const wchar_t invalid[] = {static_cast<wchar_t>(0x7fffffff), 0};
     dm::print(4, "%ls", invalid);
     dm::printInPlace("a", "b");
@@ -35,6 +37,8 @@ TEST_F(MonitorTest, PrintsCutAndFormattedTextToItsChannel)
     EXPECT_EQ(tool->next(), "0:x");
     EXPECT_EQ(tool->next(), "0:y 7");
     EXPECT_EQ(tool->next(), "-3:" + std::string(255, 'z'));
+    EXPECT_EQ(tool->next(), "-3:" + std::string(255, 'y'));
+    EXPECT_EQ(tool->next(), "0:ended");
     EXPECT_EQ(tool->next(), "4:") << "an invalid format";
     EXPECT_EQ(tool->next(), "0:a=b");
     EXPECT_EQ(tool->next(), "3:name=5");
@@ -116,27 +120,27 @@ TEST_F(MonitorTest, DataWithoutAParserIsDropped)
     EXPECT_EQ(std::count(parsed.begin(), parsed.end(), "dropped"), 0);
 }
 
-TEST_F(MonitorTest, ParsersMayPrintAndUpdate)
+TEST_F(MonitorTest, ParsersMayPrintAndUpdateWithinThemselvesToALimit)
 {
     const auto tool = attach();
     const auto other = attach();
+    dm::u32 depth = 0;
+    dm::u32 deepest = 0;
     onData = [&](const std::string& data) {
-        dm::print("got %s", data.c_str());
+        deepest = std::max(deepest, ++depth);
+        dm::print("%s", data.c_str());
         dm::update();
-        dm::print("done %s", data.c_str());
+        --depth;
     };
-    for (const char* data : {"a", "b", "c"})
-        tool->sendData(data);
-    other->sendData("d");
-    ASSERT_TRUE(updateUntil([&] { return parsed.size() == 6; }));
-    EXPECT_TRUE(std::is_sorted(parsed.begin() + 2, parsed.end() - 1)) << "nothing overtakes";
-    std::vector<std::string> printed;
-    for (int line = 0; line < 8; ++line)
-        printed.push_back(other->next());
-    for (const char* data : {"a", "b", "c", "d"}) {
-        EXPECT_EQ(std::ranges::count(printed, std::string("0:got ") + data), 1);
-        EXPECT_EQ(std::ranges::count(printed, std::string("0:done ") + data), 1);
-    }
+    std::vector<std::string> sent = parsed;
+    for (int index = 0; index < 2000; ++index)
+        tool->sendData(sent.emplace_back(std::to_string(index)));
+    ASSERT_TRUE(updateUntil([&] { return parsed.size() >= sent.size(); }));
+    EXPECT_EQ(parsed, sent);
+    EXPECT_GT(deepest, 1u);
+    EXPECT_LE(deepest, dm::kMaxNestedMonitorUpdates);
+    for (int index = 0; index < 2000; ++index)
+        ASSERT_EQ(other->next(), "0:" + std::to_string(index));
 }
 
 TEST_F(MonitorTest, ParsersMayTakeAnyLock)
