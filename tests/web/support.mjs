@@ -46,7 +46,7 @@ export function startBrowser() {
     '--disable-component-update', '--disable-sync', '--disable-gpu'];
   const root = process.getuid() === 0 ? ['--no-sandbox'] : [];
   return chromium.launch({
-    executablePath: process.env.DM_CHROMIUM ?? '/usr/bin/chromium',
+    executablePath: process.env.DM_CHROMIUM,
     // A name from elsewhere that points here, as an attacker's would.
     args: [...quiet, ...root, '--host-resolver-rules=MAP attacker.example 127.0.0.1'],
   });
