@@ -72,7 +72,8 @@ class App {
   open() {
     this.parts ??= fetchParts();
     this.parts.catch(() => {}); // said when it is needed
-    this.setState('opening', 'opening');
+    // One that was refused goes on saying why until it is let in.
+    if (byId('state').dataset.state !== 'ended') this.setState('opening', 'opening');
     // A stream that breaks is opened again from where it was by the browser, one that was refused
     // meanwhile by us.
     const stream = new EventSource(`events?from=${this.nextEvent}`);
@@ -84,7 +85,7 @@ class App {
     stream.onerror = () => {
       if (stream.readyState === EventSource.CLOSED) this.askWhy();
       else this.setState('ended', 'dm watch is not there', 'dm watch has ended, or cannot be reached. '
-        + 'What has come is still here; the page goes on by itself if dm comes back.');
+        + 'What has come is still here and can be saved. One that is started again prints another URL.');
     };
   }
 
@@ -116,7 +117,7 @@ class App {
     setText(byId('state'), text);
     for (const control of document.querySelectorAll('#commands button, #commands input'))
       control.disabled = state !== 'connected';
-    this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet.'
+    this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet: print() shows its lines here.'
       : state === 'waiting' ? `Waiting for the game at ${this.source}: start it, and the page goes on by itself.`
       : state === 'recording' || state === 'saved' ? 'Nothing was printed.' : '';
     this.log.draw();
@@ -178,7 +179,7 @@ class App {
   connectionChanged(state, text, seconds, note, wallClock) {
     this.connection = [state, text];
     if (!this.isRecording) this.setState(state, text);
-    this.note(seconds, `${note} at ${new Date(wallClock).toLocaleTimeString('en-GB')}`);
+    this.note(seconds, `${note} (${new Date(wallClock).toLocaleTimeString('en-GB')})`);
   }
 
   setPaused(isPaused) {
