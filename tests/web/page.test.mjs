@@ -52,6 +52,7 @@ describe('page', { timeout: 20 * LONG }, () => {
 
     await page.fill('#filter', '(');
     assert.equal(await page.getAttribute('#filter', 'aria-invalid'), 'true');
+    await waitForText(page, '#patternError', /Only lines with: .*Unterminated group/);
     assert.ok(await count() < 100, 'what is shown stays as it was');
 
     await page.fill('#filter', '');
@@ -67,6 +68,21 @@ describe('page', { timeout: 20 * LONG }, () => {
     await waitForText(page, '#count', /^[\d,]+ lines$/);
   });
 
+  it('gives up an expression that takes for ever, and stays at hand meanwhile', async () => {
+    await send(page, `say ${'a'.repeat(60)}b`);
+    await waitForLine(page, /aab$/);
+    for (const id of ['filter', 'exclude', 'search']) {
+      await page.fill(`#${id}`, '(a+)+$');
+      await send(page, `say beside ${id}`);
+      await waitForText(page, '#patternError', 'this takes too long');
+      await waitForLine(page, `beside ${id}`);
+      await page.fill(`#${id}`, '');
+      await page.locator('#patternError').waitFor({ state: 'hidden' });
+    }
+    await page.fill('#filter', 'aab$');
+    await waitForText(page, '#count', /^\d+ of/);
+  });
+
   it('searches among all lines', async () => {
     await send(page, 'say needle');
     await send(page, 'lines 200');
@@ -74,7 +90,7 @@ describe('page', { timeout: 20 * LONG }, () => {
     await waitForText(page, '.line.current .text', /^needle$/);
     await waitForText(page, '#found', /^1 of 1$/);
     assert.ok((await linesOf(page)).length > 10, 'the lines around it stay');
-    assert.equal(await page.textContent('.line.current mark'), 'needle');
+    await waitForText(page, '.line.current mark', /^needle$/);
     await page.fill('#search', 'line 1\\d');
     await page.press('#search', 'Enter');
     await page.press('#search', 'Shift+Enter');
@@ -141,6 +157,14 @@ describe('page', { timeout: 20 * LONG }, () => {
     assert.equal(await count(), held);
     await page.click('#pause');
     await page.waitForFunction((before) => app.lines.end >= before + 500, held);
+
+    // Of what waits too long the lines go, and how things stand stays.
+    assert.deepEqual(await page.evaluate(() => {
+      const events = new HeldEvents(2, 1000);
+      events.add([['text', 1, 0, 'a'], ['value', 1, 0, 'group', 'fps', '60'], ['disconnected', 2, 0, '']], 10);
+      events.add([['text', 3, 0, 'b'], ['text', 4, 0, 'c']], 10);
+      return events.take().map((event) => event.at(-1));
+    }), [3, '60', '', 'b', 'c']);
   });
 
   it('saves one file that opens by itself', async () => {

@@ -9,9 +9,15 @@ const build = path.resolve(process.env.DM_BUILD ?? 'build');
 // Long enough for a busy machine; only a failing test waits it out.
 export const LONG = 30000;
 
+// A script that fails on its way leaves none behind.
+const children = new Set();
+process.once('exit', () => children.forEach((child) => child.kill('SIGKILL')));
+
 // Resolves when the program has printed a line that matches, with what the pattern found in it.
 function start(program, words, stream, pattern) {
   const child = spawn(path.join(build, 'bin', program), words, { stdio: ['ignore', 'pipe', 'pipe'] });
+  children.add(child);
+  child.once('exit', () => children.delete(child));
   child[stream === 'stdout' ? 'stderr' : 'stdout'].resume();
   return new Promise((resolve, reject) => {
     child.once('error', reject);
@@ -46,7 +52,7 @@ export function startBrowser() {
     '--disable-component-update', '--disable-sync', '--disable-gpu'];
   const root = process.getuid() === 0 ? ['--no-sandbox'] : [];
   return chromium.launch({
-    executablePath: process.env.DM_CHROMIUM ?? '/usr/bin/chromium',
+    executablePath: process.env.DM_CHROMIUM,
     // A name from elsewhere that points here, as an attacker's would.
     args: [...quiet, ...root, '--host-resolver-rules=MAP attacker.example 127.0.0.1'],
   });

@@ -403,7 +403,7 @@ void addShownOptions(CLI::App& command, WatchOptions& options, WatchWords& words
     group
         ->add_option("--web", words.web,
                      "Shows all in a page for a browser on this machine,\n"
-                     "and no text here; any free port unless given")
+                     "and no text here; on any free port unless given")
         ->type_name("[PORT]")
         ->expected(0, 1);
 }

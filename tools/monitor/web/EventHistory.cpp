@@ -6,8 +6,9 @@ namespace monitor {
 
 // What an event takes besides its text: the string, its place in the queue.
 static constexpr std::size_t kEventOverheadBytes = 80;
-// Values with longer names are not kept: names are the game's to choose.
-static constexpr std::size_t kMaxKeptNameBytes = 255;
+// Longer values are not kept: what they are called and say is the game's to choose. As JSON, where
+// a byte may take six.
+static constexpr std::size_t kMaxKeptValueBytes = 4096;
 
 EventHistory::EventHistory(std::size_t bytes)
     : maxBytes(bytes)
@@ -52,13 +53,7 @@ void EventHistory::keepState(const MonitorEvent& event, const std::string& json)
         connection = {number, json};
         break;
     case Kind::Value:
-        if (event.name.size() <= kMaxKeptNameBytes) {
-            const auto found = values.find({event.group, event.name});
-            if (found != values.end())
-                found->second = {number, json};
-            else if (values.size() < kMaxKeptValues)
-                values.emplace(Place{event.group, event.name}, Kept{number, json});
-        }
+        keepValue({event.group, event.name}, json);
         break;
     case Kind::Profile:
         profiles.emplace(number, event.profile);
@@ -69,6 +64,14 @@ void EventHistory::keepState(const MonitorEvent& event, const std::string& json)
     case Kind::LostLines:
         break;
     }
+}
+
+void EventHistory::keepValue(const Place& place, const std::string& json)
+{
+    if (json.size() > kMaxKeptValueBytes)
+        values.erase(place); // what it was is no longer true
+    else if (values.size() < kMaxKeptValues || values.contains(place))
+        values[place] = {nextNumber, json};
 }
 
 EventHistory::Batch EventHistory::waitFor(u64 from, Clock::time_point notBefore,

@@ -82,6 +82,7 @@ private:
 
     void add(const MonitorEvent& event);
     void keepState(const MonitorEvent& event, const std::string& json);
+    void keepValue(const Place& place, const std::string& json);
     void append(const Kept& kept, std::string& json) const;
     void appendLostState(u64 from, u64 oldest, std::string& json) const;
 

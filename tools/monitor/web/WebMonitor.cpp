@@ -1,6 +1,7 @@
 #include "tools/monitor/web/WebMonitor.h"
 
 #include "tools/monitor/TraceExport.h"
+#include "tools/monitor/web/BoundedServer.h"
 #include "tools/monitor/web/PageFiles.h"
 
 #include <dm/monitor.h>
@@ -10,7 +11,6 @@
 #include <charconv>
 #include <cstdio>
 #include <future>
-#include <httplib.h>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <stdexcept>
@@ -27,10 +27,8 @@ constexpr const char* kAddress = "127.0.0.1";
 // profiles and send commands; a browser opens up to six connections at once.
 constexpr std::size_t kThreads = WebMonitor::kMaxPages + 8;
 
-// A browser connects ahead of need and then says nothing, which holds a thread as well.
-constexpr auto kRequestTimeout = 2s;
-// A page that takes nothing for so long comes again when it can, and goes on where it was.
-constexpr auto kWriteTimeout = 3s;
+// The lines of a request and of its headers, besides the data.
+constexpr std::size_t kMaxHeadBytes = 32 * 1024;
 
 constexpr auto kBatchInterval = 40ms;
 // How soon the thread of a page that was closed is free again.
@@ -40,7 +38,7 @@ constexpr auto kAliveInterval = 1s;
 
 constexpr const char* kContentPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
-    "img-src data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+    "worker-src blob:; img-src data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
 std::string randomToken()
 {
@@ -137,7 +135,7 @@ private:
     EventHistory history;
     int port = 0;
     std::atomic<int> pages{0};
-    httplib::Server http;
+    BoundedServer http{kThreads, kMaxHeadBytes + kMaxDataBytes};
     std::future<void> hasEnded;
 };
 
@@ -147,11 +145,6 @@ void WebMonitor::Server::configure()
     http.set_socket_options(
         [](auto socket) { net::allowPortAfterStop(static_cast<std::intptr_t>(socket)); });
     http.set_tcp_nodelay(true);
-    http.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-    http.set_keep_alive_max_count(1); // an idle connection would hold a thread
-    http.set_keep_alive_timeout(kRequestTimeout.count());
-    http.set_read_timeout(kRequestTimeout);
-    http.set_write_timeout(kWriteTimeout);
     http.set_payload_max_length(kMaxDataBytes);
     http.set_default_headers({{"Content-Security-Policy", kContentPolicy},
                               {"X-Content-Type-Options", "nosniff"},
@@ -159,6 +152,10 @@ void WebMonitor::Server::configure()
                               {"Cross-Origin-Resource-Policy", "same-origin"},
                               {"Cross-Origin-Opener-Policy", "same-origin"},
                               {"Cache-Control", "no-store"}});
+    http.set_error_handler([](const auto&, auto& response) {
+        if (response.body.empty())
+            refuse(response, response.status, "not here: use the whole URL that dm has printed");
+    });
     http.set_exception_handler([](const auto&, auto& response, std::exception_ptr) {
         refuse(response, 500, "this went wrong in dm; try again");
     });
@@ -172,8 +169,8 @@ void WebMonitor::Server::listen()
         port = options.port;
     if (port <= 0)
         throw std::runtime_error("cannot serve the page on port " + std::to_string(options.port) +
-                                 ": another program has it; give another port, or none to get any "
-                                 "that is free");
+                                 ": another program has it, or the system keeps it; give another "
+                                 "port, or none to get any that is free");
     hasEnded = std::async(std::launch::async, [this] { http.listen_after_bind(); });
 }
 
@@ -316,6 +313,8 @@ void WebMonitor::Server::addCommands()
         });
     if (options.sendData)
         http.Post(path("data"), [this, answer](const auto& request, auto& response) {
+            if (request.body.size() > kMaxDataBytes) // in chunks, which the library does not count
+                return refuse(response, 413, "too much data");
             if (request.body.find('\0') != std::string::npos)
                 return refuse(response, 400, "data ends at its first zero byte");
             answer(response, options.sendData(request.body));

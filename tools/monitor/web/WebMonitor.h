@@ -11,7 +11,8 @@
 /// Threads: the constructor and the destructor on one; take and url on any. Threads of its own
 /// serve the pages; they run the commands. Errors: the constructor throws std::runtime_error that
 /// says what to do when the port cannot be had. Limits: kMaxPages pages at a time; what pages may
-/// miss, see EventHistory.h. A page that does not read costs its thread and nothing else.
+/// miss, see EventHistory.h. A page that does not read costs its thread and nothing else, and so
+/// for a while does whoever connects without a URL, see BoundedServer.h.
 #pragma once
 
 #include "tools/monitor/web/EventHistory.h"
@@ -43,7 +44,7 @@ public:
 
     explicit WebMonitor(WebOptions options);
 
-    /// Hangs up on all pages. What a page has begun to ask may take up to some seconds.
+    /// Hangs up on all pages.
     ~WebMonitor() override;
 
     /// Where the page is: http://127.0.0.1:PORT/TOKEN/

@@ -22,8 +22,10 @@ function prepareCanvas(canvas, width, height) {
   return context;
 }
 
-// While the page is paused, so many events wait; older ones are let go.
+// While the page is paused, so many events wait, of so many characters. Of older ones the text is
+// let go, and what was said anew since.
 const MAX_HELD_EVENTS = 50000;
+const MAX_HELD_CHARACTERS = 20e6;
 const RETRY_MILLISECONDS = 2000;
 // A game may send profiles faster than anybody can look at them.
 const PROFILE_MILLISECONDS = 250;
@@ -34,8 +36,7 @@ class App {
     this.log = new LogView(this.lines);
     this.statistics = new StatisticsView();
     this.flame = new FlameView();
-    this.held = null; // events, while paused
-    this.heldLost = 0;
+    this.held = null; // while paused
     this.nextEvent = '0';
     this.newestProfile = null;
     this.shownProfile = null;
@@ -71,19 +72,20 @@ class App {
   open() {
     this.parts ??= fetchParts();
     this.parts.catch(() => {}); // said when it is needed
-    this.setState('opening', 'opening');
+    // One that was refused goes on saying why until it is let in.
+    if (byId('state').dataset.state !== 'ended') this.setState('opening', 'opening');
     // A stream that breaks is opened again from where it was by the browser, one that was refused
     // meanwhile by us.
     const stream = new EventSource(`events?from=${this.nextEvent}`);
     stream.addEventListener('hello', (event) => this.greet(JSON.parse(event.data)));
     stream.onmessage = (event) => {
       this.nextEvent = event.lastEventId;
-      this.receive(JSON.parse(event.data));
+      this.receive(JSON.parse(event.data), event.data.length);
     };
     stream.onerror = () => {
       if (stream.readyState === EventSource.CLOSED) this.askWhy();
       else this.setState('ended', 'dm watch is not there', 'dm watch has ended, or cannot be reached. '
-        + 'What has come is still here; the page goes on by itself if dm comes back.');
+        + 'What has come is still here and can be saved. One that is started again prints another URL.');
     };
   }
 
@@ -115,7 +117,7 @@ class App {
     setText(byId('state'), text);
     for (const control of document.querySelectorAll('#commands button, #commands input'))
       control.disabled = state !== 'connected';
-    this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet.'
+    this.log.emptyText = state === 'connected' ? 'The game has not printed anything yet: print() shows its lines here.'
       : state === 'waiting' ? `Waiting for the game at ${this.source}: start it, and the page goes on by itself.`
       : state === 'recording' || state === 'saved' ? 'Nothing was printed.' : '';
     this.log.draw();
@@ -138,15 +140,13 @@ class App {
     }
   }
 
-  receive(events) {
+  receive(events, characters) {
     if (!this.held) {
       for (const event of events) this.apply(event);
       return;
     }
-    for (const event of events) this.held.push(event);
-    if (this.held.length > MAX_HELD_EVENTS)
-      this.heldLost += this.held.splice(0, this.held.length - MAX_HELD_EVENTS).length;
-    setText(byId('pause'), `Go on (${this.held.length.toLocaleString('en')} waiting)`);
+    this.held.add(events, characters);
+    setText(byId('pause'), `Go on (${this.held.count.toLocaleString('en')} waiting)`);
   }
 
   apply([kind, seconds, ...rest]) {
@@ -179,17 +179,15 @@ class App {
   connectionChanged(state, text, seconds, note, wallClock) {
     this.connection = [state, text];
     if (!this.isRecording) this.setState(state, text);
-    this.note(seconds, `${note} at ${new Date(wallClock).toLocaleTimeString('en-GB')}`);
+    this.note(seconds, `${note} (${new Date(wallClock).toLocaleTimeString('en-GB')})`);
   }
 
   setPaused(isPaused) {
     const held = this.held;
-    this.held = isPaused ? [] : null;
+    this.held = isPaused ? new HeldEvents(MAX_HELD_EVENTS, MAX_HELD_CHARACTERS) : null;
     byId('pause').setAttribute('aria-pressed', String(isPaused));
     setText(byId('pause'), isPaused ? 'Go on' : 'Pause');
-    if (this.heldLost) this.apply(['skipped', this.heldLost]);
-    this.heldLost = 0;
-    if (held) this.receive(held);
+    for (const event of held?.take() ?? []) this.apply(event);
   }
 
   // Profiles.

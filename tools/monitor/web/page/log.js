@@ -5,11 +5,15 @@ const ROW_HEIGHT = 20; // as in style.css
 const MAX_CHANNEL_BUTTONS = 48;
 // So long a frame may spend on filtering; the rest of it is for drawing and for input.
 const FILTER_MILLISECONDS = 8;
+// After a change, what was shown stays for so long unless what is to be shown is known.
+const CHANGE_MILLISECONDS = 150;
 
 class LogView {
   constructor(lines) {
     this.lines = lines;
-    this.selection = new Selection(lines);
+    this.matcher = new Matcher();
+    this.selection = new Selection(lines, this.matcher);
+    this.selection.onTooSlow = (name) => this.refuse(name, 'this takes too long on some line');
     this.box = byId('lines');
     this.space = byId('space');
     this.rows = [];
@@ -17,21 +21,17 @@ class LogView {
     this.current = null; // the number of the line that the search has gone to
     this.channels = new Map();
     this.frame = 0;
+    this.removed = 0; // of the shown lines, since they were drawn
     this.emptyText = '';
+    this.errors = new Map(); // what is wrong with a pattern, by its input's id
+    this.found = new WeakMap(); // where the search is found in a line
     this.connectInputs();
     new ResizeObserver(() => this.draw()).observe(this.box);
   }
 
   connectInputs() {
-    this.connectPattern('filter', (pattern) => { this.selection.pattern = pattern; this.refilter(); });
-    this.connectPattern('exclude', (pattern) => { this.selection.excluded = pattern; this.refilter(); });
-    this.connectPattern('search', (pattern) => {
-      this.selection.search = pattern;
-      this.selection.restartSearch();
-      this.current = null;
-      this.goesToMatch = pattern !== null;
-      this.draw();
-    });
+    for (const name of ['filter', 'exclude', 'search'])
+      byId(name).addEventListener('input', () => this.takePattern(name));
     byId('search').addEventListener('keydown', (event) => {
       if (event.key === 'Enter') this.goToMatch(event.shiftKey ? -1 : 1);
     });
@@ -41,19 +41,41 @@ class LogView {
     this.box.addEventListener('scroll', () => this.scrolled());
   }
 
-  connectPattern(id, use) {
-    const input = byId(id);
-    input.addEventListener('input', () => {
-      try {
-        const pattern = toPattern(input.value);
-        input.removeAttribute('aria-invalid');
-        input.title = '';
-        use(pattern);
-      } catch (error) {
-        input.setAttribute('aria-invalid', 'true');
-        input.title = error.message; // what is shown stays as it was
-      }
-    });
+  takePattern(name) {
+    try {
+      this.usePattern(name, toPattern(byId(name).value));
+      this.tellError(name, '');
+    } catch (error) {
+      this.tellError(name, error.message); // what is shown stays as it was
+    }
+  }
+
+  refuse(name, why) {
+    this.usePattern(name, null);
+    this.tellError(name, why);
+  }
+
+  usePattern(name, pattern) {
+    this.selection.patterns[name] = pattern;
+    if (name !== 'search') {
+      this.refilter();
+      return;
+    }
+    this.selection.restartSearch();
+    this.changedAt = performance.now();
+    this.found = new WeakMap();
+    this.current = null;
+    this.goesToMatch = pattern !== null;
+    this.draw();
+  }
+
+  tellError(name, error) {
+    this.errors.set(name, error && `${byId(name).dataset.name}: ${error}`);
+    if (error) byId(name).setAttribute('aria-invalid', 'true');
+    else byId(name).removeAttribute('aria-invalid');
+    const all = [...this.errors.values()].filter((text) => text);
+    byId('patternError').hidden = all.length === 0;
+    setText(byId('patternError'), all.join(' · '));
   }
 
   add(line) {
@@ -101,6 +123,7 @@ class LogView {
     const top = Math.floor(this.box.scrollTop / ROW_HEIGHT);
     this.anchor = this.isFollowing ? null : this.selection.shown[top] ?? null;
     this.selection.restart();
+    this.changedAt = performance.now();
     this.draw();
   }
 
@@ -144,18 +167,21 @@ class LogView {
 
   drawNow() {
     this.frame = 0;
-    const removed = this.selection.trim();
+    this.removed += this.selection.trim();
     const isDone = this.selection.advance(performance.now() + FILTER_MILLISECONDS);
+    if (!isDone) this.draw();
+    const { isCaughtUp } = this.selection;
+    if (!isCaughtUp && performance.now() < this.changedAt + CHANGE_MILLISECONDS) return;
     this.setHeight();
     if (this.isFollowing) {
       this.scrollTo(this.box.scrollHeight);
-    } else if (removed > 0) {
-      this.scrollTo(Math.max(0, this.box.scrollTop - removed * ROW_HEIGHT));
+    } else if (this.removed > 0) {
+      this.scrollTo(Math.max(0, this.box.scrollTop - this.removed * ROW_HEIGHT));
     }
-    if (isDone) this.finishChange();
+    this.removed = 0;
+    if (isCaughtUp) this.finishChange();
     this.drawRows();
-    this.drawCounts(isDone);
-    if (!isDone) this.draw();
+    this.drawCounts(isCaughtUp);
   }
 
   finishChange() {
@@ -181,15 +207,29 @@ class LogView {
     this.rows.forEach((row, index) => {
       const number = index < count ? shown[first + index] : undefined;
       const line = number === undefined ? undefined : this.lines.at(number);
-      row.show(line, (first + index) * ROW_HEIGHT, this.selection.search, number === this.current);
+      row.show(line, (first + index) * ROW_HEIGHT, line && this.found.get(line), number === this.current);
     });
+    this.findInSight();
   }
 
-  drawCounts(isDone) {
-    const { shown, matches, search } = this.selection;
+  async findInSight() {
+    const { search } = this.selection.patterns;
+    const lines = this.rows.map((row) => row.line).filter((line) => line && !this.found.has(line));
+    if (!search || this.isFinding || lines.length === 0) return;
+    this.isFinding = true;
+    const { found } = this;
+    const ranges = await this.matcher.find(search, lines.map((line) => line.text));
+    this.isFinding = false;
+    // What takes too long here does so for the search itself, which says so.
+    lines.forEach((line, index) => found.set(line, ranges?.[index] ?? []));
+    this.drawRows();
+  }
+
+  drawCounts(isCaughtUp) {
+    const { shown, matches, patterns: { search } } = this.selection;
     const all = this.lines.list.length;
     const some = shown.length === all ? '' : `${shown.length.toLocaleString('en')} of `;
-    setText(byId('count'), `${some}${all.toLocaleString('en')} ${all === 1 ? 'line' : 'lines'}${isDone ? '' : ' …'}`);
+    setText(byId('count'), `${some}${all.toLocaleString('en')} ${all === 1 ? 'line' : 'lines'}${isCaughtUp ? '' : ' …'}`);
     const place = this.current === null ? '' : `${firstAtLeast(matches, this.current) + 1} of `;
     setText(byId('found'), !search ? '' : matches.length ? place + matches.length : 'none');
     byId('previous').disabled = byId('next').disabled = matches.length === 0;
@@ -213,32 +253,32 @@ class LogRow {
     box.append(this.element);
   }
 
-  show(line, top, search, isCurrent) {
+  show(line, top, ranges, isCurrent) {
     this.element.hidden = !line;
     if (!line) {
       this.line = undefined;
       return;
     }
     this.element.style.top = `${top}px`;
-    if (this.line === line && this.search === search && this.isCurrent === isCurrent) return;
-    [this.line, this.search, this.isCurrent] = [line, search, isCurrent];
+    if (this.line === line && this.ranges === ranges && this.isCurrent === isCurrent) return;
+    [this.line, this.ranges, this.isCurrent] = [line, ranges, isCurrent];
     this.element.className = 'line' + (line.channel === undefined ? ' note' : '')
       + (isCurrent ? ' current' : '');
     this.time.textContent = line.time.toFixed(3);
     this.channel.textContent = line.channel ?? '';
-    this.text.replaceChildren(...(search ? this.marked(line.text, search) : [line.text]));
+    this.text.replaceChildren(...(ranges ? this.marked(line.text, ranges) : [line.text]));
   }
 
   // Strings and mark elements: whatever the text is, it stays text.
-  marked(text, search) {
+  marked(text, ranges) {
     const parts = [];
     let end = 0;
-    for (const match of text.matchAll(new RegExp(search.source, search.flags + 'g'))) {
-      if (match[0] === '') continue;
+    for (const [begin, nextEnd] of ranges) {
+      if (begin === nextEnd) continue;
       const mark = document.createElement('mark');
-      mark.textContent = match[0];
-      parts.push(text.slice(end, match.index), mark);
-      end = match.index + match[0].length;
+      mark.textContent = text.slice(begin, nextEnd);
+      parts.push(text.slice(end, begin), mark);
+      end = nextEnd;
     }
     parts.push(text.slice(end));
     return parts;

@@ -1,7 +1,7 @@
 'use strict';
 // The page as one file that opens without dm: the page's own files put into it, and what it shows.
 
-const SCRIPTS = ['model.js', 'log.js', 'statistics.js', 'flame.js', 'save.js', 'app.js'];
+const SCRIPTS = ['model.js', 'matcher.js', 'log.js', 'statistics.js', 'flame.js', 'save.js', 'app.js'];
 
 async function fetchText(name) {
   const response = await fetch(name);
@@ -32,7 +32,7 @@ function toEmbeddedJson(state) {
 async function makeSavedPage(parts, state) {
   const scripts = parts.scripts.map(toEmbeddedScript);
   const policy = `default-src 'none'; script-src ${(await Promise.all(scripts.map(hashOf))).join(' ')}; `
-    + `style-src ${await hashOf(parts.style)}; img-src data:; base-uri 'none'; form-action 'none'`;
+    + `style-src ${await hashOf(parts.style)}; worker-src blob:; img-src data:; base-uri 'none'; form-action 'none'`;
   const data = `<script type="application/json" id="saved">${toEmbeddedJson(state)}</script>\n`;
   // In one pass, so that nothing is looked for in what was put in.
   return parts.html.replace(
