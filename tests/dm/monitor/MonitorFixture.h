@@ -26,7 +26,7 @@ public:
         socket.connect("127.0.0.1", port);
         require(waitUntil([&] {
             socket.update();
-            return socket.isConnected();
+            return !socket.isPending(); // and by now perhaps turned away
         }));
     }
 
