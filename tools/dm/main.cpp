@@ -20,7 +20,7 @@ ExitCode report(ExitCode code, const std::string& message)
 
 ExitCode run(int argc, char** argv)
 {
-    CLI::App app{"Talks to programs over their pipes.", "dm"};
+    CLI::App app{"Works with running games: their pipes, files and monitors.", "dm"};
     app.set_version_flag("--version", "dm " DM_VERSION);
     app.require_subcommand(1);
     app.footer(tool::kExitCodeHelp);
