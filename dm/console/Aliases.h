@@ -10,8 +10,8 @@
 
 namespace dm {
 
-/// How much text expansion may put in the place of one line's aliases.
-inline constexpr size_t kMaxAliasExpansionBytes = 64 * 1024;
+/// How much text aliases may give a line that one of its words uses more than once.
+inline constexpr size_t kMaxRepeatedAliasBytes = 64 * 1024;
 
 /// The entry whose name is the word, letter case aside; end() if there is none.
 AliasMap::const_iterator findAlias(const AliasMap& aliases, std::string_view word);
@@ -20,9 +20,8 @@ AliasMap::const_iterator findAlias(const AliasMap& aliases, std::string_view wor
 /// are looked up, white space and punctuation too; the others stay as they were typed. `out` and
 /// `in` are two lists.
 ///
-/// An alias within its own expansion stays as it is, and so do all when kMaxAliasExpansionBytes
-/// have been put in; neither happens to aliases that passed checkAliasValidity and are not that
-/// long.
+/// An alias within its own expansion stays as it is. So does one that a word of `in` leads to again,
+/// once kMaxRepeatedAliasBytes have come from such; what passed checkAliasValidity has none.
 void resolveAliases(WordList& out, const WordList& in, const AliasMap& aliases);
 
 /// Throws ScrollingTextWindowException_IllegalAliasDefinition if the words of `text`, expanded,

@@ -73,7 +73,7 @@ private:
     void findFirst(bool forward);
     void findNext(bool forward);
     void stepRound(bool forward);
-    bool matches(Map::const_iterator word) const;
+    bool matches(const Map::value_type& word) const;
     void apply(InputLine& line) const;
 
     Map words; // keys in lower case
