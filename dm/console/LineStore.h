@@ -14,7 +14,7 @@
 #include <string_view>
 #include <utility>
 
-namespace dm::console {
+namespace dm {
 
 /// Where a store ends, whatever its limit says.
 inline constexpr zu::u32 kLargestLineStore = 65536;
@@ -90,4 +90,4 @@ private:
     zu::u32 lineCounter = 0;
 };
 
-} // namespace dm::console
+} // namespace dm
