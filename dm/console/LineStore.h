@@ -42,29 +42,30 @@ public:
     /// Makes room for a new line and returns it, empty, to be filled. Valid until the next change.
     Line& add()
     {
-        const zu::u32 capacity = getCapacity();
-        Line* line = nullptr;
-        if (lines.size() >= capacity) {
-            line = &lines[lineCounter % capacity];
-            line->clear();
-        } else {
-            line = &lines.emplace_back();
-        }
+        Line& line = isFull() ? nextSlot() : lines.emplace_back();
+        line.clear();
         ++lineCounter;
-        return *line;
+        return line;
     }
-    void add(std::string_view text) { add().assign(text.data(), text.size()); }
+
+    /// The text may be a line of this store.
+    void add(std::string_view text)
+    {
+        if (isFull())
+            nextSlot().assign(text.data(), text.size());
+        else
+            lines.emplace_back(text.data(), text.size());
+        ++lineCounter;
+    }
+    void add(const zu::String& text) { add(text.view()); }
 
     /// Line k counted from the newest, which is 0; null when there are not so many.
     const Line* newest(zu::u64 k) const
     {
         if (k >= lines.size())
             return nullptr;
-        const zu::u32 capacity = getCapacity();
         const zu::u32 slot = lineCounter - static_cast<zu::u32>(k) - 1;
-        if (lines.size() >= capacity)
-            return &lines[(slot + capacity) % capacity];
-        return &lines[slot % lines.size()];
+        return &lines[isFull() ? (slot + getCapacity()) % getCapacity() : slot % lines.size()];
     }
 
     /// The limit stays.
@@ -84,6 +85,9 @@ public:
 
 private:
     zu::u32 getCapacity() const { return std::clamp<zu::u32>(maxLines, 1, kLargestLineStore); }
+    // More lines than the limit come from a file only.
+    bool isFull() const { return lines.size() >= getCapacity(); }
+    Line& nextSlot() { return lines[lineCounter % getCapacity()]; }
 
     zu::Vector<Line> lines;
     zu::u32 maxLines;
