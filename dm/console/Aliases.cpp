@@ -17,30 +17,28 @@ using Alias = AliasMap::value_type;
 class Expansion
 {
 public:
-    void enter(const Alias& alias) { levels.push_back({&alias, 0}); }
+    void enter(const Alias& alias)
+    {
+        levels.push_back({&alias, console::WordCutter(alias.second.view())});
+    }
     bool isRunning() const { return !levels.empty(); }
 
-    // The next word of the innermost alias; "" at its end, which leaves it.
-    std::string_view nextWord(const Alias** outLeft = nullptr)
+    // The innermost alias's next word; or leaves it, at its end, and returns it instead.
+    const Alias* next(std::string_view& word)
     {
-        auto& [alias, position] = levels.back();
-        const std::string_view text = alias->second.view();
-        if (position == text.size()) {
-            if (outLeft)
-                *outLeft = alias;
-            levels.pop_back();
-            return {};
-        }
-        const std::string_view word = text.substr(position, wordLength(text, position));
-        position += word.size();
-        return word;
+        Level& level = levels.back();
+        if (level.cutter.next(word))
+            return nullptr;
+        const Alias* left = level.alias;
+        levels.pop_back();
+        return left;
     }
 
 private:
     struct Level
     {
         const Alias* alias;
-        size_t position; // in its text
+        console::WordCutter cutter; // of its text
     };
     std::vector<Level> levels;
 };
@@ -60,12 +58,10 @@ public:
         states.clear();
         take(word);
         while (expansion.isRunning()) {
-            const Alias* left = nullptr;
-            const std::string_view inner = expansion.nextWord(&left);
-            if (left)
+            if (const Alias* left = expansion.next(word))
                 states[left] = State::Expanded;
             else
-                take(inner);
+                take(word);
         }
     }
 
@@ -146,8 +142,9 @@ void checkAliasValidity(const AliasMap& aliases, const zu::String& name, const z
     const Alias definition(name, text);
     Expansion expansion;
     expansion.enter(definition);
-    while (expansion.isRunning()) {
-        const std::string_view word = expansion.nextWord();
+    for (std::string_view word; expansion.isRunning();) {
+        if (expansion.next(word))
+            continue;
         const auto found = findAlias(aliases, word);
         if (found == aliases.end())
             continue;

@@ -20,8 +20,8 @@ AliasMap::const_iterator findAlias(const AliasMap& aliases, std::string_view wor
 /// are looked up, white space and punctuation too; the others stay as they were typed. `out` and
 /// `in` are two lists.
 ///
-/// An alias within its own expansion stays as it is. So does one that a word of `in` leads to again,
-/// once kMaxRepeatedAliasBytes have come from such; what passed checkAliasValidity has none.
+/// An alias within its own expansion stays as it is. So does one that a word of `in` leads to
+/// again, once kMaxRepeatedAliasBytes have come from such; what passed checkAliasValidity has none.
 void resolveAliases(WordList& out, const WordList& in, const AliasMap& aliases);
 
 /// Throws ScrollingTextWindowException_IllegalAliasDefinition if the words of `text`, expanded,

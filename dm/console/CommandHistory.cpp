@@ -19,7 +19,7 @@ const zu::String* CommandHistory::browse(int delta)
     else if (moved < 0)
         moved = count - 1;
     index = static_cast<int>(moved);
-    return &store.newest(static_cast<size_t>(moved));
+    return store.newest(static_cast<zu::u64>(moved));
 }
 
 } // namespace dm

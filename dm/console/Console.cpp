@@ -40,7 +40,8 @@ void Console::deliverKeystroke(int key, char character, bool alt, bool control, 
     } else if (visible) {
         scrollingTextWindow->appendInput(key, character, alt, control, shift);
     } else if (const auto bound = bindings.find(static_cast<unsigned char>(character));
-               bound != bindings.end()) {
+               bound != bindings.end())
+    {
         setText(bound->second);
         processCommand(false);
     }

@@ -25,11 +25,9 @@ TEST(CommandLineView, KeepsTheCursorInView)
         size_t shownEnd;
     } steps[] = {
         {20, 7, 7, 20}, // the cursor needs room behind the text
-        {19, 7, 7, 20},
-        {7, 7, 7, 20},
-        {6, 6, 6, 20},
-        {0, 0, 0, 15},  // with the character that crosses the edge
-        {14, 0, 0, 15}, // on that character
+        {19, 7, 7, 20}, {7, 7, 7, 20},
+        {6, 6, 6, 20},  {0, 0, 0, 15}, // with the character that crosses the edge
+        {14, 0, 0, 15},                // on that character
         {15, 2, 2, 16},
     };
     int scroll = 0;
@@ -42,7 +40,7 @@ TEST(CommandLineView, KeepsTheCursorInView)
         scroll = seen.scroll;
     }
     const auto shorter = view(5, 5, 18, 16);
-    EXPECT_EQ(shorter.scroll, 5) << "only an edit that moves the cursor further shows the rest";
+    EXPECT_EQ(shorter.scroll, 5) << "nothing stands behind the cursor, and no more than that is shown";
     EXPECT_EQ(shorter.shownEnd, 5u);
 }
 

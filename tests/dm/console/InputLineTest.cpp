@@ -68,7 +68,9 @@ TEST(InputLine, TakesTextAtTheCursorAndWhole)
     line.appendText("1\t2\r\n3\x1b");
     EXPECT_EQ(show(line), "a12  3\x1b|b");
     line.appendText(line.getText().view());
-    EXPECT_EQ(show(line), "a12  3\x1b" "a12  3\x1b" "b|b");
+    EXPECT_EQ(show(line), "a12  3\x1b"
+                          "a12  3\x1b"
+                          "b|b");
 
     set(line, "abc|d");
     line.setText("ab", false);
@@ -95,11 +97,21 @@ struct NaiveLine
             if (--cursor >= 0)
                 text.erase(static_cast<size_t>(cursor), 1);
             break;
-        case 27: text = ""; break;
-        case 35: cursor = length; break;
-        case 36: cursor = 0; break;
-        case 37: --cursor; break;
-        case 39: ++cursor; break;
+        case 27:
+            text = "";
+            break;
+        case 35:
+            cursor = length;
+            break;
+        case 36:
+            cursor = 0;
+            break;
+        case 37:
+            --cursor;
+            break;
+        case 39:
+            ++cursor;
+            break;
         case 46:
             if (cursor < length)
                 text.erase(static_cast<size_t>(cursor), 1);

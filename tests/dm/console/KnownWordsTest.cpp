@@ -16,7 +16,8 @@ protected:
         words.add("SetFov", true);
     }
 
-    // A line is written with its cursor. Each '>' is a Tab, each '<' a Shift+Tab; the first restarts.
+    // A line is written with its cursor. Each '>' is a Tab, each '<' a Shift+Tab; the first
+    // restarts.
     std::string tab(const std::string& shown, const std::string& presses)
     {
         const size_t cursor = shown.find('|');
