@@ -64,8 +64,11 @@ public:
     {
         if (k >= lines.size())
             return nullptr;
+        // Before it is full the counter is the number of lines, except in a damaged file.
+        if (!isFull())
+            return &lines[lines.size() - static_cast<size_t>(k) - 1];
         const zu::u32 slot = lineCounter - static_cast<zu::u32>(k) - 1;
-        return &lines[isFull() ? (slot + getCapacity()) % getCapacity() : slot % lines.size()];
+        return &lines[(slot + getCapacity()) % getCapacity()];
     }
 
     /// The limit stays.
