@@ -5,6 +5,7 @@
 
 #include <zul/File.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 
@@ -22,6 +23,10 @@ u32 console::countLines(float height, float lineHeight)
         return 0;
     return static_cast<u32>(std::min(lines, kMostLines));
 }
+
+ScrollingTextWindowException::~ScrollingTextWindowException() = default;
+ScrollingTextWindowException_IllegalAliasDefinition::
+    ~ScrollingTextWindowException_IllegalAliasDefinition() = default;
 
 ScrollingTextWindow::ScrollingTextWindow(ShapeEngineInterface* shapeEngine, float margin)
     : parts(std::make_unique<Parts>(shapeEngine))
