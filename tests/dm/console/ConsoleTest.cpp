@@ -24,7 +24,12 @@ class Screen : public dm::ShapeEngineInterface
 public:
     void begin() override { rows.clear(); }
     void setTextSize(float) override {}
-    float getLineHeight() override { return lineHeight; }
+    float getLineHeight() override
+    {
+        if (onCall)
+            onCall();
+        return lineHeight;
+    }
     m::Vector2Template<float> getTextExtent(const char* text) override
     {
         return {static_cast<float>(std::string(text).size()) / 128, lineHeight};
@@ -36,13 +41,13 @@ public:
     void drawText(const m::Vector2Template<float>& position, const char* text) override
     {
         rows[position.y] += text;
-        if (onDraw)
-            onDraw();
+        if (onCall)
+            onCall();
     }
 
     float lineHeight = 1.0f / 32;
     std::map<float, std::string> rows; // from the top
-    std::function<void()> onDraw;
+    std::function<void()> onCall;
 };
 
 /// A game with the commands that the console's own features need.
@@ -388,7 +393,7 @@ TEST_F(ConsoleTest, SurvivesWindowsOfAnySizeAndPrintingWhileDrawing)
     const float infinite = std::numeric_limits<float>::infinity();
     const float odd[] = {0,     -1,     0.02f,     1,
                          1e30f, 1e-38f, -infinite, std::numeric_limits<float>::quiet_NaN()};
-    screen.onDraw = [&] { console->print("drawn\nin the middle of"); };
+    screen.onCall = [&] { console->print("drawn\nin the middle of"); };
     for (const float width : odd) {
         for (const float height : odd) {
             screen.lineHeight = height;
@@ -407,7 +412,7 @@ TEST_F(ConsoleTest, SurvivesWindowsOfAnySizeAndPrintingWhileDrawing)
             }
         }
     }
-    screen.onDraw = nullptr;
+    screen.onCall = nullptr;
     screen.lineHeight = 1.0f / 32;
     window->setWindowSize({0.875f, 0.84375f});
     window->setWindowPosition({0.0625f, 0.0625f});
