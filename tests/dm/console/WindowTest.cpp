@@ -1,5 +1,6 @@
 #include "AllocationCounter.h"
 #include "WindowFixture.h"
+#include "dm/console/WindowLock.h"
 #include "support/Sanitized.h"
 
 #include <atomic>
@@ -113,6 +114,20 @@ TEST_F(Window, PrintsFromManyThreadsWhileOneDrawsAndSaves)
     window->save();
     restart();
     EXPECT_EQ(Access::line(*window, 0), "last\n");
+}
+
+TEST_F(Window, LetsNoFrameWaitForAThreadThatPrintsAndStops)
+{
+    using dm::console::WindowLock;
+    WindowLock lock;
+    {
+        const WindowLock::PrintGuard printing(lock);
+        std::jthread([&] {
+            EXPECT_FALSE(WindowLock::DrawGuard(lock, WindowLock::Patience::OfAFrame).isHeld());
+        }).join();
+    }
+    const WindowLock::DrawGuard drawing(lock);
+    EXPECT_TRUE(drawing.isHeld());
 }
 
 TEST_F(Window, NeedsNoMemoryOnceWarm)
