@@ -1,5 +1,3 @@
-#include "dm/console/Aliases.h"
-#include "dm/console/KeyCodes.h"
 #include "dm/console/LineWrap.h"
 #include "dm/console/WindowParts.h"
 
@@ -42,8 +40,6 @@ ScrollingTextWindow::ScrollingTextWindow(ShapeEngineInterface* shapeEngine, floa
 
 ScrollingTextWindow::~ScrollingTextWindow() = default;
 
-// ---------------------------------------------------------------------------------- printing
-
 void ScrollingTextWindow::print(const char* format, ...)
 {
     char text[kMaxConsolePrintLength + 1];
@@ -79,8 +75,6 @@ void ScrollingTextWindow::printStringWithPrefix(bool withPrefix, const char* tex
 }
 
 void ScrollingTextWindow::dumpToFile(const char*) {}
-
-// ---------------------------------------------------------------------------------- geometry
 
 void ScrollingTextWindow::setWindowSize(const Vector2& size)
 {
@@ -135,8 +129,6 @@ int ScrollingTextWindow::getCharacterFitCount(const zu::String& text, float widt
 {
     return console::fittingCharacters(text.length(), width);
 }
-
-// -------------------------------------------------------------------------- lines and the view
 
 int ScrollingTextWindow::scroll(int lines)
 {
@@ -195,108 +187,6 @@ void ScrollingTextWindow::addConsoleLine(const zu::String& line)
     const WindowLock::PrintGuard guard(parts->lock);
     parts->pane.addRow(line.view());
 }
-
-// ---------------------------------------------------------------------------- the command line
-
-const zu::String& ScrollingTextWindow::getText() const { return parts->inputLine.getText(); }
-
-void ScrollingTextWindow::setText(const zu::String& text)
-{
-    parts->inputLine.setText(text.view(), true);
-}
-
-void ScrollingTextWindow::appendText(const zu::String& text)
-{
-    parts->inputLine.appendText(text.view());
-}
-
-void ScrollingTextWindow::appendInput(int key, char character, bool alt, bool control, bool shift)
-{
-    parts->keyRepeat.press(key, shift);
-    switch (key) {
-    case keys::kTab:
-        if (!alt)
-            completeCommand(!shift, parts->keyRepeat.isFirst());
-        return;
-    case keys::kPageUp:
-        scroll(static_cast<int>(getLinesOnScreen()) - 1);
-        return;
-    case keys::kPageDown:
-        scroll(1 - static_cast<int>(getLinesOnScreen()));
-        return;
-    case keys::kUp:
-        control ? void(scroll(1)) : scrollCommands(1);
-        return;
-    case keys::kDown:
-        control ? void(scroll(-1)) : scrollCommands(-1);
-        return;
-    case keys::kEnd:
-    case keys::kHome:
-        if (!control)
-            break;
-        const int lines = static_cast<int>(getConsoleLineCount());
-        scroll(key == keys::kHome ? lines : -lines);
-        return;
-    }
-    parts->inputLine.handleKey(key, character, true);
-}
-
-void ScrollingTextWindow::addToCommandStack(const zu::InplaceString<128>& command)
-{
-    parts->history.add(command);
-    const WindowLock::DrawGuard guard(parts->lock);
-    parts->cacheDirty = true;
-}
-
-void ScrollingTextWindow::scrollCommands(int delta)
-{
-    if (const zu::String* const command = parts->history.browse(delta))
-        parts->inputLine.setText(command->view(), true);
-}
-
-void ScrollingTextWindow::completeCommand(bool forward, bool restart)
-{
-    parts->knownWords.complete(parts->inputLine, forward, restart);
-}
-
-void ScrollingTextWindow::parseCommandLine(WordList& words, bool addToStack)
-{
-    const zu::InplaceString<128> line = parts->inputLine.getText();
-    if (line.empty())
-        return;
-    if (addToStack)
-        addToCommandStack(line);
-    WordList typed;
-    tokenizeLine(typed, line);
-    parts->inputLine.setText("", false);
-    resolveAliases(words, typed);
-}
-
-void ScrollingTextWindow::resolveAliases(WordList& out, const WordList& in) const
-{
-    dm::resolveAliases(out, in, parts->aliases);
-}
-
-const AliasMap& ScrollingTextWindow::getAliasesMap() const { return parts->aliases; }
-
-AliasMap& ScrollingTextWindow::accessAliasesMap() { return parts->aliases; }
-
-void ScrollingTextWindow::checkAliasValidity(const zu::InplaceString<256>& name,
-                                             const zu::String& text) const
-{
-    dm::checkAliasValidity(parts->aliases, name, text);
-}
-
-void ScrollingTextWindow::addKnownWord(const char* word, bool isFunction)
-{
-    parts->knownWords.add(word, isFunction);
-}
-
-void ScrollingTextWindow::removeKnownWord(const char* word) { parts->knownWords.remove(word); }
-
-void ScrollingTextWindow::removeAllKnownWords() { parts->knownWords.removeAll(); }
-
-// ------------------------------------------------------------------------------ the cache file
 
 void ScrollingTextWindow::save()
 {
