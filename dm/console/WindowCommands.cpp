@@ -19,29 +19,28 @@ void ScrollingTextWindow::appendText(const zu::String& text)
 void ScrollingTextWindow::appendInput(int key, char character, bool alt, bool control, bool shift)
 {
     parts->keyRepeat.press(key, shift);
+    const int up = key == keys::kPageUp || key == keys::kUp || key == keys::kHome ? 1 : -1;
     switch (key) {
     case keys::kTab:
         if (!alt)
             completeCommand(!shift, parts->keyRepeat.isFirst());
         return;
     case keys::kPageUp:
-        scroll(static_cast<int>(getLinesOnScreen()) - 1);
-        return;
     case keys::kPageDown:
-        scroll(1 - static_cast<int>(getLinesOnScreen()));
+        scroll(up * (static_cast<int>(getLinesOnScreen()) - 1));
         return;
     case keys::kUp:
-        control ? void(scroll(1)) : scrollCommands(1);
-        return;
     case keys::kDown:
-        control ? void(scroll(-1)) : scrollCommands(-1);
+        if (control)
+            scroll(up);
+        else
+            scrollCommands(up);
         return;
-    case keys::kEnd:
     case keys::kHome:
+    case keys::kEnd:
         if (!control)
             break;
-        const int lines = static_cast<int>(getConsoleLineCount());
-        scroll(key == keys::kHome ? lines : -lines);
+        scroll(up * static_cast<int>(getConsoleLineCount()));
         return;
     }
     parts->inputLine.handleKey(key, character, true);
