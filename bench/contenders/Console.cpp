@@ -18,7 +18,8 @@ std::string consoleLine(unsigned number)
     return std::string(digits) + kConsoleText + "\n";
 }
 
-CountingEngine& MeasuredConsole::prepare(CountingEngine& engine)
+// Where the console will look for a cache file.
+static CountingEngine* withEmptyFolder(CountingEngine* engine)
 {
     const auto folder = TestFiles::get().root() / "console";
     std::filesystem::remove_all(folder);
@@ -27,8 +28,9 @@ CountingEngine& MeasuredConsole::prepare(CountingEngine& engine)
     return engine;
 }
 
-MeasuredConsole::MeasuredConsole(float width)
-    : window(&prepare(engine), 0)
+MeasuredConsole::MeasuredConsole(std::unique_ptr<CountingEngine> drawingEngine, float width)
+    : engine(std::move(drawingEngine))
+    , window(withEmptyFolder(engine.get()), 0)
 {
     constexpr float kScrollBar = 0.003125f;
     constexpr float kLineHeight = 0.02f;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,24 +29,20 @@ class CountingEngine : public dm::ShapeEngineInterface
 public:
     using Vector2 = m::Vector2Template<float>;
 
-    void begin() override { ++calls; }
-    void setTextSize(float) override { ++calls; }
+    void begin() override { ++frames; }
+    void setTextSize(float) override { ++sizes; }
     float getLineHeight() override { return 0.02f; }
     Vector2 getTextExtent(const char*) override
     {
-        ++calls;
+        ++extents;
         return {0.01f, 0.02f};
     }
-    void setColor(const g::Color&) override { ++calls; }
-    void drawRectangle(const Vector2&, const Vector2&) override { ++calls; }
-    void drawText(const Vector2&, const char*) override
-    {
-        ++calls;
-        ++texts;
-    }
+    void setColor(const g::Color&) override { ++colors; }
+    void drawRectangle(const Vector2&, const Vector2&) override { ++rectangles; }
+    void drawText(const Vector2&, const char*) override { ++texts; }
 
-    uint64_t calls = 0;
-    uint64_t texts = 0;
+    // One a call: a processor takes its time to add to what it has just stored.
+    uint64_t frames = 0, sizes = 0, extents = 0, colors = 0, rectangles = 0, texts = 0;
 };
 
 /// A console in view, full of lines, with kConsoleLinesOnScreen of them on screen. It finds no
@@ -54,13 +51,17 @@ class MeasuredConsole
 {
 public:
     /// width is that of the text: 1 has room for 99 characters.
-    explicit MeasuredConsole(float width = 1);
-
-    CountingEngine engine;
-    dm::ScrollingTextWindow window;
+    explicit MeasuredConsole(float width = 1)
+        : MeasuredConsole(std::make_unique<CountingEngine>(), width)
+    {
+    }
+    explicit MeasuredConsole(std::unique_ptr<CountingEngine> drawingEngine, float width = 1);
 
 private:
-    static CountingEngine& prepare(CountingEngine& engine);
+    const std::unique_ptr<CountingEngine> engine;
+
+public:
+    dm::ScrollingTextWindow window;
 };
 
 /// What one would write in an hour: cuts text at its line feeds and into words, wraps them, and

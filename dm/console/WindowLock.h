@@ -2,8 +2,12 @@
 ///
 /// A plain mutex goes to whoever comes by when it is free, and threads that print without a pause
 /// always come by: a frame could wait for seconds. So the drawing thread says that it is waiting,
-/// and threads that are about to print let it go first; it waits for no more than those that stood
-/// in line before it, each for the time of one print.
+/// and threads that are about to print let it go first. It does not sleep in the mutex's line,
+/// where those that came before it would be woken one after the other, but looks at the mutex until
+/// it is free: that is the time of one print.
+///
+/// Unless the system has taken the core from the thread that prints. For that a frame does not
+/// wait: it shows what the last one did.
 ///
 /// A leaf of the lock order: nothing is called under it.
 #pragma once
@@ -11,6 +15,8 @@
 #include "dm/common/LockOrder.h"
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace dm::console {
 
@@ -36,22 +42,35 @@ public:
         WindowLock& lock;
     };
 
+    enum class Patience
+    {
+        Endless,
+        OfAFrame, ///< gives up after kFramePatience
+    };
+    static constexpr std::chrono::microseconds kFramePatience{300};
+
     /// Held by the thread that draws, for everything that it does.
     class DrawGuard
     {
     public:
-        explicit DrawGuard(WindowLock& windowLock)
+        explicit DrawGuard(WindowLock& windowLock, Patience patience = Patience::Endless)
             : lock(windowLock)
-            , hadToWait(!lock.mutex.try_lock())
+            , held(lock.mutex.try_lock())
+            , hadToWait(!held)
         {
-            if (!hadToWait)
+            if (held)
                 return;
             lock.drawingWaits.store(1, std::memory_order_release);
+            lookAWhile();
+            if (held || patience == Patience::OfAFrame)
+                return;
             lock.mutex.lock();
+            held = true;
         }
         ~DrawGuard()
         {
-            lock.mutex.unlock();
+            if (held)
+                lock.mutex.unlock();
             if (!hadToWait)
                 return;
             lock.drawingWaits.store(0, std::memory_order_release);
@@ -60,8 +79,21 @@ public:
         DrawGuard(const DrawGuard&) = delete;
         DrawGuard& operator=(const DrawGuard&) = delete;
 
+        /// Always, with endless patience.
+        bool isHeld() const { return held; }
+
     private:
+        void lookAWhile()
+        {
+            const auto end = std::chrono::steady_clock::now() + kFramePatience;
+            do {
+                std::this_thread::yield(); // the thread that prints may want this core
+                held = lock.mutex.try_lock();
+            } while (!held && std::chrono::steady_clock::now() < end);
+        }
+
         WindowLock& lock;
+        bool held;
         const bool hadToWait;
     };
 

@@ -65,9 +65,16 @@ void ScrollingTextWindow::Parts::renderCommandLine()
 // Brings the coloured lines up to date with the view.
 void ScrollingTextWindow::Parts::followView()
 {
+    using console::WindowLock;
+    constexpr u32 kMostMissedFrames = 8;
     console::FormattedLines::Range changed;
     {
-        const console::WindowLock::DrawGuard guard(lock);
+        const bool mayMiss = missedFrames < kMostMissedFrames;
+        const WindowLock::DrawGuard guard(lock, mayMiss ? WindowLock::Patience::OfAFrame
+                                                        : WindowLock::Patience::Endless);
+        missedFrames = guard.isHeld() ? 0 : missedFrames + 1;
+        if (!guard.isHeld())
+            return; // the lines of the last frame do for this one
         pane.setLinesOnScreen(linesOnScreen);
         lineCount = pane.getStore().size();
         scrollOffset = static_cast<size_t>(pane.getScrollOffset());
@@ -94,15 +101,15 @@ void ScrollingTextWindow::Parts::renderLines(float lineHeight)
     // The screen may have room for lines that are gone, or were never there.
     const size_t present = lineCount - std::min(lineCount, scrollOffset);
     const u32 rows = static_cast<u32>(std::min<size_t>(formattedLines.size(), present));
-    Vector2 position(windowPosition.x, windowPosition.y + windowSize.y - lineHeight);
-    for (u32 row = 0; row < rows; ++row, position.y -= lineHeight) {
+    float y = windowPosition.y + windowSize.y - lineHeight;
+    for (u32 row = 0; row < rows; ++row, y -= lineHeight) {
         const console::ColoredLine& line = formattedLines[row];
-        position.x = windowPosition.x;
+        float x = windowPosition.x;
         for (const console::ColoredLine::Run& run : line) {
             const char* const text = line.getText(run);
             engine.setColor(run.color);
-            engine.drawText(position, text);
-            position.x += engine.getTextExtent(text).x;
+            engine.drawText({x, y}, text);
+            x += engine.getTextExtent(text).x;
         }
     }
 }

@@ -79,7 +79,8 @@ using BindingMap = std::map<unsigned char, zu::InplaceString<128>, std::less<uns
 ///
 ///     set x= 0.5 "a b"  ->  [set] [ ] [x] [=] [ ] [0.5] [ ] ["a b"]
 ///
-/// A number is one word only when white space or the end follows. Threads: any.
+/// A number is one word only when white space or the end follows. `text` is not one of `words`.
+/// Threads: any.
 DM_API void tokenizeLine(WordList& words, const zu::String& text);
 
 /// Length of what stands at `pos`, or -1 when that is something else, or `pos` is outside the text.
@@ -252,13 +253,18 @@ public:
     void removeKnownWord(const char* word);
     void removeAllKnownWords();
 
-    /// Writes the cache file if something changed since; a file that cannot be opened is not an
-    /// error. The file is replaced whole: after a crash it is the old one or the new one.
+    /// Writes the cache file if something changed since. The file is replaced whole: if that fails,
+    /// or the program ends on the way, it is still the old one. It is not brought to the disk at
+    /// once, which would take longer than a frame.
+    ///
+    /// Errors: throws zu::FileException when the disk is full. A file that cannot be opened or
+    /// replaced is no error; the next change leads to the next try.
     void save();
     /// Reads the cache file, if there is one. Throws as the constructor does.
     void load();
 
-    /// Draws a frame; a hidden window draws nothing. Unchanged lines cost no allocation.
+    /// Draws a frame; a hidden window draws nothing. Unchanged lines cost no allocation. A frame
+    /// waits 0.3 ms at most for threads that print, and shows the lines of the last one then.
     void renderVisibleText();
 
 private:

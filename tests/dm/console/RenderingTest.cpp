@@ -101,13 +101,7 @@ TEST_F(Rendering, ShowsTheLinesInViewWhateverHappened)
 {
     print(40);
     expectRows(39, 13);
-    window->scroll(3);
-    expectRows(36, 10);
-    print(5); // stays on its text
-    expectRows(36, 10);
-    window->scrollBottom();
-    expectRows(44, 18);
-
+    print(5);
     window->scroll(5);
     window->setWindowSize({0.875f, 0.25f});
     window->scroll(3); // before a frame has seen the new size

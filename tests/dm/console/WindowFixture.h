@@ -23,12 +23,7 @@ struct ScrollingTextWindowTestAccess
     {
         return std::string(w.getConsoleLine(index).view());
     }
-    static std::string visibleLine(const ScrollingTextWindow& w, u64 index)
-    {
-        return std::string(w.getVisibleLine(index).view());
-    }
     static u32 linesOnScreen(ScrollingTextWindow& w) { return w.getLinesOnScreen(); }
-    static u32 upmost(ScrollingTextWindow& w) { return w.getUpmostShownConsoleLine(); }
     static ScrollingTextWindow::FormattedLine color(ScrollingTextWindow& w, const char* line)
     {
         ScrollingTextWindow::FormattedLine out;
@@ -71,15 +66,12 @@ public:
     void drawText(const Vector2& at, const char* text) override
     {
         write("text %g %g %s", at.x, at.y, text);
-        if (onDraw)
-            onDraw();
     }
 
     float lineHeight = 1.0f / 32;
     bool isRecording = true;
     std::vector<std::string> calls;
     std::function<void()> onMeasure;
-    std::function<void()> onDraw;
 
 private:
     void write(const char* format, ...) ZUL_PRINTF_LIKE(2, 3)

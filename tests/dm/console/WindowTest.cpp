@@ -1,5 +1,6 @@
 #include "AllocationCounter.h"
 #include "WindowFixture.h"
+#include "dm/console/WindowLock.h"
 #include "support/Sanitized.h"
 
 #include <atomic>
@@ -62,27 +63,6 @@ TEST_F(Window, PrintsWhatFitsTheFormatBuffer)
     EXPECT_TRUE(files.contents.empty());
 }
 
-TEST_F(Window, ScrollsBetweenItsEnds)
-{
-    print(100);
-    EXPECT_EQ(window->scroll(-3), 0);
-    EXPECT_EQ(window->scroll(1000), 73);
-    EXPECT_EQ(Access::upmost(*window), 73u);
-    EXPECT_EQ(Access::visibleLine(*window, 26), "0\n");
-    window->scrollBottom();
-    EXPECT_EQ(Access::visibleLine(*window, 0), "99\n");
-}
-
-TEST_F(Window, PrintsFromTheDrawingInterfaceItself)
-{
-    engine.onMeasure = [this] { window->print("measured\n"); };
-    engine.onDraw = [this] { window->print("drawn\n"); };
-    frame();
-    window->scroll(1);
-    engine.onMeasure = engine.onDraw = nullptr;
-    EXPECT_GT(Access::lineCount(*window), 3u);
-}
-
 // Run with a thread sanitizer to be worth anything.
 TEST_F(Window, PrintsFromManyThreadsWhileOneDrawsAndSaves)
 {
@@ -113,6 +93,20 @@ TEST_F(Window, PrintsFromManyThreadsWhileOneDrawsAndSaves)
     window->save();
     restart();
     EXPECT_EQ(Access::line(*window, 0), "last\n");
+}
+
+TEST_F(Window, LetsNoFrameWaitForAThreadThatPrintsAndStops)
+{
+    using dm::console::WindowLock;
+    WindowLock lock;
+    {
+        const WindowLock::PrintGuard printing(lock);
+        std::jthread([&] {
+            EXPECT_FALSE(WindowLock::DrawGuard(lock, WindowLock::Patience::OfAFrame).isHeld());
+        }).join();
+    }
+    const WindowLock::DrawGuard drawing(lock);
+    EXPECT_TRUE(drawing.isHeld());
 }
 
 TEST_F(Window, NeedsNoMemoryOnceWarm)
