@@ -100,7 +100,7 @@ TEST_F(ConsoleCache, StaysAsItWasWhenItCannotBeWritten)
 
 TEST_F(ConsoleCache, BringsItsOwnLimits)
 {
-    const auto write = [this](int lineCount, unsigned lineLimit, unsigned commandLimit) {
+    const auto write = [](int lineCount, unsigned lineLimit, unsigned commandLimit) {
         zu::File file("./consolecache.bin", zu::File::Write);
         zu::FileStream stream(file);
         stream << 2 << lineLimit << lineCount << "a\n"
