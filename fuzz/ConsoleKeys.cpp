@@ -156,6 +156,7 @@ private:
         case 29:
             shapes.lineHeight = takeFloat();
             shapes.characterWidth = takeFloat();
+            window.setWindowSize(window.getWindowSize()); // asks for the height
             break;
         case 30:
             window.appendText(takeLine());
