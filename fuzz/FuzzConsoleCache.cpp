@@ -1,0 +1,7 @@
+#include "fuzz/ConsoleCache.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size)
+{
+    fuzz::checkConsoleCache(data, size);
+    return 0;
+}

@@ -1,0 +1,7 @@
+#include "fuzz/ConsoleKeys.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size)
+{
+    fuzz::playConsoleKeys(data, size);
+    return 0;
+}

@@ -1,0 +1,7 @@
+#include "fuzz/ConsoleText.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size)
+{
+    fuzz::checkConsoleText(data, size);
+    return 0;
+}
