@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tools/sandbox/Output.h"
+#include "tools/sandbox/Pipes.h"
+
+#include <dm/fs.h>
+
+#include <string>
+
+namespace sandbox {
+
+/// A file server's folders as the game's own, for as long as the server is there.
+///
+/// While it is not, the game's own file system is installed: an operation would wait for the server
+/// to come back, and the console keeps its lines in a file.
+///
+/// Threads: the main thread's.
+/// Order: made right after Pipes::connect; destroyed when the pipes are closed
+/// and nobody uses a file.
+class RemoteFiles
+{
+public:
+    RemoteFiles(Pipes& link, Output& words);
+    ~RemoteFiles();
+    RemoteFiles(const RemoteFiles&) = delete;
+    RemoteFiles& operator=(const RemoteFiles&) = delete;
+
+    /// Once per frame.
+    void poll();
+
+private:
+    Output& output;
+    dm::NetworkFileSystem fileSystem;
+    dm::CommunicationPipe* const pipe;
+    bool isInstalled = false;
+};
+
+} // namespace sandbox
