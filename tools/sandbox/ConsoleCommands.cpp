@@ -244,7 +244,7 @@ void addConsoleCommands(Commands& commands, const Variables& variables, dm::Cons
         [&output](const CommandText& text) { output.print(text.restFrom(0)); });
     add("clear", "", "Forgets all lines.", [&console](const CommandText&) { console.clear(); });
     add("history", "",
-        "Lists the lines entered since the start; Up and Down bring back older ones.",
+        "Lists the lines entered since the start. Up and Down bring them back, older ones too.",
         [group](const CommandText&) { group.showHistory(); });
 }
 

@@ -48,7 +48,7 @@ int sizeFor(const std::string& file, float cellWidth)
     int advance = 0;
     TTF_GlyphMetrics32(open(file, kLarge).get(), 'M', nullptr, nullptr, nullptr, nullptr, &advance);
     const float size = cellWidth * kLarge / static_cast<float>(std::max(advance, 1));
-    return std::max(4, static_cast<int>(std::floor(size)));
+    return std::max(4, static_cast<int>(std::lround(size)));
 }
 
 } // namespace

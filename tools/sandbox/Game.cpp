@@ -45,7 +45,7 @@ Game::Game(const Options& chosen)
     , output(*console)
     , scene(variables)
     , sceneView(display.renderer())
-    , caption(variables.addText("caption", "The key left of 1, or Shift+Escape: the console", 80,
+    , caption(variables.addText("caption", "Shift+Escape opens the console", 80,
                                 "What is written below the scene."))
     , showsRate(variables.addBool("fps", false, "Whether the frames per second are shown."))
     , commands(*console, output)
@@ -96,6 +96,7 @@ void Game::addCommands()
                       if (text.words.empty())
                           throw CommandError("into which file?");
                       askedPicture = toUtf8(text.words[0]);
+                      tellsOfPicture = true;
                   }});
     commands.add({"quit", "", "Ends the game.", [this](const CommandText&) { isOver = true; }});
 }
@@ -178,6 +179,13 @@ void Game::readEvents()
     SDL_Event event;
     while (SDL_PollEvent(&event) != 0)
         handle(event);
+    // A dead key has begun a character, which the next key is not to complete. Not before all
+    // events are read: stopping forgets the text that is waiting there.
+    if (dropsComposition && !display.isHeadless()) {
+        SDL_StopTextInput();
+        SDL_StartTextInput();
+    }
+    dropsComposition = false;
 }
 
 void Game::handle(const SDL_Event& event)
@@ -202,11 +210,7 @@ void Game::handle(const KeyAction& action)
         break;
     case KeyAction::Toggle:
         press(action.keystroke);
-        // A dead key has begun a character, which is not to be completed by the next one.
-        if (!display.isHeadless()) {
-            SDL_StopTextInput();
-            SDL_StartTextInput();
-        }
+        dropsComposition = true;
         break;
     case KeyAction::Paste:
         paste();
@@ -251,37 +255,37 @@ void Game::resize()
     window.setCommandLinePosition({kMargin, 1 - (line + kMargin)});
 }
 
-/// One step a frame.
+/// One step a frame; the frame after the last one is the picture.
 void Game::followScript()
 {
-    if (framesToWait > 0)
+    if (framesToWait > 0) {
         --framesToWait;
-    else if (nextStep < script.size())
+    } else if (nextStep < script.size()) {
         perform(script[nextStep++]);
-    else if (!options.screenshot.empty() && askedPicture.empty())
+    } else if (options.isHeadless || !options.screenshot.empty()) {
         askedPicture = options.screenshot;
-    else if (options.isHeadless)
         isOver = true;
-    if (nextStep == script.size() && framesToWait == 0 && !askedPicture.empty() &&
-        askedPicture == options.screenshot)
-        isOver = true;
+    }
+}
+
+void Game::pressKey(const SDL_Keysym& key)
+{
+    for (const SDL_Event& event : keyEvents(key))
+        handle(event);
 }
 
 void Game::perform(const ScriptStep& step)
 {
     switch (step.kind) {
     case ScriptStep::Key:
-        handle(keyEvent(step.key));
+        pressKey(step.key);
         break;
     case ScriptStep::Type:
     case ScriptStep::Enter:
         for (const SDL_Event& event : typingEvents(step.text))
             handle(event);
-        if (step.kind == ScriptStep::Enter) {
-            SDL_Keysym enter{};
-            enter.sym = SDLK_RETURN;
-            handle(keyEvent(enter));
-        }
+        if (step.kind == ScriptStep::Enter)
+            pressKey(enterKey());
         break;
     case ScriptStep::Paste:
         SDL_SetClipboardText(step.text.c_str());
@@ -347,10 +351,9 @@ void Game::saveAskedPicture()
 {
     const std::string path = std::move(askedPicture);
     askedPicture.clear();
-    if (path == options.screenshot) {
-        display.savePicture(path); // what the game was started for: failing ends it
-        return;
-    }
+    if (!tellsOfPicture)
+        return display.savePicture(path); // the script's: failing is the end
+    tellsOfPicture = false;
     try {
         display.savePicture(path);
         output.print("wrote " + toLatin1(path));

@@ -51,6 +51,7 @@ private:
     void paste();
     void resize();
     void followScript();
+    void pressKey(const SDL_Keysym& key);
     void perform(const ScriptStep& step);
     void serveTools();
     void draw();
@@ -76,10 +77,12 @@ private:
     std::unique_ptr<Background> background; // ends before what its work uses
 
     KeyReader keys;
+    bool dropsComposition = false; // the console key was pressed
     std::vector<ScriptStep> script;
     size_t nextStep = 0;
     int framesToWait = 0;
-    std::string askedPicture; // to be saved when this frame is drawn
+    std::string askedPicture;    // to be saved when this frame is drawn
+    bool tellsOfPicture = false; // somebody entered screenshot
     bool isOver = false;
     zu::u32 frame = 0;
     float frameSeconds = 0; // smoothed

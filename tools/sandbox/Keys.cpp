@@ -69,7 +69,9 @@ std::vector<KeyAction> KeyReader::read(const SDL_Event& event)
 {
     if (event.type == SDL_KEYDOWN)
         return readKey(event.key);
-    if (event.type == SDL_TEXTINPUT && !dropText)
+    if (event.type == SDL_KEYUP)
+        readRelease(event.key);
+    else if (event.type == SDL_TEXTINPUT && !dropText && event.text.text != droppedText)
         return readText(event.text.text);
     return {};
 }
@@ -84,6 +86,7 @@ std::vector<KeyAction> KeyReader::readKey(const SDL_KeyboardEvent& event)
     stroke.shift = has(key.mod, KMOD_SHIFT);
 
     dropText = key.scancode == consoleKey;
+    droppedText.clear();
     if (dropText || (stroke.shift && key.sym == SDLK_ESCAPE)) {
         if (isRepeated)
             return {};
@@ -103,9 +106,19 @@ std::vector<KeyAction> KeyReader::readKey(const SDL_KeyboardEvent& event)
     return {{KeyAction::Press, stroke, isRepeated}};
 }
 
+void KeyReader::readRelease(const SDL_KeyboardEvent& event)
+{
+    if (!dropText || event.keysym.scancode != consoleKey)
+        return;
+    dropText = false;
+    const SDL_Keycode character = event.keysym.sym;
+    if (character > 0 && character < 0x100)
+        droppedText = toUtf8(std::string(1, static_cast<char>(character)));
+}
+
 // Modifiers are in the text already: Shift made the capital. Telling the console of them again
 // would have it take a capital for a part of Shift+Tab.
-std::vector<KeyAction> KeyReader::readText(const char* utf8) const
+std::vector<KeyAction> KeyReader::readText(const std::string& utf8) const
 {
     std::vector<KeyAction> actions;
     for (const char character : toLatin1(utf8)) {

@@ -68,10 +68,12 @@ public:
 
 private:
     std::vector<KeyAction> readKey(const SDL_KeyboardEvent& event);
-    std::vector<KeyAction> readText(const char* utf8) const;
+    void readRelease(const SDL_KeyboardEvent& event);
+    std::vector<KeyAction> readText(const std::string& utf8) const;
 
     const SDL_Scancode consoleKey;
-    bool dropText = false;   // until the next key: it is the console key's own
+    bool dropText = false;   // while the console key is held
+    std::string droppedText; // what it types: an input method may come with that late
     bool isRepeated = false; // the key pressed last is held down
 };
 

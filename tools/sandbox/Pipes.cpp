@@ -98,13 +98,13 @@ void Pipes::poll()
 {
     std::unique_lock lock(mutex);
     while (!questions.empty() && !isOver) {
-        // Answered under the lock's protection only: the serving thread may give it up meanwhile.
         const std::string line = questions.front()->line;
         lock.unlock();
+        output.print("[" + std::string(kConsolePipe) + "] " + line);
         std::string text = runLine(line);
         lock.lock();
         if (questions.empty())
-            break;
+            break; // its thread gave it up meanwhile
         questions.front()->answer = std::move(text);
         questions.front()->isAnswered = true;
         questions.pop_front();

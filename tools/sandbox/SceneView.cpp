@@ -89,8 +89,10 @@ void SceneView::drawSky(SDL_Point size)
 void SceneView::drawMoon(SDL_Point size)
 {
     const Rgb color{236, 228, 208};
-    drawLights({{0.79f, 0.21f, 0.16f, 0.35f, color}}, size, glow.get());
-    drawLights({{0.79f, 0.21f, 0.032f, 0.92f, color}}, size, disc.get());
+    drawLights({{0.8f, 0.2f, 0.17f, 0.25f, color}}, size, glow.get());
+    SDL_SetTextureBlendMode(disc.get(), SDL_BLENDMODE_BLEND);
+    drawLights({{0.8f, 0.2f, 0.025f, 0.6f, color}}, size, disc.get());
+    SDL_SetTextureBlendMode(disc.get(), SDL_BLENDMODE_ADD);
 }
 
 void SceneView::drawHills(const Scene& scene, SDL_Point size)

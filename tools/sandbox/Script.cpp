@@ -126,13 +126,25 @@ std::vector<SDL_Event> typingEvents(const std::string& utf8)
     return events;
 }
 
-SDL_Event keyEvent(const SDL_Keysym& key)
+std::vector<SDL_Event> keyEvents(const SDL_Keysym& key)
 {
     SDL_Event event{};
     event.type = SDL_KEYDOWN;
     event.key.state = SDL_PRESSED;
     event.key.keysym = key;
-    return event;
+    std::vector<SDL_Event> events{event};
+    event.type = SDL_KEYUP;
+    event.key.state = SDL_RELEASED;
+    events.push_back(event);
+    return events;
+}
+
+SDL_Keysym enterKey()
+{
+    SDL_Keysym key{};
+    key.sym = SDLK_RETURN;
+    key.scancode = SDL_SCANCODE_RETURN;
+    return key;
 }
 
 } // namespace sandbox

@@ -48,6 +48,7 @@ std::vector<ScriptStep> parseScript(std::string_view text);
 
 /// The events of typing a text, and of pressing a key, as the window system would send them.
 std::vector<SDL_Event> typingEvents(const std::string& utf8);
-SDL_Event keyEvent(const SDL_Keysym& key);
+std::vector<SDL_Event> keyEvents(const SDL_Keysym& key);
+SDL_Keysym enterKey();
 
 } // namespace sandbox
