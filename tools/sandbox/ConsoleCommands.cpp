@@ -119,7 +119,7 @@ public:
                 aliases[key] = before;
             throw;
         }
-        output.print(name + " stands for \"" + expansion + '"');
+        output.print(name + " stands for: " + expansion);
     }
 
     void unalias(const CommandText& text) const
@@ -151,7 +151,7 @@ public:
         if (command.empty())
             throw CommandError("which command? (unbind takes a binding away)");
         console.bind(keyOf(text.words[0]), zu::InplaceString<128>(command.data(), command.size()));
-        output.print(text.words[0] + " runs \"" + command + "\" while the console is hidden");
+        output.print(text.words[0] + " runs this while the console is hidden: " + command);
     }
 
     void unbind(const CommandText& text) const

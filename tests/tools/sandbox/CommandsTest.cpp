@@ -215,7 +215,7 @@ TEST_F(CommandTable, AliasesThatLoopAreTakenBack)
 TEST_F(CommandTable, BoundKeysRunWhileTheConsoleIsHidden)
 {
     EXPECT_EQ(enter("bind p toggle paused; echo %d"),
-              "p runs \"toggle paused; echo %d\" while the console is hidden\n");
+              "p runs this while the console is hidden: toggle paused; echo %d\n");
     EXPECT_NE(enter("bind pq quit").find("is no key"), std::string::npos);
     console->close();
     output->beginCapture();
