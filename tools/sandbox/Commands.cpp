@@ -29,17 +29,23 @@ const Command* Commands::find(const std::string& name) const
 void Commands::executeCommand(const zu::InplaceString<128>& command)
 {
     const std::string text(command.c_str(), command.length());
-    if (expanded) {
+    const Command* const known = isPaused ? find(parseCommand(text).name) : nullptr;
+    if (expanded)
         expanded->push_back({text, false, depth});
-        return;
-    }
-    waiting.push_back({text, false, 0});
-    runWaiting();
+    else if (known && known->overtakes)
+        runCommand(text);
+    else
+        queue({text, false, 0});
 }
 
-void Commands::runLine(const std::string& line)
+void Commands::runLine(const std::string& line) { queue({line, true, 0}); }
+
+void Commands::queue(Entry entry)
 {
-    waiting.push_back({line, true, 0});
+    if (waiting.size() < kMaxChain)
+        waiting.push_back(std::move(entry));
+    else
+        output.print("too much waits for a file; this does not run: " + entry.text);
     runWaiting();
 }
 

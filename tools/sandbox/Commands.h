@@ -38,6 +38,7 @@ struct Command
     std::string help; ///< sentences; the first one is the summary
     std::function<void(const CommandText&)> run;
     bool isFunction = false; ///< is completed with parentheses
+    bool overtakes = false;  ///< does not wait behind those that wait
 };
 
 class Commands : public dm::IOInterface
@@ -45,7 +46,7 @@ class Commands : public dm::IOInterface
 public:
     /// How deep files that run files may go.
     static constexpr int kMaxDepth = 8;
-    /// What one line may set off in all.
+    /// What one line may set off in all, and how much may wait.
     static constexpr size_t kMaxChain = 10000;
 
     Commands(dm::Console& owner, Output& words);
@@ -91,6 +92,7 @@ private:
         int depth = 0;
     };
 
+    void queue(Entry entry);
     void runWaiting();
     void runEntry(const Entry& entry);
     void runCommand(const std::string& text);

@@ -66,8 +66,9 @@ Game::Game(const Options& chosen)
 Game::~Game()
 {
     console->setIOInterface(nullptr);
-    pipes.close(); // wakes whoever waits for an answer
+    pipes.close();
     background = nullptr;
+    pipes.end();
     remoteFiles = nullptr;
     dm::setDataParserCallback(nullptr);
     dm::deinit();
@@ -98,7 +99,8 @@ void Game::addCommands()
                       askedPicture = toUtf8(text.words[0]);
                       tellsOfPicture = true;
                   }});
-    commands.add({"quit", "", "Ends the game.", [this](const CommandText&) { isOver = true; }});
+    commands.add(
+        {"quit", "", "Ends the game.", [this](const CommandText&) { isOver = true; }, false, true});
 }
 
 void Game::openLinks()
@@ -113,7 +115,7 @@ void Game::openLinks()
                      " cannot be had, so there are no pipes.");
     if (options.files) {
         pipes.connect(options.files->host, options.files->port);
-        remoteFiles = std::make_unique<RemoteFiles>(pipes, output);
+        remoteFiles = std::make_unique<RemoteFiles>(pipes, *background, output);
     }
 }
 
@@ -368,8 +370,7 @@ void Game::report(float seconds)
     dm::printInPlace(dm::EngineStatistics, "frame", "%u", frame);
     dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f",
                      static_cast<double>(frameSeconds) * 1000);
-    dm::printInPlace(dm::EngineStatistics, "lights", "%zu", scene.lights().size());
-    dm::printInPlace(dm::EngineStatistics, "sparks", "%zu", scene.sparkCount());
+    dm::printInPlace(dm::EngineStatistics, "lights", "%zu", scene.lightCount());
     dm::printInPlace("console", "%s", console->isVisible() ? "open" : "hidden");
 }
 

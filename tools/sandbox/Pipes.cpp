@@ -14,13 +14,16 @@ Pipes::Pipes(Output& words, RunLine runner)
 {
 }
 
-Pipes::~Pipes()
+Pipes::~Pipes() { end(); }
+
+void Pipes::end()
 {
     close();
     if (server.joinable())
         server.join();
     if (manager)
         dm::deinitCommunicationManager(kManagerName);
+    manager = nullptr;
 }
 
 bool Pipes::listen(int port)

@@ -33,7 +33,6 @@ public:
     using RunLine = std::function<std::string(const std::string& line)>;
 
     Pipes(Output& words, RunLine runner);
-    /// Wakes whoever waits for an answer, and ends.
     ~Pipes();
     Pipes(const Pipes&) = delete;
     Pipes& operator=(const Pipes&) = delete;
@@ -42,8 +41,10 @@ public:
     bool listen(int port);
     /// As the client of somebody else.
     void connect(const std::string& host, int port);
-    /// The first half of ending: everybody who waits is woken.
+    /// The first half of ending: everybody who waits for an answer is woken. The second is for when
+    /// they have gone.
     void close();
+    void end();
 
     bool isOpen() const { return manager != nullptr; }
     unsigned getPort() const;

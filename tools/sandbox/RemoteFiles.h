@@ -1,11 +1,10 @@
 #pragma once
 
+#include "tools/sandbox/Background.h"
 #include "tools/sandbox/Output.h"
 #include "tools/sandbox/Pipes.h"
 
 #include <dm/fs.h>
-
-#include <string>
 
 namespace sandbox {
 
@@ -15,12 +14,12 @@ namespace sandbox {
 /// to come back, and the console keeps its lines in a file.
 ///
 /// Threads: the main thread's.
-/// Order: made right after Pipes::connect; destroyed when the pipes are closed
-/// and nobody uses a file.
+/// Order: made right after Pipes::connect; destroyed when the pipes have ended and nobody uses a
+/// file.
 class RemoteFiles
 {
 public:
-    RemoteFiles(Pipes& link, Output& words);
+    RemoteFiles(Pipes& link, Background& helper, Output& words);
     ~RemoteFiles();
     RemoteFiles(const RemoteFiles&) = delete;
     RemoteFiles& operator=(const RemoteFiles&) = delete;
@@ -29,10 +28,13 @@ public:
     void poll();
 
 private:
+    void learnFolders();
+
+    Background& background;
     Output& output;
     dm::NetworkFileSystem fileSystem;
     dm::CommunicationPipe* const pipe;
-    bool isInstalled = false;
+    bool wasConnected = false;
 };
 
 } // namespace sandbox

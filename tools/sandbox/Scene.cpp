@@ -117,7 +117,7 @@ std::vector<Light> Scene::lights() const
     Rgb tint;
     parseColor(color, tint);
     std::vector<Light> result;
-    result.reserve(static_cast<size_t>(count) + sparks.size());
+    result.reserve(lightCount());
     for (unsigned index = 0; index < static_cast<unsigned>(count); ++index) {
         const float depth = chance(index, 0);
         const float sway = 0.02f * wave(time, 0.3f + 0.5f * chance(index, 1), chance(index, 2));

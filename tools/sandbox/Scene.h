@@ -52,7 +52,7 @@ public:
     /// The height of the ground at x, measured from the top. The hills come from back to front.
     float hill(int index, float x) const;
 
-    size_t sparkCount() const { return sparks.size(); }
+    size_t lightCount() const { return static_cast<size_t>(count) + sparks.size(); }
 
 private:
     struct Spark

@@ -261,6 +261,9 @@ TEST_F(ExecCommand, OthersWaitForAFileThatIsSlow)
     write("slow.cfg", "echo in the file\n");
     EXPECT_EQ(enter("exec \"" + path("slow.cfg") + "\"; echo after it"), "");
     EXPECT_EQ(enter("echo later"), "");
+    commands->add(
+        {"now", "", "Runs.", [&](const CommandText&) { output->print("now"); }, false, true});
+    EXPECT_EQ(enter("now"), "now\n");
     output->beginCapture();
     std::string seen;
     EXPECT_TRUE(support::waitUntil([&] {
