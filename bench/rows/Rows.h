@@ -34,5 +34,12 @@ Row idlePrintRow();
 Row printedLinesRow();
 Row printTailRow();
 Row printMemoryRow();
+Row consolePrintRow();
+Row consoleWrapRow();
+Row consoleFrameRow();
+Row consoleNewLineRow();
+Row consoleThreadsRow();
+Row consoleAllocationsRow();
+Row consoleSaveRow();
 
 } // namespace bench

@@ -40,7 +40,8 @@ TEST(CommandLineView, KeepsTheCursorInView)
         scroll = seen.scroll;
     }
     const auto shorter = view(5, 5, 18, 16);
-    EXPECT_EQ(shorter.scroll, 5) << "nothing stands behind the cursor, and no more than that is shown";
+    EXPECT_EQ(shorter.scroll, 5)
+        << "nothing stands behind the cursor, and no more than that is shown";
     EXPECT_EQ(shorter.shownEnd, 5u);
 }
 
