@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace fuzz {
 
@@ -48,7 +49,7 @@ void require(bool holds)
 
 struct NobodySees : dm::ShapeEngineInterface
 {
-    void begin() override {}
+    void begin() override { texts.clear(); }
     void setTextSize(float size) override { require(size == 0.02f); }
     float getLineHeight() override { return lineHeight; }
     m::Vector2Template<float> getTextExtent(const char* text) override
@@ -62,12 +63,12 @@ struct NobodySees : dm::ShapeEngineInterface
     }
     void drawText(const m::Vector2Template<float>&, const char* text) override
     {
-        characters += std::strlen(text);
+        texts.emplace_back(text);
     }
 
     float lineHeight = 0.02f;
     float characterWidth = 0.01f;
-    size_t characters = 0;
+    std::vector<std::string> texts; // of the last frame
     int rectangles = 0;
 };
 
@@ -166,12 +167,30 @@ private:
         }
     }
 
-    // Rows beyond the screen cost nothing; nor does a window that is hidden.
+    // What is kept from frame to frame must look like what is made anew.
     void render()
+    {
+        drawFrame();
+        if (!console.isVisible() || script.size() % 4 != 0)
+            return;
+        const auto kept = rows();
+        window.setWindowSize(window.getWindowSize());
+        drawFrame();
+        require(rows() == kept);
+    }
+
+    void drawFrame()
     {
         shapes.rectangles = 0;
         console.render();
         require(shapes.rectangles == (console.isVisible() ? 3 : 0));
+    }
+
+    // Without the command line: that goes on from how the last frame showed it.
+    std::vector<std::string> rows() const
+    {
+        constexpr int kCommandLineTexts = 3;
+        return {shapes.texts.begin() + kCommandLineTexts, shapes.texts.end()};
     }
 
     void executeCommand(const zu::InplaceString<128>& command) override

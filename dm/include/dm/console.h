@@ -319,7 +319,8 @@ public:
     /// Null detaches.
     void setIOInterface(IOInterface* ioInterface);
 
-    /// Once per frame: saves the cache file when something changed, once a second at most.
+    /// Once per frame: saves the cache file when something changed, once a second at most. The
+    /// destructor does not: for the last second, call ScrollingTextWindow::save before.
     void update();
     void render();
 
