@@ -72,7 +72,7 @@ Game::~Game()
     remoteFiles = nullptr;
     dm::setDataParserCallback(nullptr);
     dm::deinit();
-    console->getScrollingTextWindow()->save();
+    keepLines([this] { console->getScrollingTextWindow()->save(); });
 }
 
 void Game::addCommands()
@@ -129,11 +129,11 @@ void Game::greet()
     output.print("Page Up and Page Down scroll, Shift+Escape hides the console.");
     if (options.monitorPort)
         output.print(dm::getMonitorPort() != 0
-                         ? "Tools watch at 127.0.0.1:" + std::to_string(dm::getMonitorPort()) + "."
+                         ? "Tools watch on port " + std::to_string(dm::getMonitorPort()) + "."
                          : "Port " + std::to_string(*options.monitorPort) +
                                " cannot be had, so no tool can watch.");
     if (options.pipePort && pipes.isOpen())
-        output.print("Pipes are open at 127.0.0.1:" + std::to_string(pipes.getPort()) + ".");
+        output.print("Pipes are open on port " + std::to_string(pipes.getPort()) + ".");
 }
 
 void Game::run()
@@ -323,11 +323,22 @@ void Game::draw()
     }
     {
         ZUL_PROFILE_ZONE("draw console");
-        console->update();
+        keepLines([this] { console->update(); });
         console->render();
     }
     if (!askedPicture.empty())
         saveAskedPicture();
+}
+
+/// A full disk is no reason to end the game.
+void Game::keepLines(const std::function<void()>& save)
+{
+    try {
+        save();
+    } catch (const zu::Exception& error) {
+        zu::File::setFileSystemReadOnly(true);
+        output.print(std::string("the console's lines are not kept any more: ") + error.what());
+    }
 }
 
 void Game::drawCaption()

@@ -17,6 +17,7 @@
 
 #include <dm/monitor.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -55,6 +56,7 @@ private:
     void perform(const ScriptStep& step);
     void serveTools();
     void draw();
+    void keepLines(const std::function<void()>& save);
     void drawCaption();
     void saveAskedPicture();
     void report(float seconds);

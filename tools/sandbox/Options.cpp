@@ -45,13 +45,16 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitCode)
     std::string consoleKey;
     int monitorPort = kDefaultMonitorPort;
     int pipePort = kDefaultPipePort;
-    const CLI::Range ports(0, 65535);
+    // Without what they would add to the help.
+    const CLI::Validator ports = CLI::Range(0, 65535).description("");
+    const CLI::Validator file = CLI::Validator(CLI::ExistingFile).description("");
+    const CLI::Validator folder = CLI::Validator(CLI::ExistingDirectory).description("");
     app.add_flag("--headless", options.isHeadless,
                  "Without a display: draws into memory, with a fixed step of time, and ends with "
                  "the script");
     app.add_option("--script", options.script, "Keystrokes to begin with")
         ->type_name("FILE")
-        ->check(CLI::ExistingFile);
+        ->check(file);
     app.add_option("--screenshot", options.screenshot,
                    "Writes a picture at the end of the script, and ends")
         ->type_name("OUT.png");
@@ -59,11 +62,13 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitCode)
     const CLI::Option* const monitorOption =
         app.add_option("--monitor-port", monitorPort,
                        "Where tools may watch; 0 picks one (3600, headless: none)")
+            ->type_name("PORT")
             ->check(ports);
     CLI::Option* const pipeOption =
         app.add_option("--pipe-port", pipePort,
                        "Where pipes may be opened; 0 picks one (3500, headless or with --files: "
                        "none)")
+            ->type_name("PORT")
             ->check(ports);
     app.add_option("--files", files, "A file server whose folders are used as the game's own")
         ->type_name("HOST:PORT")
@@ -72,7 +77,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitCode)
                    "Where the console keeps its lines from run to run (a folder of the user's; "
                    "headless: nowhere)")
         ->type_name("DIR")
-        ->check(CLI::ExistingDirectory);
+        ->check(folder);
     app.add_option("--font", options.font, "A monospaced font (DejaVu Sans Mono)")
         ->type_name("FILE");
     app.add_option("--console-key", consoleKey,
