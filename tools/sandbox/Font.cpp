@@ -58,24 +58,29 @@ Font::Font(SDL_Renderer* target, const std::string& file, float cellWidth)
 {
     const FontPointer font = open(file, sizeFor(file, cellWidth));
     lineSkip = TTF_FontLineSkip(font.get());
-    glyphHeight = TTF_FontHeight(font.get());
     glyphWidth = static_cast<int>(std::ceil(cellWidth)) + 2; // what leans out of its cell
+    std::vector<SdlPointer<SDL_Surface>> pictures(kGlyphs);
+    for (int character = 0; character < kGlyphs; ++character) {
+        const Uint32 unicode = toUnicode(character);
+        if (unicode == 0)
+            continue;
+        SdlPointer<SDL_Surface>& picture = pictures[static_cast<size_t>(character)];
+        picture.reset(TTF_RenderGlyph32_Blended(font.get(), unicode, {255, 255, 255, 255}));
+        // Rounded to pixels some reach lower than the font says, small underscores do.
+        glyphHeight = std::max(glyphHeight, picture ? picture->h : 0);
+    }
     const auto sheet = owned(SDL_CreateRGBSurfaceWithFormat(0, glyphWidth * kColumns,
                                                             glyphHeight * kGlyphs / kColumns, 32,
                                                             SDL_PIXELFORMAT_RGBA32),
                              "a surface for the font");
     for (int character = 0; character < kGlyphs; ++character) {
-        const Uint32 unicode = toUnicode(character);
-        if (unicode == 0)
+        SDL_Surface* const picture = pictures[static_cast<size_t>(character)].get();
+        if (!picture)
             continue;
-        const SdlPointer<SDL_Surface> glyph(
-            TTF_RenderGlyph32_Blended(font.get(), unicode, {255, 255, 255, 255}));
-        if (!glyph)
-            continue;
-        SDL_SetSurfaceBlendMode(glyph.get(), SDL_BLENDMODE_NONE);
-        SDL_Rect from{0, 0, glyphWidth, glyphHeight};
+        SDL_SetSurfaceBlendMode(picture, SDL_BLENDMODE_NONE);
+        const SDL_Rect from{0, 0, glyphWidth, glyphHeight};
         SDL_Rect to{character % kColumns * glyphWidth, character / kColumns * glyphHeight, 0, 0};
-        SDL_BlitSurface(glyph.get(), &from, sheet.get(), &to);
+        SDL_BlitSurface(picture, &from, sheet.get(), &to);
     }
     glyphs = owned(SDL_CreateTextureFromSurface(renderer, sheet.get()), "a texture for the font");
     SDL_SetTextureBlendMode(glyphs.get(), SDL_BLENDMODE_BLEND);

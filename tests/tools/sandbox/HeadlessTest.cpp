@@ -1,5 +1,6 @@
 #include "support/ChildProcess.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -109,6 +110,19 @@ TEST_F(Headless, DrawsTheConsoleIntoAPicture)
     EXPECT_TRUE(std::equal(std::istreambuf_iterator<char>(one), {},
                            std::istreambuf_iterator<char>(two), {}))
         << "the same picture each time";
+}
+
+TEST_F(Headless, ShowsTheCursorInSmallLetters)
+{
+    ASSERT_EQ(run("key Console\n", "small.png", {"--size", "640x400"}), 0) << errors;
+    const Image image(path("small.png"));
+    ASSERT_NE(image.bytes, nullptr);
+    int brightest = 0; // behind the prompt
+    for (int y = 380; y < 398; ++y) {
+        for (int x = 20; x < 26; ++x)
+            brightest = std::max(brightest, image.at(x, y).red);
+    }
+    EXPECT_GT(brightest, 100);
 }
 
 TEST_F(Headless, KeepsLinesFromRunToRunAndPutsABrokenFileAside)
