@@ -1,0 +1,345 @@
+#include "tools/sandbox/Commands.h"
+
+#include "support/WaitUntil.h"
+#include "tools/sandbox/Background.h"
+#include "tools/sandbox/CommandGroups.h"
+#include "tools/sandbox/Pipes.h"
+#include "tools/sandbox/Variables.h"
+
+#include <zul/File.h>
+#include <zul/FileSystem.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <gtest/gtest.h>
+#include <random>
+#include <sstream>
+
+namespace {
+
+using namespace sandbox;
+
+struct NoShapes : dm::ShapeEngineInterface
+{
+    void begin() override {}
+    void setTextSize(float) override {}
+    float getLineHeight() override { return 0.03125f; }
+    m::Vector2Template<float> getTextExtent(const char*) override { return {}; }
+    void setColor(const g::Color&) override {}
+    void drawRectangle(const m::Vector2Template<float>&, const m::Vector2Template<float>&) override
+    {
+    }
+    void drawText(const m::Vector2Template<float>&, const char*) override {}
+};
+
+bool isShort(const std::string& text) { return text.size() < 3; }
+
+/// A console with all commands that need no display.
+class CommandsFixture : public ::testing::Test
+{
+protected:
+    CommandsFixture()
+    {
+        folder = std::filesystem::temp_directory_path() /
+                 ("dm-test-" + std::to_string(std::random_device()()));
+        std::filesystem::create_directory(folder);
+        zu::File::setFileSysPathForWrite(folder.string().c_str());
+        console = std::make_unique<dm::Console>(&shapes, 0.0625f);
+        output = std::make_unique<Output>(*console);
+        variables.addFloat("speed", 1, 0, 10, "How fast.");
+        variables.addBool("Paused", false, "Whether time stands still.");
+        commands = std::make_unique<Commands>(*console, *output);
+        pipes = std::make_unique<Pipes>(
+            *output, [this](const std::string& line) { return commands->runAndCapture(line); });
+        background =
+            std::make_unique<Background>([this](const std::string& what) { output->print(what); });
+        background->setImmediate(true);
+        addConsoleCommands(*commands, variables, *console, *output);
+        addVariableCommands(*commands, variables, *console, *output);
+        addFileCommands(*commands, *background, *output);
+        addPipeCommands(*commands, *pipes, *background, *output);
+        addProfileCommand(*commands, *output);
+        console->setIOInterface(commands.get());
+        console->deliverKeystroke(220, 0, false, false, false);
+    }
+
+    ~CommandsFixture() override
+    {
+        pipes->close();
+        background = nullptr;
+        pipes = nullptr;
+        console = nullptr;
+        std::filesystem::remove_all(folder);
+    }
+
+    /// Enters a line as somebody at the keyboard; returns what was printed.
+    std::string enter(const std::string& line)
+    {
+        output->beginCapture();
+        console->setText(zu::InplaceString<128>(line.data(), line.size()));
+        console->deliverKeystroke(13, 0, false, false, false);
+        return output->endCapture();
+    }
+
+    std::string typed() const
+    {
+        return std::string(console->getScrollingTextWindow()->getText().view());
+    }
+
+    std::string path(const std::string& name) const { return (folder / name).string(); }
+    void write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(path(name)) << text;
+    }
+    std::string exec(const std::string& name) { return enter("exec \"" + path(name) + "\""); }
+
+    std::filesystem::path folder;
+    NoShapes shapes;
+    std::unique_ptr<dm::Console> console;
+    std::unique_ptr<Output> output;
+    Variables variables;
+    std::unique_ptr<Commands> commands;
+    std::unique_ptr<Pipes> pipes;
+    std::unique_ptr<Background> background;
+};
+
+using CommandTable = CommandsFixture;
+using ExecCommand = CommandsFixture;
+using FileCommands = CommandsFixture;
+using PipeCommands = CommandsFixture;
+
+TEST(VariableTable, SetsWhatFitsAndSaysWhatDoesNot)
+{
+    Variables variables;
+    const bool& flag = variables.addBool("flag", true, "");
+    const int& count = variables.addInt("count", 5, -3, 10, "");
+    const float& speed = variables.addFloat("speed", 0.5f, 0, 2, "");
+    const std::string& name = variables.addText("name", "ab", 8, "", {isShort, "a short name"});
+    const auto problem = [&](const char* variable, const char* value) {
+        try {
+            variables.set(variable, value);
+        } catch (const VariableError& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    for (const auto& [variable, value, shown] :
+         std::vector<std::tuple<const char*, const char*, const char*>>{
+             {"FLAG", "Off", "off"},
+             {"flag", "yes", "on"},
+             {"count", "-3", "-3"},
+             {"count", "+7", "7"},
+             {"speed", "1e0", "1"},
+             {"speed", "DEFAULT", "0.5"},
+             {"name", "", "\"\""},
+         })
+    {
+        EXPECT_EQ(problem(variable, value), "");
+        EXPECT_EQ(variables.get(variable), shown);
+    }
+    EXPECT_EQ(problem("count", "11"),
+              "count cannot be \"11\": it is a whole number from -3 to 10, default 5");
+    EXPECT_EQ(problem("flag", "2"), "flag cannot be \"2\": it is on or off, default on");
+    EXPECT_EQ(problem("name", "abc"), "name cannot be \"abc\": it is a short name, default \"ab\"");
+    EXPECT_EQ(problem("nothing", "1"), "there is no variable \"nothing\"; get lists them");
+    for (const char* const wrong : {"", "1x", "nan", "inf", "-0.1", "2.5", "1e99", " 1"})
+        EXPECT_NE(problem("speed", wrong), "") << wrong;
+    EXPECT_NE(problem("count", "1.5"), "");
+    EXPECT_NE(problem("count", "99999999999"), "");
+    variables.toggle("flag");
+    EXPECT_THROW(variables.toggle("count"), VariableError);
+    EXPECT_EQ(std::tie(flag, count, speed, name), std::make_tuple(false, 7, 0.5f, std::string()));
+}
+
+TEST(CommandText, IsCutIntoNameRestAndWords)
+{
+    const CommandText write = parseCommand("  WRITE \"a b.txt\"  it's \"x;y\" ; ");
+    EXPECT_EQ(write.name, "write");
+    EXPECT_EQ(write.rest, "\"a b.txt\"  it's \"x;y\"");
+    EXPECT_EQ(write.words, (std::vector<std::string>{"a b.txt", "it's", "x;y"}));
+    EXPECT_EQ(write.restFrom(1), "it's \"x;y\"");
+    EXPECT_EQ(write.restFrom(2), "x;y");
+    EXPECT_EQ(write.restFrom(3), "");
+    EXPECT_EQ(parseCommand("burst( 40 );").words, (std::vector<std::string>{"40"}));
+    EXPECT_EQ(parseCommand("echo \"open;").words, (std::vector<std::string>{"\"open"}));
+    EXPECT_EQ(parseCommand(";").name, "");
+}
+
+TEST_F(CommandTable, RunsWhatIsEntered)
+{
+    EXPECT_EQ(enter("echo 100% %s %n"), "100% %s %n\n");
+    EXPECT_EQ(enter("set speed 2; GET Speed"), "speed = 2\nspeed = 2\n");
+    EXPECT_EQ(enter("speed = 3; speed"), "speed = 3\nspeed = 3\n");
+    EXPECT_EQ(enter("toggle paused"), "Paused = on\n");
+    EXPECT_EQ(enter("set speed fast"),
+              "set: speed cannot be \"fast\": it is a number from 0 to 10, default 1\n");
+    EXPECT_EQ(enter("nonsense 1"), "\"nonsense\" is neither a command nor a variable; try help\n");
+    EXPECT_NE(enter("help").find("  set NAME VALUE"), std::string::npos);
+    EXPECT_NE(enter("help speed").find("speed = 3, a number from 0 to 10, default 1\n  How fast."),
+              std::string::npos);
+    EXPECT_EQ(enter("find stands still"),
+              "  paused = on               Whether time stands still.\n");
+    commands->remember("get speed");
+    EXPECT_EQ(enter("history"), "  1                         get speed\n");
+    for (const auto& [name, command] : commands->all()) {
+        EXPECT_FALSE(command.help.empty());
+        enter(name); // without arguments each says something or works, and nothing is thrown
+    }
+}
+
+TEST_F(CommandTable, NamesAreCompleted)
+{
+    for (const char character : std::string("get spe"))
+        console->deliverKeystroke(231, character, false, false, false);
+    console->deliverKeystroke(9, 0, false, false, false);
+    EXPECT_EQ(typed(), "get speed");
+}
+
+TEST_F(CommandTable, AliasesThatLoopAreTakenBack)
+{
+    enter("alias slow set speed 0.5; echo slowly");
+    EXPECT_EQ(enter("slow"), "speed = 0.5\nslowly\n");
+    EXPECT_EQ(enter("alias \"SLOW\" \"echo slow\""),
+              "alias: ScrollingTextWindow: Resolving alias \"slow\" causes a loop - alias used "
+              "inside alias\n");
+    EXPECT_EQ(enter("alias other echo; other"),
+              "alias: ScrollingTextWindow: Resolving alias \"other\" causes a loop - alias used "
+              "inside alias\n");
+    EXPECT_EQ(enter("aliases"), "  slow                      set speed 0.5; echo slowly\n");
+    EXPECT_EQ(enter("unalias \"slow\"; aliases"),
+              "\"slow\" stands for itself again\nthere are no aliases\n");
+    EXPECT_NE(enter("alias a-b c").find("is no name"), std::string::npos);
+}
+
+TEST_F(CommandTable, BoundKeysRunWhileTheConsoleIsHidden)
+{
+    EXPECT_EQ(enter("bind p toggle paused; echo %d"),
+              "p runs this while the console is hidden: toggle paused; echo %d\n");
+    EXPECT_NE(enter("bind pq quit").find("is no key"), std::string::npos);
+    console->close();
+    output->beginCapture();
+    console->deliverKeystroke(231, 'p', false, false, false);
+    EXPECT_EQ(output->endCapture(), "Paused = on\n%d\n");
+    EXPECT_EQ(enter("unbind p; binds"), "p is free again\nnothing is bound\n");
+}
+
+TEST_F(ExecCommand, RunsLinesInOrderAndLeavesWhatIsTyped)
+{
+    write("inner.cfg", "echo inner\n");
+    write("outer.cfg", "# a comment\n\n  speed 4; exec \"" + path("inner.cfg") +
+                           "\"; echo between\r\necho 100%\n");
+    EXPECT_EQ(enter("exec \"" + path("outer.cfg") + "\"; echo last"),
+              "speed = 4\ninner\nbetween\n100%\nlast\n");
+    console->setText("half a li");
+    commands->runLine("echo from a tool");
+    EXPECT_EQ(typed(), "half a li");
+    EXPECT_EQ(enter("exec nowhere.cfg; echo on"),
+              "exec: Cannot open the file \"nowhere.cfg\" for reading\non\n");
+}
+
+TEST_F(ExecCommand, FilesThatRunThemselvesAreStopped)
+{
+    const std::string itself = "exec \"" + path("loop.cfg") + "\"\n";
+    write("loop.cfg", "echo once\n" + itself + itself + itself);
+    std::string expected;
+    for (int depth = 0; depth < Commands::kMaxDepth; ++depth)
+        expected += "once\n";
+    EXPECT_EQ(exec("loop.cfg"), expected + "stopped: files that run files go too deep\n");
+
+    std::string many;
+    for (size_t line = 0; line <= Commands::kMaxChain; ++line)
+        many += "paused\n";
+    write("many.cfg", many);
+    EXPECT_NE(exec("many.cfg").find("stopped: a file runs too much"), std::string::npos);
+    EXPECT_EQ(enter("echo goes on"), "goes on\n");
+}
+
+TEST_F(ExecCommand, OthersWaitForAFileThatIsSlow)
+{
+    background->setImmediate(false);
+    write("slow.cfg", "echo in the file\n");
+    EXPECT_EQ(enter("exec \"" + path("slow.cfg") + "\"; echo after it"), "");
+    EXPECT_EQ(enter("echo later"), "");
+    commands->add(
+        {"now", "", "Runs.", [&](const CommandText&) { output->print("now"); }, false, true});
+    EXPECT_EQ(enter("now"), "now\n");
+    output->beginCapture();
+    std::string seen;
+    EXPECT_TRUE(support::waitUntil([&] {
+        background->poll();
+        seen += output->endCapture();
+        output->beginCapture();
+        return seen == "in the file\nafter it\nlater\n";
+    }));
+}
+
+TEST_F(FileCommands, WorkOnTheInstalledFileSystem)
+{
+    const std::string file = '"' + path("n\xF6te.txt") + '"'; // Latin-1, as it is typed
+    EXPECT_EQ(enter("write " + file + " \"caf\xE9; 100%\""), "wrote 12 bytes\n");
+    EXPECT_EQ(enter("cat " + file), "caf\xE9; 100%\n");
+    std::ifstream written(folder / "n\xC3\xB6te.txt");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "caf\xC3\xA9; 100%\n");
+    EXPECT_NE(enter("ls \"" + folder.string() + '"').find("n\xF6te.txt"), std::string::npos);
+    EXPECT_NE(enter("ls /no/such").find("there is no folder"), std::string::npos);
+    EXPECT_NE(enter("write /no/such/file x").find("Cannot open"), std::string::npos);
+    enter("dump \"" + path("all.txt") + '"');
+    std::ifstream dumped(path("all.txt"));
+    std::ostringstream text;
+    text << dumped.rdbuf();
+    EXPECT_NE(text.str().find("\ncaf\xC3\xA9; 100%\n> ls "), std::string::npos);
+}
+
+TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
+{
+    EXPECT_NE(enter("pipes").find("there are no pipes"), std::string::npos);
+    ASSERT_TRUE(pipes->listen(0));
+    EXPECT_NE(enter("call console hello").find("nobody is at the other end"), std::string::npos);
+    dm::initCommunicationManagerAsClient("tool", "127.0.0.1", static_cast<int>(pipes->getPort()));
+    dm::CommunicationPipe* const asking = dm::getCommunicationPipe("tool", "console");
+    dm::CommunicationPipe* const answering = dm::getCommunicationPipe("tool", "build");
+    ASSERT_TRUE(support::waitUntil([&] {
+        return asking->isConnected() && answering->isConnected() && pipes->find("build") &&
+               pipes->find("BUILD")->isConnected();
+    }));
+
+    auto answer = std::async([asking] {
+        char data[256] = {};
+        dm::uint32 size = 0;
+        const auto text =
+            asking->sendRequest("set speed 7", 0, data, sizeof data, &size, nullptr, 0);
+        return std::string(text.c_str()) + ": " + std::string(data, size);
+    });
+    ASSERT_TRUE(support::waitUntil([&] {
+        pipes->poll();
+        return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }));
+    EXPECT_EQ(answer.get(), "ok: speed = 7\n");
+
+    asking->sendNotify("hi 100%s", 5);
+    EXPECT_TRUE(support::waitUntil([&] {
+        return output->transcript().find("[console] hi 100%s (5)\n") != std::string::npos;
+    }));
+
+    EXPECT_EQ(enter("call build all of it"), ""); // and the game goes on
+    EXPECT_EQ(enter("notify build now"), "sent\n");
+    std::string request;
+    ASSERT_TRUE(support::waitUntil([&] {
+        request = answering->receiveRequest(nullptr).c_str();
+        return !request.empty();
+    }));
+    EXPECT_EQ(request, "all of it");
+    answering->respond("done", "2 errors", 8);
+    EXPECT_TRUE(support::waitUntil([&] {
+        background->poll();
+        return output->transcript().find("[build] done (8 bytes)\n2 errors\n") != std::string::npos;
+    }));
+
+    enter("call build and never answered"); // what ends now does not wait for it
+    pipes->close();
+    background = nullptr;
+    dm::deinitCommunicationManager("tool");
+}
+
+} // namespace

@@ -1,0 +1,102 @@
+#include "tools/sandbox/Background.h"
+
+#include <exception>
+#include <utility>
+
+namespace sandbox {
+
+Background::Background(Failed onFailure)
+    : failed(std::move(onFailure))
+{
+}
+
+Background::~Background()
+{
+    {
+        const std::lock_guard lock(mutex);
+        isOver = true;
+        waiting.clear();
+    }
+    changed.notify_all();
+    if (worker.joinable())
+        worker.join();
+    for (Aside& aside : asides)
+        aside.thread.join();
+}
+
+void Background::inOrder(Work work)
+{
+    if (isImmediate) {
+        attempt(work)();
+        return;
+    }
+    {
+        const std::lock_guard lock(mutex);
+        waiting.push_back(std::move(work));
+    }
+    if (!worker.joinable())
+        worker = std::thread([this] { runInOrder(); });
+    changed.notify_all();
+}
+
+bool Background::aside(Work work)
+{
+    const std::lock_guard lock(mutex);
+    if (asides.size() == kMaxAside)
+        return false;
+    Aside& aside = asides.emplace_back();
+    aside.thread = std::thread([this, &aside, work = std::move(work)] {
+        Finish finish = attempt(work);
+        const std::lock_guard finishing(mutex);
+        finished.push_back(std::move(finish));
+        aside.hasEnded = true;
+    });
+    return true;
+}
+
+void Background::poll()
+{
+    std::vector<Finish> due;
+    std::list<Aside> ended;
+    {
+        const std::lock_guard lock(mutex);
+        due.swap(finished);
+        for (auto aside = asides.begin(); aside != asides.end();) {
+            const auto next = std::next(aside);
+            if (aside->hasEnded)
+                ended.splice(ended.end(), asides, aside);
+            aside = next;
+        }
+    }
+    for (Aside& aside : ended)
+        aside.thread.join();
+    for (const Finish& finish : due)
+        finish();
+}
+
+Background::Finish Background::attempt(const Work& work) const
+{
+    try {
+        return work();
+    } catch (const std::exception& error) {
+        return [this, what = std::string(error.what())] { failed(what); };
+    }
+}
+
+void Background::runInOrder()
+{
+    std::unique_lock lock(mutex);
+    for (;;) {
+        changed.wait(lock, [this] { return isOver || !waiting.empty(); });
+        if (isOver)
+            return;
+        const Work work = std::move(waiting.front());
+        waiting.pop_front();
+        lock.unlock();
+        Finish finish = attempt(work);
+        lock.lock();
+        finished.push_back(std::move(finish));
+    }
+}
+
+} // namespace sandbox

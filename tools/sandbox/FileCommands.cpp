@@ -1,0 +1,169 @@
+#include "tools/sandbox/Background.h"
+#include "tools/sandbox/CommandGroups.h"
+#include "tools/sandbox/Commands.h"
+#include "tools/sandbox/Latin1.h"
+
+#include <zul/File.h>
+#include <zul/FileSystem.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace sandbox {
+
+namespace {
+
+constexpr size_t kMaxListed = 200;
+constexpr zu::u64 kMaxShownBytes = 64 * 1024;
+constexpr zu::u64 kMaxScriptBytes = 1024 * 1024;
+
+/// Of a file, at most so many bytes.
+std::string readSome(const std::string& path, zu::u64 limit)
+{
+    zu::File file(path.c_str(), zu::File::Read);
+    std::string bytes(static_cast<size_t>(std::min(file.getSize(), limit)), '\0');
+    bytes.resize(static_cast<size_t>(file.read(bytes.data(), bytes.size())));
+    return bytes;
+}
+
+void writeAll(const std::string& path, const std::string& bytes)
+{
+    zu::File file(path.c_str(), zu::File::Write);
+    file.write(bytes.data(), bytes.size());
+    file.close();
+}
+
+std::vector<std::string> splitLines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return lines;
+}
+
+/// The lines of a script: blank ones and those that begin with # or // are left out.
+std::vector<std::string> commandLines(const std::string& text)
+{
+    std::vector<std::string> lines = splitLines(text);
+    std::erase_if(lines, [](std::string& line) {
+        line.erase(0, line.find_first_not_of(" \t"));
+        line.erase(line.find_last_not_of(" \t\r") + 1);
+        return line.empty() || line[0] == '#' || line.compare(0, 2, "//") == 0;
+    });
+    return lines;
+}
+
+std::string listFolder(const std::string& folder)
+{
+    zu::FileSystem& files = zu::FileSystem::get();
+    std::string text;
+    size_t count = 0;
+    zu::FindFileHandle* entry = files.findFirstFile((folder + "/*").c_str());
+    for (; entry != nullptr; entry = files.findNextFile(entry)) {
+        if (++count > kMaxListed)
+            continue;
+        const std::string name = toLatin1(files.findGetFileName(entry));
+        if (files.findIsDirectory(entry)) {
+            text += "  " + name + "/\n";
+        } else {
+            std::string size = std::to_string(files.findGetFileSize(entry));
+            size.insert(0, 12 - std::min<size_t>(size.size(), 12), ' ');
+            text += "  " + name + std::string(name.size() < 40 ? 40 - name.size() : 1, ' ') + size +
+                    "\n";
+        }
+    }
+    if (count == 0 && !files.directoryExists(folder.c_str()))
+        throw CommandError("ls: there is no folder \"" + toLatin1(folder) + '"');
+    if (count > kMaxListed)
+        text += "  and " + std::to_string(count - kMaxListed) + " more\n";
+    return text + std::to_string(count) + (count == 1 ? " entry" : " entries");
+}
+
+std::string showFile(const std::string& path)
+{
+    const std::string bytes = readSome(path, kMaxShownBytes + 1);
+    std::string text = toLatin1(bytes.substr(0, kMaxShownBytes));
+    std::replace(text.begin(), text.end(), '\0', '?');
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    if (bytes.size() > kMaxShownBytes)
+        text += "\n(and more: only the first 64 KiB are shown)";
+    return text;
+}
+
+std::string pathOf(const CommandText& text)
+{
+    if (text.words.empty())
+        throw CommandError("which file?");
+    return toUtf8(text.words[0]);
+}
+
+/// What a file command does: work on some thread, whose text is printed.
+Background::Work printing(Output& output, std::function<std::string()> work)
+{
+    return [&output, work = std::move(work)]() -> Background::Finish {
+        return [&output, text = work()] { output.print(text); };
+    };
+}
+
+void exec(Commands& commands, Background& background, Output& output, const CommandText& text)
+{
+    const std::string path = pathOf(text);
+    commands.pause();
+    background.inOrder([&commands, &output, path]() -> Background::Finish {
+        auto lines = std::make_shared<std::vector<std::string>>();
+        std::string problem;
+        try {
+            *lines = commandLines(toLatin1(readSome(path, kMaxScriptBytes)));
+        } catch (const std::exception& error) {
+            problem = std::string("exec: ") + error.what();
+        }
+        return [&commands, &output, lines, problem] {
+            if (!problem.empty())
+                output.print(problem);
+            commands.resume(*lines);
+        };
+    });
+}
+
+} // namespace
+
+void addFileCommands(Commands& commands, Background& background, Output& output)
+{
+    commands.add({"exec", "FILE",
+                  "Runs the lines of a file. Blank lines and those that begin with # are left out.",
+                  [&](const CommandText& text) { exec(commands, background, output, text); }});
+    commands.add({"ls", "[FOLDER]", "Lists a folder.", [&](const CommandText& text) {
+                      const std::string folder = text.words.empty() ? "." : pathOf(text);
+                      background.inOrder(printing(output, [folder] { return listFolder(folder); }));
+                  }});
+    commands.add({"cat", "FILE", "Prints a file.", [&](const CommandText& text) {
+                      const std::string path = pathOf(text);
+                      background.inOrder(printing(output, [path] { return showFile(path); }));
+                  }});
+    commands.add({"write", "FILE TEXT",
+                  "Writes a text into a file, with a line end. What was in the file is gone.",
+                  [&](const CommandText& text) {
+                      const std::string path = pathOf(text);
+                      const std::string bytes = toUtf8(text.restFrom(1)) + '\n';
+                      background.inOrder(printing(output, [path, bytes] {
+                          writeAll(path, bytes);
+                          return "wrote " + std::to_string(bytes.size()) + " bytes";
+                      }));
+                  }});
+    commands.add({"dump", "FILE",
+                  "Writes what was entered and printed since the start into a file.",
+                  [&](const CommandText& text) {
+                      const std::string path = pathOf(text);
+                      const std::string bytes = toUtf8(output.transcript());
+                      background.inOrder(printing(output, [path, bytes] {
+                          writeAll(path, bytes);
+                          return "wrote " + std::to_string(bytes.size()) + " bytes";
+                      }));
+                  }});
+}
+
+} // namespace sandbox

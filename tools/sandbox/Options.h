@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tools/dm/Arguments.h"
+
+#include <SDL.h>
+#include <optional>
+#include <string>
+
+namespace sandbox {
+
+inline constexpr int kDefaultMonitorPort = 3600;
+inline constexpr int kDefaultPipePort = 3500;
+
+/// What the command line asks for.
+struct Options
+{
+    bool isHeadless = false;
+    std::string script;     ///< "" for none
+    std::string screenshot; ///< "" for none
+    int width = 1280;
+    int height = 720;
+    std::optional<int> monitorPort;     ///< nothing: no link
+    std::optional<int> pipePort;        ///< nothing: none that listens
+    std::optional<tool::Address> files; ///< of the file server
+    std::string dataFolder;             ///< "" for the system's
+    std::string font;                   ///< "" for the one that is looked for
+    SDL_Scancode consoleKey = SDL_SCANCODE_GRAVE;
+};
+
+/// Nothing when the program is to end at once, as for --help: `exitCode` tells how. Throws
+/// tool::ToolError.
+std::optional<Options> parseOptions(int argc, char** argv, int& exitCode);
+
+} // namespace sandbox

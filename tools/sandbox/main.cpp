@@ -1,0 +1,36 @@
+#define SDL_MAIN_HANDLED
+#include "tools/dm/ExitCode.h"
+#include "tools/sandbox/Game.h"
+#include "tools/sandbox/Options.h"
+
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+int run(int argc, char** argv)
+{
+    int exitCode = 0;
+    if (const auto options = sandbox::parseOptions(argc, argv, exitCode))
+        sandbox::Game(*options).run();
+    return exitCode;
+}
+
+int report(tool::ExitCode code, const char* message)
+{
+    std::fprintf(stderr, "sandbox: %s\n", message);
+    return static_cast<int>(code);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const tool::ToolError& error) {
+        return report(error.code, error.what());
+    } catch (const std::exception& error) {
+        return report(tool::ExitCode::Other, error.what());
+    }
+}
