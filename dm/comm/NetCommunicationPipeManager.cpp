@@ -114,15 +114,16 @@ void NetCommunicationPipeManager::settleFlushes()
     flushSettled.notify_all();
 }
 
-CommunicationPipe* NetCommunicationPipeManager::getPipe(const char* pipeName)
+NetCommunicationPipe& NetCommunicationPipeManager::getPipe(const char* pipeName,
+                                                           const PipeCallback* connected)
 {
     if (strnlen(pipeName, kMaxNameBytes + size_t{1}) > kMaxNameBytes)
         warn("a pipe name of more than %u bytes will be refused by every other end", kMaxNameBytes);
     bool made = false;
-    NetCommunicationPipe& pipe = pipes.getPipe(pipeName, made);
+    NetCommunicationPipe& pipe = pipes.getPipe(pipeName, made, connected);
     if (made)
         loop->wake(); // a client asks the server for it at once
-    return &pipe;
+    return pipe;
 }
 
 const char* NetCommunicationPipeManager::getHost(uint32* outPort)

@@ -57,7 +57,12 @@ public:
     void setName(const char* newName) override { name.set(newName); }
     const char* getRemoteName() override { return remoteName.get(); }
     uint32 getID() override { return id.load(std::memory_order_relaxed); }
-    CommunicationPipe* getPipe(const char* pipeName) override;
+    CommunicationPipe* getPipe(const char* pipeName) override
+    {
+        return &getPipe(pipeName, nullptr);
+    }
+    /// The same; sets the connection callback, if not null, before a pipe that is made can connect.
+    NetCommunicationPipe& getPipe(const char* pipeName, const PipeCallback* connected);
     const char* getHost(uint32* outPort) override;
     void setHost(const char* host, uint32 port) override;
     void setRedirect(const char* host, uint32 port) override;

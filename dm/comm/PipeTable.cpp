@@ -18,29 +18,40 @@ RecursiveOrderedMutex<LockRank::PipeCreation>& creationLock()
 
 } // namespace
 
-NetCommunicationPipe& PipeTable::getPipe(const char* name, bool& made)
+NetCommunicationPipe& PipeTable::getPipe(const char* name, bool& made,
+                                         const PipeCallback* connected)
 {
     made = false;
-    if (NetCommunicationPipe* pipe = findReady(name))
-        return *pipe;
-
-    std::lock_guard creation(creationLock());
-    NetCommunicationPipe* pipe = nullptr;
-    {
-        std::lock_guard guard(pipesLock);
-        // Not ready here means: being made further up on this very thread.
-        if (const auto found = pipes.find(name); found != pipes.end())
-            return *found->second.pipe;
-        Entry& entry = insert(name);
-        entry.ready = false;
-        pipe = entry.pipe.get();
+    NetCommunicationPipe* pipe = findReady(name);
+    if (pipe == nullptr) {
+        std::lock_guard creation(creationLock());
+        pipe = findOrInsert(name, made);
+        if (made) {
+            createCallback.call(&manager, pipe);
+            if (connected != nullptr)
+                pipe->setConnectionCallback(*connected);
+            std::lock_guard guard(pipesLock);
+            pipes.find(name)->second.ready = true;
+            noteNewToOpen();
+            return *pipe;
+        }
     }
-    made = true;
-    createCallback.call(&manager, pipe);
-    std::lock_guard guard(pipesLock);
-    pipes.find(name)->second.ready = true;
-    noteNewToOpen();
+    if (connected != nullptr)
+        pipe->setConnectionCallback(*connected);
     return *pipe;
+}
+
+/// A pipe that is made is not ready yet.
+NetCommunicationPipe* PipeTable::findOrInsert(const char* name, bool& made)
+{
+    std::lock_guard guard(pipesLock);
+    // Not ready here means: being made further up on this very thread.
+    if (const auto found = pipes.find(name); found != pipes.end())
+        return found->second.pipe.get();
+    made = true;
+    Entry& entry = insert(name);
+    entry.ready = false;
+    return entry.pipe.get();
 }
 
 NetCommunicationPipe* PipeTable::findReady(const char* name)

@@ -31,7 +31,11 @@ public:
     }
 
     /// Finds or makes; runs the create callback on this thread if it makes. Sets `made`.
-    NetCommunicationPipe& getPipe(const char* name, bool& made);
+    ///
+    ///   connected   set as the pipe's connection callback, if not null. A pipe that is made cannot
+    ///               connect before.
+    NetCommunicationPipe& getPipe(const char* name, bool& made,
+                                  const PipeCallback* connected = nullptr);
 
     bool exists(const char* name);
 
@@ -96,6 +100,7 @@ private:
     AttachResult attach(const char* name, bool mayCreate, Connection& connection);
     Entry& insert(const char* name);
     NetCommunicationPipe* findReady(const char* name);
+    NetCommunicationPipe* findOrInsert(const char* name, bool& made);
 
     NetCommunicationPipeManager& manager;
     const std::shared_ptr<PipeNameQuota> sharedNames; // null: no limit but this table's

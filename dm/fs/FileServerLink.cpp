@@ -22,8 +22,7 @@ Result withPipe(Result otherwise, Work work)
 {
     return ManagerRegistry::instance().with(
         nullptr, std::move(otherwise), [&](NetCommunicationPipeManager& manager) -> Result {
-            CommunicationPipe* pipe = manager.getPipe(NetworkFileSystem::kPipeName);
-            return work(manager, static_cast<NetCommunicationPipe&>(*pipe));
+            return work(manager, manager.getPipe(NetworkFileSystem::kPipeName, nullptr));
         });
 }
 
@@ -42,8 +41,8 @@ bool mayWaitFor(const NetCommunicationPipeManager& manager)
 
 void watchFileServer(PipeCallback connected)
 {
-    withPipe(false, [connected](NetCommunicationPipeManager&, NetCommunicationPipe& pipe) {
-        pipe.setConnectionCallback(connected);
+    ManagerRegistry::instance().with(nullptr, false, [&](NetCommunicationPipeManager& manager) {
+        manager.getPipe(NetworkFileSystem::kPipeName, &connected);
         return true;
     });
 }
