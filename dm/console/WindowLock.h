@@ -16,7 +16,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <thread>
 
 namespace dm::console {
 
@@ -83,12 +82,13 @@ public:
         bool isHeld() const { return held; }
 
     private:
+        // Does not yield: the core would go to a thread that prints, and whose turn it is then is
+        // the system's to say.
         void lookAWhile()
         {
             const auto end = std::chrono::steady_clock::now() + kFramePatience;
             do {
-                std::this_thread::yield(); // the thread that prints may want this core
-                held = lock.mutex.try_lock();
+                                held = lock.mutex.try_lock();
             } while (!held && std::chrono::steady_clock::now() < end);
         }
 
