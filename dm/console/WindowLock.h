@@ -88,7 +88,7 @@ public:
         {
             const auto end = std::chrono::steady_clock::now() + kFramePatience;
             do {
-                                held = lock.mutex.try_lock();
+                held = lock.mutex.try_lock();
             } while (!held && std::chrono::steady_clock::now() < end);
         }
 
