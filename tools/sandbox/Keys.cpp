@@ -25,7 +25,7 @@ constexpr KeyRow kActingKeys[] = {
     {SDLK_PAGEUP, 33},
     {SDLK_PAGEDOWN, 34},
     {SDLK_END, 35},
-    {SDLK_HOME, 36},
+    {SDLK_HOME, kKeyHome},
     {SDLK_LEFT, 37},
     {SDLK_UP, 38},
     {SDLK_RIGHT, 39},
