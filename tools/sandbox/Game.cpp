@@ -9,7 +9,8 @@
 #include <zul/Timer.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
+#include <utility>
 
 namespace sandbox {
 
@@ -32,6 +33,17 @@ std::vector<ScriptStep> readScript(const std::string& path)
     } catch (const ScriptError& error) {
         throw ScriptError(path + ", " + error.what());
     }
+}
+
+int sparksOf(const std::string& text)
+{
+    int count = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, count);
+    if (error != std::errc() || stop != end || count < 1 ||
+        count > static_cast<int>(Scene::kMaxSparks))
+        throw CommandError("give a number from 1 to " + std::to_string(Scene::kMaxSparks));
+    return count;
 }
 
 } // namespace
@@ -82,22 +94,17 @@ void Game::addCommands()
     addFileCommands(commands, *background, output);
     addPipeCommands(commands, pipes, *background, output);
     addProfileCommand(commands, output);
-    commands.add(
-        {"burst", "[COUNT]", "Sends sparks into the sky.",
-         [this](const CommandText& text) {
-             constexpr int kSparks = 150;
-             const int wanted = text.words.empty() ? kSparks : std::atoi(text.words[0].c_str());
-             if (wanted < 1 || wanted > static_cast<int>(Scene::kMaxSparks))
-                 throw CommandError("give a number from 1 to " + std::to_string(Scene::kMaxSparks));
-             scene.burst(wanted);
-         },
-         true});
+    commands.add({"burst", "[COUNT]", "Sends sparks into the sky.",
+                  [this](const CommandText& text) {
+                      constexpr int kSparks = 150;
+                      scene.burst(text.words.empty() ? kSparks : sparksOf(text.rest));
+                  },
+                  true});
     commands.add({"screenshot", "FILE", "Writes a picture, a PNG file, of the next frame.",
                   [this](const CommandText& text) {
                       if (text.words.empty())
                           throw CommandError("into which file?");
-                      askedPicture = toUtf8(text.words[0]);
-                      tellsOfPicture = true;
+                      enteredPictures.push_back(toUtf8(text.words[0]));
                   }});
     commands.add(
         {"quit", "", "Ends the game.", [this](const CommandText&) { isOver = true; }, false, true});
@@ -265,7 +272,6 @@ void Game::followScript()
     } else if (nextStep < script.size()) {
         perform(script[nextStep++]);
     } else if (options.isHeadless || !options.screenshot.empty()) {
-        askedPicture = options.screenshot;
         isOver = true;
     }
 }
@@ -297,7 +303,7 @@ void Game::perform(const ScriptStep& step)
         framesToWait = step.frames - 1;
         break;
     case ScriptStep::Screenshot:
-        askedPicture = step.text;
+        scriptPicture = step.text;
         break;
     }
 }
@@ -326,8 +332,7 @@ void Game::draw()
         keepLines([this] { console->update(); });
         console->render();
     }
-    if (!askedPicture.empty())
-        saveAskedPicture();
+    savePictures();
 }
 
 /// A full disk is no reason to end the game.
@@ -337,7 +342,8 @@ void Game::keepLines(const std::function<void()>& save)
         save();
     } catch (const zu::Exception& error) {
         zu::File::setFileSystemReadOnly(true);
-        output.print(std::string("the console's lines are not kept any more: ") + error.what());
+        output.print(std::string("the console's lines are not kept any more: ") +
+                     toLatin1(error.what()));
     }
 }
 
@@ -360,19 +366,21 @@ void Game::drawCaption()
     }
 }
 
-void Game::saveAskedPicture()
+void Game::savePictures()
 {
-    const std::string path = std::move(askedPicture);
-    askedPicture.clear();
-    if (!tellsOfPicture)
-        return display.savePicture(path); // the script's: failing is the end
-    tellsOfPicture = false;
-    try {
-        display.savePicture(path);
-        output.print("wrote " + toLatin1(path));
-    } catch (const SdlError& error) {
-        output.print(error.what());
+    for (const std::string& path : std::exchange(enteredPictures, {})) {
+        try {
+            display.savePicture(path);
+            output.print("wrote " + toLatin1(path));
+        } catch (const SdlError& error) {
+            output.print(toLatin1(error.what()));
+        }
     }
+    // What the program was run for: not to have it is a failure. Whoever quits early wants it too.
+    if (isOver && scriptPicture.empty())
+        scriptPicture = options.screenshot;
+    if (!scriptPicture.empty())
+        display.savePicture(std::exchange(scriptPicture, {}));
 }
 
 void Game::report(float seconds)
