@@ -342,9 +342,21 @@ TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
         return output->transcript().find("[build] done (8 bytes)\n2 errors\n") != std::string::npos;
     }));
 
-    enter("call build and never answered"); // what ends now does not wait for it
+    // Ending answers whoever asked for it, and waits for nobody.
+    bool isOver = false;
+    commands->add({"quit", "", "Ends.", [&](const CommandText&) { isOver = true; }});
+    enter("call build and never answered");
+    auto last = std::async([asking] {
+        return std::string(asking->sendRequest("quit", 0, nullptr, 0, nullptr, nullptr, 0).c_str());
+    });
+    EXPECT_TRUE(support::waitUntil([&] {
+        pipes->poll();
+        return isOver;
+    }));
     pipes->close();
     background = nullptr;
+    EXPECT_TRUE(last.wait_for(std::chrono::seconds(10)) == std::future_status::ready &&
+                last.get() == "ok");
     dm::deinitCommunicationManager("tool");
 }
 
