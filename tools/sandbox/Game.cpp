@@ -23,13 +23,13 @@ constexpr float kLongestFrameSeconds = 0.1f;
 constexpr int kWheelLines = 3;
 constexpr size_t kMaxPastedBytes = 4096;
 
-std::vector<ScriptStep> readScript(const std::string& path)
+std::vector<ScriptStep> readScript(const std::string& path, SDL_Scancode consoleKey)
 {
     if (path.empty())
         return {};
     const zu::BufferedMemoryFile file(path.c_str());
     try {
-        return parseScript({static_cast<const char*>(file.getData()), file.getSize()});
+        return parseScript({static_cast<const char*>(file.getData()), file.getSize()}, consoleKey);
     } catch (const ScriptError& error) {
         throw ScriptError(path + ", " + error.what());
     }
@@ -63,7 +63,7 @@ Game::Game(const Options& chosen)
     , commands(*console, output)
     , pipes(output, [this](const std::string& line) { return commands.runAndCapture(line); })
     , keys(chosen.consoleKey)
-    , script(readScript(chosen.script))
+    , script(readScript(chosen.script, chosen.consoleKey))
 {
     zu::setThreadName(zu::currentThreadId(), "game");
     background =
