@@ -141,6 +141,9 @@ void Game::greet()
                                " cannot be had, so no tool can watch.");
     if (options.pipePort && pipes.isOpen())
         output.print("Pipes are open on port " + std::to_string(pipes.getPort()) + ".");
+    if (options.files)
+        output.print("The file server " + toLatin1(options.files->toString()) +
+                     " is looked for; until it is there, files are this machine's.");
 }
 
 void Game::run()
