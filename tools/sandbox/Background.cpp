@@ -1,6 +1,7 @@
 #include "tools/sandbox/Background.h"
 
 #include <exception>
+#include <system_error>
 #include <utility>
 
 namespace sandbox {
@@ -45,12 +46,17 @@ bool Background::aside(Work work)
     if (asides.size() == kMaxAside)
         return false;
     Aside& aside = asides.emplace_back();
-    aside.thread = std::thread([this, &aside, work = std::move(work)] {
-        Finish finish = attempt(work);
-        const std::lock_guard finishing(mutex);
-        finished.push_back(std::move(finish));
-        aside.hasEnded = true;
-    });
+    try {
+        aside.thread = std::thread([this, &aside, work = std::move(work)] {
+            Finish finish = attempt(work);
+            const std::lock_guard finishing(mutex);
+            finished.push_back(std::move(finish));
+            aside.hasEnded = true;
+        });
+    } catch (const std::system_error&) {
+        asides.pop_back();
+        return false;
+    }
     return true;
 }
 

@@ -40,7 +40,8 @@ public:
 
     void inOrder(Work work);
 
-    /// On a thread of its own. False, and nothing is done, when kMaxAside are busy.
+    /// On a thread of its own. False, and nothing is done, when kMaxAside are busy or
+    /// there is no thread to be had.
     bool aside(Work work);
 
     /// Once per frame.

@@ -2,6 +2,8 @@
 
 #include "tools/sandbox/Variables.h"
 
+#include <algorithm>
+
 namespace sandbox {
 
 namespace {
@@ -52,8 +54,10 @@ CommandText parseCommand(std::string_view command)
         text = trim(text.substr(0, text.size() - 1));
     const size_t nameEnd = text.find_first_of(" \t\r\n\v\f(");
     parsed.name = toLower(text.substr(0, nameEnd));
-    text = nameEnd == std::string_view::npos ? std::string_view() : trim(text.substr(nameEnd));
-    if (text.size() >= 2 && text.front() == '(' && text.back() == ')')
+    text.remove_prefix(std::min(nameEnd, text.size()));
+    const bool isCall = text.size() >= 2 && text.front() == '(' && text.back() == ')';
+    text = trim(text);
+    if (isCall)
         text = trim(text.substr(1, text.size() - 2));
     parsed.rest = text;
     while (!text.empty())

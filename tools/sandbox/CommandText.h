@@ -11,6 +11,7 @@ namespace sandbox {
 ///     bind x toggle paused;   →  name "bind", rest "x toggle paused", words "x" "toggle" "paused"
 ///     write "a b.txt" done;   →  name "write", words "a b.txt" "done"
 ///     burst( 40 );            →  name "burst", words "40"
+///     echo (hi);              →  name "echo", words "(hi)": only right behind a name they go
 struct CommandText
 {
     std::string name; ///< in lower case; "" when there is no command

@@ -1,9 +1,43 @@
 #include "tools/sandbox/Commands.h"
 
+#include "tools/sandbox/Keys.h"
+
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 namespace sandbox {
+
+namespace {
+
+/// What is being typed, on both sides of the cursor.
+struct Typed
+{
+    std::string before;
+    std::string after;
+};
+
+// The window does not tell where its cursor is, but inserts there.
+Typed takeTyped(dm::ScrollingTextWindow& window)
+{
+    const std::string line(window.getText().view());
+    if (line.empty())
+        return {};
+    window.appendText("\x01");
+    const std::string_view marked = window.getText().view();
+    const auto cursor = std::mismatch(line.begin(), line.end(), marked.begin()).first;
+    return {std::string(line.begin(), cursor), std::string(cursor, line.end())};
+}
+
+void giveBack(dm::ScrollingTextWindow& window, const Typed& typed)
+{
+    window.setText(zu::InplaceString<256>(typed.after.data(), typed.after.size()));
+    if (!typed.after.empty())
+        window.appendInput(kKeyHome, 0, false, false, false);
+    window.appendText(zu::InplaceString<256>(typed.before.data(), typed.before.size()));
+}
+
+} // namespace
 
 Commands::Commands(dm::Console& owner, Output& words)
     : console(owner)
@@ -127,7 +161,7 @@ void Commands::expandLine(const Entry& entry)
 {
     std::vector<Entry> commands;
     dm::ScrollingTextWindow& window = *console.getScrollingTextWindow();
-    const zu::InplaceString<256> typed = window.getText();
+    const Typed typed = takeTyped(window);
     window.setText(zu::InplaceString<256>(entry.text.data(), entry.text.size()));
     expanded = &commands;
     try {
@@ -136,7 +170,7 @@ void Commands::expandLine(const Entry& entry)
         output.print(error.what());
     }
     expanded = nullptr;
-    window.setText(typed);
+    giveBack(window, typed);
     waiting.insert(waiting.begin(), commands.begin(), commands.end());
 }
 

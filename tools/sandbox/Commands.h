@@ -69,7 +69,7 @@ public:
     void executeCommand(const zu::InplaceString<128>& command) override;
 
     /// Runs a line as if it had been typed, but neither shows nor keeps it. What is being typed
-    /// stays.
+    /// stays, with its cursor.
     void runLine(const std::string& line);
 
     /// The same, and what was printed meanwhile.

@@ -16,8 +16,8 @@ std::string makeTemporaryFolder()
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::temp_directory_path(error) /
                                          ("dm-sandbox-" + std::to_string(std::random_device()()));
-    std::filesystem::create_directory(folder, error);
-    return error ? std::string() : folder.string();
+    const bool isOurs = std::filesystem::create_directory(folder, error); // so it is removed later
+    return isOurs ? folder.string() : std::string();
 }
 
 std::string userFolder()

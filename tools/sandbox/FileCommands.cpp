@@ -27,6 +27,15 @@ std::string readSome(const std::string& path, zu::u64 limit)
     return bytes;
 }
 
+/// A part of a script is not what somebody wanted to run.
+std::string readScript(const std::string& path)
+{
+    std::string text = readSome(path, kMaxScriptBytes + 1);
+    if (text.size() > kMaxScriptBytes)
+        throw CommandError('"' + path + "\" is larger than a file of commands may be, 1 MiB");
+    return text;
+}
+
 void writeAll(const std::string& path, const std::string& bytes)
 {
     zu::File file(path.c_str(), zu::File::Write);
@@ -77,7 +86,7 @@ std::string listFolder(const std::string& folder)
         }
     }
     if (count == 0 && !files.directoryExists(folder.c_str()))
-        throw CommandError("ls: there is no folder \"" + toLatin1(folder) + '"');
+        throw CommandError("there is no folder \"" + folder + '"');
     if (count > kMaxListed)
         text += "  and " + std::to_string(count - kMaxListed) + " more\n";
     return text + std::to_string(count) + (count == 1 ? " entry" : " entries");
@@ -87,7 +96,6 @@ std::string showFile(const std::string& path)
 {
     const std::string bytes = readSome(path, kMaxShownBytes + 1);
     std::string text = toLatin1(bytes.substr(0, kMaxShownBytes));
-    std::replace(text.begin(), text.end(), '\0', '?');
     text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
     if (bytes.size() > kMaxShownBytes)
         text += "\n(and more: only the first 64 KiB are shown)";
@@ -101,11 +109,23 @@ std::string pathOf(const CommandText& text)
     return toUtf8(text.words[0]);
 }
 
-/// What a file command does: work on some thread, whose text is printed.
-Background::Work printing(Output& output, std::function<std::string()> work)
+/// Paths are UTF-8 where they are used and in what is thrown because of them.
+std::string problemOf(const char* command, const std::exception& error)
 {
-    return [&output, work = std::move(work)]() -> Background::Finish {
-        return [&output, text = work()] { output.print(text); };
+    return std::string(command) + ": " + toLatin1(error.what());
+}
+
+/// What a file command does: work on some thread, whose text is printed.
+Background::Work printing(const char* command, Output& output, std::function<std::string()> work)
+{
+    return [command, &output, work = std::move(work)]() -> Background::Finish {
+        std::string text;
+        try {
+            text = work();
+        } catch (const std::exception& error) {
+            text = problemOf(command, error);
+        }
+        return [&output, text] { output.print(text); };
     };
 }
 
@@ -117,9 +137,9 @@ void exec(Commands& commands, Background& background, Output& output, const Comm
         auto lines = std::make_shared<std::vector<std::string>>();
         std::string problem;
         try {
-            *lines = commandLines(toLatin1(readSome(path, kMaxScriptBytes)));
+            *lines = commandLines(toLatin1(readScript(path)));
         } catch (const std::exception& error) {
-            problem = std::string("exec: ") + error.what();
+            problem = problemOf("exec", error);
         }
         return [&commands, &output, lines, problem] {
             if (!problem.empty())
@@ -138,18 +158,20 @@ void addFileCommands(Commands& commands, Background& background, Output& output)
                   [&](const CommandText& text) { exec(commands, background, output, text); }});
     commands.add({"ls", "[FOLDER]", "Lists a folder.", [&](const CommandText& text) {
                       const std::string folder = text.words.empty() ? "." : pathOf(text);
-                      background.inOrder(printing(output, [folder] { return listFolder(folder); }));
+                      background.inOrder(
+                          printing("ls", output, [folder] { return listFolder(folder); }));
                   }});
     commands.add({"cat", "FILE", "Prints a file.", [&](const CommandText& text) {
                       const std::string path = pathOf(text);
-                      background.inOrder(printing(output, [path] { return showFile(path); }));
+                      background.inOrder(
+                          printing("cat", output, [path] { return showFile(path); }));
                   }});
     commands.add({"write", "FILE TEXT",
                   "Writes a text into a file, with a line end. What was in the file is gone.",
                   [&](const CommandText& text) {
                       const std::string path = pathOf(text);
                       const std::string bytes = toUtf8(text.restFrom(1)) + '\n';
-                      background.inOrder(printing(output, [path, bytes] {
+                      background.inOrder(printing("write", output, [path, bytes] {
                           writeAll(path, bytes);
                           return "wrote " + std::to_string(bytes.size()) + " bytes";
                       }));
@@ -159,7 +181,7 @@ void addFileCommands(Commands& commands, Background& background, Output& output)
                   [&](const CommandText& text) {
                       const std::string path = pathOf(text);
                       const std::string bytes = toUtf8(output.transcript());
-                      background.inOrder(printing(output, [path, bytes] {
+                      background.inOrder(printing("dump", output, [path, bytes] {
                           writeAll(path, bytes);
                           return "wrote " + std::to_string(bytes.size()) + " bytes";
                       }));

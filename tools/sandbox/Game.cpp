@@ -9,7 +9,8 @@
 #include <zul/Timer.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
+#include <utility>
 
 namespace sandbox {
 
@@ -22,16 +23,27 @@ constexpr float kLongestFrameSeconds = 0.1f;
 constexpr int kWheelLines = 3;
 constexpr size_t kMaxPastedBytes = 4096;
 
-std::vector<ScriptStep> readScript(const std::string& path)
+std::vector<ScriptStep> readScript(const std::string& path, SDL_Scancode consoleKey)
 {
     if (path.empty())
         return {};
     const zu::BufferedMemoryFile file(path.c_str());
     try {
-        return parseScript({static_cast<const char*>(file.getData()), file.getSize()});
+        return parseScript({static_cast<const char*>(file.getData()), file.getSize()}, consoleKey);
     } catch (const ScriptError& error) {
         throw ScriptError(path + ", " + error.what());
     }
+}
+
+int sparksOf(const std::string& text)
+{
+    int count = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, count);
+    if (error != std::errc() || stop != end || count < 1 ||
+        count > static_cast<int>(Scene::kMaxSparks))
+        throw CommandError("give a number from 1 to " + std::to_string(Scene::kMaxSparks));
+    return count;
 }
 
 } // namespace
@@ -51,7 +63,7 @@ Game::Game(const Options& chosen)
     , commands(*console, output)
     , pipes(output, [this](const std::string& line) { return commands.runAndCapture(line); })
     , keys(chosen.consoleKey)
-    , script(readScript(chosen.script))
+    , script(readScript(chosen.script, chosen.consoleKey))
 {
     zu::setThreadName(zu::currentThreadId(), "game");
     background =
@@ -82,22 +94,17 @@ void Game::addCommands()
     addFileCommands(commands, *background, output);
     addPipeCommands(commands, pipes, *background, output);
     addProfileCommand(commands, output);
-    commands.add(
-        {"burst", "[COUNT]", "Sends sparks into the sky.",
-         [this](const CommandText& text) {
-             constexpr int kSparks = 150;
-             const int wanted = text.words.empty() ? kSparks : std::atoi(text.words[0].c_str());
-             if (wanted < 1 || wanted > static_cast<int>(Scene::kMaxSparks))
-                 throw CommandError("give a number from 1 to " + std::to_string(Scene::kMaxSparks));
-             scene.burst(wanted);
-         },
-         true});
+    commands.add({"burst", "[COUNT]", "Sends sparks into the sky.",
+                  [this](const CommandText& text) {
+                      constexpr int kSparks = 150;
+                      scene.burst(text.words.empty() ? kSparks : sparksOf(text.rest));
+                  },
+                  true});
     commands.add({"screenshot", "FILE", "Writes a picture, a PNG file, of the next frame.",
                   [this](const CommandText& text) {
                       if (text.words.empty())
                           throw CommandError("into which file?");
-                      askedPicture = toUtf8(text.words[0]);
-                      tellsOfPicture = true;
+                      enteredPictures.push_back(toUtf8(text.words[0]));
                   }});
     commands.add(
         {"quit", "", "Ends the game.", [this](const CommandText&) { isOver = true; }, false, true});
@@ -134,6 +141,9 @@ void Game::greet()
                                " cannot be had, so no tool can watch.");
     if (options.pipePort && pipes.isOpen())
         output.print("Pipes are open on port " + std::to_string(pipes.getPort()) + ".");
+    if (options.files)
+        output.print("The file server " + toLatin1(options.files->toString()) +
+                     " is looked for; until it is there, files are this machine's.");
 }
 
 void Game::run()
@@ -265,7 +275,6 @@ void Game::followScript()
     } else if (nextStep < script.size()) {
         perform(script[nextStep++]);
     } else if (options.isHeadless || !options.screenshot.empty()) {
-        askedPicture = options.screenshot;
         isOver = true;
     }
 }
@@ -297,7 +306,7 @@ void Game::perform(const ScriptStep& step)
         framesToWait = step.frames - 1;
         break;
     case ScriptStep::Screenshot:
-        askedPicture = step.text;
+        scriptPicture = step.text;
         break;
     }
 }
@@ -326,8 +335,7 @@ void Game::draw()
         keepLines([this] { console->update(); });
         console->render();
     }
-    if (!askedPicture.empty())
-        saveAskedPicture();
+    savePictures();
 }
 
 /// A full disk is no reason to end the game.
@@ -337,7 +345,8 @@ void Game::keepLines(const std::function<void()>& save)
         save();
     } catch (const zu::Exception& error) {
         zu::File::setFileSystemReadOnly(true);
-        output.print(std::string("the console's lines are not kept any more: ") + error.what());
+        output.print(std::string("the console's lines are not kept any more: ") +
+                     toLatin1(error.what()));
     }
 }
 
@@ -360,19 +369,21 @@ void Game::drawCaption()
     }
 }
 
-void Game::saveAskedPicture()
+void Game::savePictures()
 {
-    const std::string path = std::move(askedPicture);
-    askedPicture.clear();
-    if (!tellsOfPicture)
-        return display.savePicture(path); // the script's: failing is the end
-    tellsOfPicture = false;
-    try {
-        display.savePicture(path);
-        output.print("wrote " + toLatin1(path));
-    } catch (const SdlError& error) {
-        output.print(error.what());
+    for (const std::string& path : std::exchange(enteredPictures, {})) {
+        try {
+            display.savePicture(path);
+            output.print("wrote " + toLatin1(path));
+        } catch (const SdlError& error) {
+            output.print(toLatin1(error.what()));
+        }
     }
+    // What the program was run for: not to have it is a failure. Whoever quits early wants it too.
+    if (isOver && scriptPicture.empty())
+        scriptPicture = options.screenshot;
+    if (!scriptPicture.empty())
+        display.savePicture(std::exchange(scriptPicture, {}));
 }
 
 void Game::report(float seconds)

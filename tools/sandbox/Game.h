@@ -58,7 +58,7 @@ private:
     void draw();
     void keepLines(const std::function<void()>& save);
     void drawCaption();
-    void saveAskedPicture();
+    void savePictures();
     void report(float seconds);
 
     const Options options;
@@ -83,8 +83,9 @@ private:
     std::vector<ScriptStep> script;
     size_t nextStep = 0;
     int framesToWait = 0;
-    std::string askedPicture;    // to be saved when this frame is drawn
-    bool tellsOfPicture = false; // somebody entered screenshot
+    // To be saved when this frame is drawn:
+    std::string scriptPicture;
+    std::vector<std::string> enteredPictures; // somebody entered screenshot
     bool isOver = false;
     zu::u32 frame = 0;
     float frameSeconds = 0; // smoothed

@@ -25,7 +25,7 @@ constexpr KeyRow kActingKeys[] = {
     {SDLK_PAGEUP, 33},
     {SDLK_PAGEDOWN, 34},
     {SDLK_END, 35},
-    {SDLK_HOME, 36},
+    {SDLK_HOME, kKeyHome},
     {SDLK_LEFT, 37},
     {SDLK_UP, 38},
     {SDLK_RIGHT, 39},
@@ -48,6 +48,13 @@ int lookUp(const KeyRow (&rows)[N], SDL_Keycode key)
     const auto* const row = std::find_if(std::begin(rows), std::end(rows),
                                          [key](const KeyRow& one) { return one.key == key; });
     return row == std::end(rows) ? 0 : row->code;
+}
+
+/// Shortcuts with a letter: by its place where the layout has another alphabet.
+bool isLetter(const SDL_Keysym& key, SDL_Keycode letter, SDL_Scancode place)
+{
+    const bool isLatin = key.sym < 0x80;
+    return key.sym == letter || (!isLatin && key.scancode == place);
 }
 
 bool has(Uint16 modifiers, int wanted) { return (modifiers & wanted) != 0; }
@@ -93,9 +100,10 @@ std::vector<KeyAction> KeyReader::readKey(const SDL_KeyboardEvent& event)
         return {{KeyAction::Toggle, {kKeyConsole, 0, false, false, false}, false}};
     }
     const bool onlyControl = stroke.control && !stroke.alt;
-    if ((onlyControl && key.sym == SDLK_v) || (stroke.shift && key.sym == SDLK_INSERT))
+    if ((onlyControl && isLetter(key, SDLK_v, SDL_SCANCODE_V)) ||
+        (stroke.shift && key.sym == SDLK_INSERT))
         return {{KeyAction::Paste, {}, isRepeated}};
-    if (onlyControl && key.sym == SDLK_c)
+    if (onlyControl && isLetter(key, SDLK_c, SDL_SCANCODE_C))
         return {{KeyAction::Copy, {}, isRepeated}};
     if (stroke.alt && key.sym == SDLK_RETURN)
         return isRepeated ? std::vector<KeyAction>()

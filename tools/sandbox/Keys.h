@@ -16,6 +16,7 @@ inline constexpr int kKeyBackspace = 8;
 inline constexpr int kKeyTab = 9;
 inline constexpr int kKeyEnter = 13;
 inline constexpr int kKeyEscape = 27;
+inline constexpr int kKeyHome = 36;
 inline constexpr int kKeyConsole = 220;
 /// "A character from somewhere": text events do not tell their key.
 inline constexpr int kKeyText = 231;

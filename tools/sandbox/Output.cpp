@@ -4,13 +4,16 @@
 
 #include <dm/monitor.h>
 
+#include <algorithm>
+
 namespace sandbox {
 
 void Output::print(std::string_view text)
 {
     while (!text.empty() && text.back() == '\n')
         text.remove_suffix(1);
-    const std::string all = std::string(text) + '\n';
+    std::string all = std::string(text) + '\n';
+    std::replace(all.begin(), all.end(), '\0', '?'); // the console's own texts end there
     for (size_t at = 0; at < all.size();) {
         const size_t end = all.find('\n', at) + 1;
         const std::string line = all.substr(at, end - at);

@@ -12,7 +12,8 @@ namespace sandbox {
 
 /// Where the game's words go: to the console, to the tools that watch, and into a transcript.
 ///
-/// Texts are whole lines in Latin-1, with or without a line end; none is ever taken for a format.
+/// Texts are whole lines in Latin-1, with or without a line end; none is ever taken for a format. A
+/// zero byte is shown as '?'.
 ///
 /// Threads: any for print; the rest on the main thread.
 /// Ownership: the console is borrowed.

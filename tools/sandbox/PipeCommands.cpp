@@ -53,7 +53,6 @@ std::string call(dm::CommunicationPipe& pipe, const std::string& text)
     if (size > 0)
         shown += " (" + std::to_string(size) + " bytes)\n" +
                  toLatin1({data.data(), std::min(size, kMaxAnswerBytes)});
-    std::replace(shown.begin(), shown.end(), '\0', '?');
     return shown;
 }
 

@@ -4,9 +4,16 @@
 #include "tools/sandbox/Variables.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace sandbox {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLastAnswerTime(500);
+
+}
 
 Pipes::Pipes(Output& words, RunLine runner)
     : output(words)
@@ -42,6 +49,7 @@ bool Pipes::listen(int port)
         dm::deinitCommunicationManager(kManagerName);
         return false;
     }
+    runsLines = true;
     start(opened);
     manager->getPipe(kConsolePipe);
     return true;
@@ -62,15 +70,21 @@ void Pipes::start(dm::CommunicationPipeManager* opened)
     server = std::thread([this] { serve(); });
 }
 
+// Whoever asked for quit is told of it, but the game does not wait for a tool that does not read.
 void Pipes::close()
 {
     {
-        const std::lock_guard lock(mutex);
+        std::unique_lock lock(mutex);
+        if (isOver)
+            return;
+        changed.wait_for(lock, kLastAnswerTime, [this] { return !isResponding; });
         isOver = true;
     }
     changed.notify_all();
-    if (manager)
-        dm::closeCommunicationManager(kManagerName);
+    if (!manager)
+        return;
+    dm::flushCommunicationManager(kManagerName, static_cast<dm::uint32>(kLastAnswerTime.count()));
+    dm::closeCommunicationManager(kManagerName);
 }
 
 unsigned Pipes::getPort() const
@@ -110,6 +124,7 @@ void Pipes::poll()
             break; // its thread gave it up meanwhile
         questions.front()->answer = std::move(text);
         questions.front()->isAnswered = true;
+        isResponding = true;
         questions.pop_front();
         changed.notify_all();
     }
@@ -159,6 +174,8 @@ void Pipes::serve()
         lock.unlock();
         answer(*pipe);
         lock.lock();
+        isResponding = false;
+        changed.notify_all();
     }
 }
 
@@ -167,8 +184,9 @@ void Pipes::answer(dm::CommunicationPipe& pipe)
     const zu::InplaceString<128> text = pipe.receiveRequest(nullptr);
     if (text.empty())
         return; // it came over a connection that is gone
-    if (toLower(pipe.getName()) != kConsolePipe) {
-        pipe.respond("error: ask the pipe console", nullptr, 0);
+    if (!runsLines || toLower(pipe.getName()) != kConsolePipe) {
+        pipe.respond(runsLines ? "error: ask the pipe console" : "error: no lines are run here",
+                     nullptr, 0);
         return;
     }
     Question question;

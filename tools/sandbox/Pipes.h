@@ -1,7 +1,8 @@
 /// The game's end of its pipes: one that listens, or with --files the file server's client.
 ///
-/// On the pipe "console" a request is a line for the console, and the answer's data what that
-/// prints (UTF-8). Notifications of all pipes are printed as they come.
+/// Where it listens, which is this machine only unless ZUL_LISTEN_ADDRESS says otherwise, a request
+/// on the pipe "console" is a line for the console, and the answer's data what that prints (UTF-8).
+/// A file server does not get to run any. Notifications of all pipes are printed as they come.
 ///
 ///     dm call 127.0.0.1:3500 console "set speed 3" --out -
 ///
@@ -39,10 +40,10 @@ public:
 
     /// Port 0 picks one. False when it cannot be had.
     bool listen(int port);
-    /// As the client of somebody else.
+    /// As the client of somebody else, who can ask nothing.
     void connect(const std::string& host, int port);
-    /// The first half of ending: everybody who waits for an answer is woken. The second is for when
-    /// they have gone.
+    /// The first half of ending: an answer that is ready goes out, for a second at most, and
+    /// everybody who waits for one is woken. The second half is for when they have gone.
     void close();
     void end();
 
@@ -77,12 +78,14 @@ private:
     Output& output;
     const RunLine runLine;
     dm::CommunicationPipeManager* manager = nullptr; // the registry's
+    bool runsLines = false;                          // never changes once the server runs
 
     mutable std::mutex mutex; // guards what follows
     std::condition_variable changed;
     std::vector<dm::CommunicationPipe*> pipes;
     std::deque<dm::CommunicationPipe*> asked;
     std::deque<Question*> questions; // of the serving thread, which waits for them
+    bool isResponding = false;       // the line was run, the answer is not on its way yet
     bool isOver = false;
 
     std::thread server; // last: it uses the above

@@ -17,7 +17,7 @@ constexpr int kMaxWaitFrames = 100000;
     throw ScriptError("line " + std::to_string(line) + ": " + why);
 }
 
-SDL_Keysym parseKey(size_t line, std::string_view text)
+SDL_Keysym parseKey(size_t line, std::string_view text, SDL_Scancode consoleKey)
 {
     SDL_Keysym key{};
     int modifiers = KMOD_NONE;
@@ -40,11 +40,14 @@ SDL_Keysym parseKey(size_t line, std::string_view text)
         name = "Return";
     else if (toLower(name) == "esc")
         name = "Escape";
-    else if (toLower(name) == "console")
-        name = "`";
+    key.mod = static_cast<Uint16>(modifiers);
+    if (toLower(name) == "console") {
+        key.scancode = consoleKey;
+        key.sym = SDL_GetKeyFromScancode(consoleKey);
+        return key;
+    }
     key.sym = SDL_GetKeyFromName(name.c_str());
     key.scancode = SDL_GetScancodeFromKey(key.sym);
-    key.mod = static_cast<Uint16>(modifiers);
     if (key.sym == SDLK_UNKNOWN)
         refuse(line, "there is no key \"" + name + '"');
     return key;
@@ -60,7 +63,7 @@ int parseFrames(size_t line, std::string_view text)
     return frames;
 }
 
-ScriptStep parseStep(size_t line, std::string_view text)
+ScriptStep parseStep(size_t line, std::string_view text, SDL_Scancode consoleKey)
 {
     const size_t space = std::min(text.find(' '), text.size());
     const std::string verb(text.substr(0, space));
@@ -69,7 +72,7 @@ ScriptStep parseStep(size_t line, std::string_view text)
     step.text = rest;
     if (verb == "key" || verb == "press") {
         step.kind = ScriptStep::Key;
-        step.key = parseKey(line, rest);
+        step.key = parseKey(line, rest, consoleKey);
     } else if (verb == "wait") {
         step.kind = ScriptStep::Wait;
         step.frames = parseFrames(line, rest);
@@ -93,7 +96,7 @@ ScriptStep parseStep(size_t line, std::string_view text)
 
 } // namespace
 
-std::vector<ScriptStep> parseScript(std::string_view text)
+std::vector<ScriptStep> parseScript(std::string_view text, SDL_Scancode consoleKey)
 {
     std::vector<ScriptStep> steps;
     for (size_t number = 1; !text.empty(); ++number) {
@@ -104,7 +107,7 @@ std::vector<ScriptStep> parseScript(std::string_view text)
             line.remove_suffix(1);
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
         if (!line.empty() && line[0] != '#')
-            steps.push_back(parseStep(number, line));
+            steps.push_back(parseStep(number, line, consoleKey));
     }
     return steps;
 }

@@ -8,7 +8,8 @@
 ///     wait 30                frames
 ///     screenshot here.png
 ///
-/// Keys have SDL's names, and Enter, Esc and Console, which is the key left of 1.
+/// Keys have SDL's names, and Enter, Esc and Console, which is the console key, whatever the
+/// layout has there.
 #pragma once
 
 #include <SDL.h>
@@ -44,7 +45,8 @@ struct ScriptStep
 };
 
 /// Throws ScriptError.
-std::vector<ScriptStep> parseScript(std::string_view text);
+std::vector<ScriptStep> parseScript(std::string_view text,
+                                    SDL_Scancode consoleKey = SDL_SCANCODE_GRAVE);
 
 /// The events of typing a text, and of pressing a key, as the window system would send them.
 std::vector<SDL_Event> typingEvents(const std::string& utf8);

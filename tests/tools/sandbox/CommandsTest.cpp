@@ -162,6 +162,7 @@ TEST(CommandText, IsCutIntoNameRestAndWords)
     EXPECT_EQ(write.restFrom(2), "x;y");
     EXPECT_EQ(write.restFrom(3), "");
     EXPECT_EQ(parseCommand("burst( 40 );").words, (std::vector<std::string>{"40"}));
+    EXPECT_EQ(parseCommand("echo (a) and (b);").rest, "(a) and (b)");
     EXPECT_EQ(parseCommand("echo \"open;").words, (std::vector<std::string>{"\"open"}));
     EXPECT_EQ(parseCommand(";").name, "");
 }
@@ -232,8 +233,10 @@ TEST_F(ExecCommand, RunsLinesInOrderAndLeavesWhatIsTyped)
     EXPECT_EQ(enter("exec \"" + path("outer.cfg") + "\"; echo last"),
               "speed = 4\ninner\nbetween\n100%\nlast\n");
     console->setText("half a li");
+    console->deliverKeystroke(37, 0, false, false, false);
     commands->runLine("echo from a tool");
-    EXPECT_EQ(typed(), "half a li");
+    console->deliverKeystroke(231, '|', false, false, false);
+    EXPECT_EQ(typed(), "half a l|i") << "the cursor is where it was";
     EXPECT_EQ(enter("exec nowhere.cfg; echo on"),
               "exec: Cannot open the file \"nowhere.cfg\" for reading\non\n");
 }
@@ -282,8 +285,11 @@ TEST_F(FileCommands, WorkOnTheInstalledFileSystem)
     std::ifstream written(folder / "n\xC3\xB6te.txt");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "caf\xC3\xA9; 100%\n");
     EXPECT_NE(enter("ls \"" + folder.string() + '"').find("n\xF6te.txt"), std::string::npos);
-    EXPECT_NE(enter("ls /no/such").find("there is no folder"), std::string::npos);
-    EXPECT_NE(enter("write /no/such/file x").find("Cannot open"), std::string::npos);
+    EXPECT_EQ(enter("ls /no/such"), "ls: there is no folder \"/no/such\"\n");
+    EXPECT_EQ(enter("write /no/such/\xF6 x"),
+              "write: Cannot open the file \"/no/such/\xF6\" for writing\n");
+    write("bytes.bin", std::string("a\0b", 3));
+    EXPECT_EQ(enter("cat \"" + path("bytes.bin") + "\"; echo c"), "a?b\nc\n");
     enter("dump \"" + path("all.txt") + '"');
     std::ifstream dumped(path("all.txt"));
     std::ostringstream text;
@@ -336,9 +342,21 @@ TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
         return output->transcript().find("[build] done (8 bytes)\n2 errors\n") != std::string::npos;
     }));
 
-    enter("call build and never answered"); // what ends now does not wait for it
+    // Ending answers whoever asked for it, and waits for nobody.
+    bool isOver = false;
+    commands->add({"quit", "", "Ends.", [&](const CommandText&) { isOver = true; }});
+    enter("call build and never answered");
+    auto last = std::async([asking] {
+        return std::string(asking->sendRequest("quit", 0, nullptr, 0, nullptr, nullptr, 0).c_str());
+    });
+    EXPECT_TRUE(support::waitUntil([&] {
+        pipes->poll();
+        return isOver;
+    }));
     pipes->close();
     background = nullptr;
+    EXPECT_TRUE(last.wait_for(std::chrono::seconds(10)) == std::future_status::ready &&
+                last.get() == "ok");
     dm::deinitCommunicationManager("tool");
 }
 

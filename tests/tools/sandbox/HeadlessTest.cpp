@@ -112,6 +112,18 @@ TEST_F(Headless, DrawsTheConsoleIntoAPicture)
         << "the same picture each time";
 }
 
+TEST_F(Headless, MakesAllPicturesAlsoWhenSomebodyQuits)
+{
+    const std::string screenshots = "enter screenshot \"" + path("first.png") +
+                                    "\"; screenshot \"" + path("second.png") + "\"\n";
+    ASSERT_EQ(run("key Console\n" + screenshots + "enter quit\nwait 1000\n", "last.png",
+                  {"--size", "200x100", "--console-key", "F1"}),
+              0)
+        << errors;
+    for (const char* const name : {"first.png", "second.png", "last.png"})
+        EXPECT_NE(Image(path(name)).bytes, nullptr) << name;
+}
+
 TEST_F(Headless, ShowsTheCursorInSmallLetters)
 {
     ASSERT_EQ(run("key Console\n", "small.png", {"--size", "640x400"}), 0) << errors;

@@ -93,6 +93,8 @@ TEST(Keys, TypeByTheirTextAndActByThemselves)
     EXPECT_EQ(read({text("\xC3\xA9\xE2\x82\xAC%")}), "\xE9"); // an event is one character
     EXPECT_EQ(read({text("\xE2\x82\xAC")}), "?");
     EXPECT_EQ(read({pressed(SDLK_v, SDL_SCANCODE_V, KMOD_LCTRL), pressed(SDLK_c)}), "<paste>");
+    EXPECT_EQ(read({pressed(0x43C, SDL_SCANCODE_V, KMOD_LCTRL)}), "<paste>"); // Cyrillic
+    EXPECT_EQ(read({pressed(SDLK_k, SDL_SCANCODE_V, KMOD_LCTRL)}), "");       // another order
     EXPECT_EQ(read({pressed(SDLK_RETURN), repeated(pressed(SDLK_RETURN))}), "<13>");
     EXPECT_EQ(read({pressed(SDLK_RETURN, SDL_SCANCODE_RETURN, KMOD_LALT)}), "<full>");
     EXPECT_EQ(read({repeated(pressed(SDLK_LEFT))}), "<37>");
