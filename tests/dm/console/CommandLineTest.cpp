@@ -73,10 +73,10 @@ struct NaiveEditor
     void browse(int delta)
     {
         const int count = static_cast<int>(entered.size());
-        index += delta;
-        index = index >= count ? 0 : index < 0 ? count - 1 : index;
         if (count == 0)
             return;
+        index += delta;
+        index = index >= count ? 0 : index < 0 ? count - 1 : index;
         text = entered[static_cast<size_t>(count - 1 - index)];
         cursor = static_cast<int>(text.size());
     }
@@ -147,32 +147,25 @@ protected:
 
 TEST_F(KnownWordsTest, CompletesWhatStandsBeforeTheCursor)
 {
-    const struct
-    {
-        const char* before;
-        const char* presses;
-        const char* after;
-    } table[] = {
-        // Anywhere in the word, in alphabetical order, and round; nothing typed is in all of them.
-        {"e|", ">", "echo|"},
-        {"e|", ">>>", "setfov( | );"},
-        {"e|", ">>>>", "echo|"},
-        {"e|", "<<<", "echo|"},
-        {"e|", "><", "setfov( | );"},
-        {"rin|", ">>>", "print|"},
-        {"|", "<", "setfov( | );"},
-        {"z|", ">>", "z|"},
-        {"z|", "<<", "z|"},
-        // The word itself comes first, in its own letter case.
-        {"HELP|", "<", "help|"},
-        // The last ' ' or '>' at or before the cursor begins the word; what follows it is replaced.
-        {"give >he|", ">", "give >help|"},
-        {"A>b HE|", ">", "A>b help|"},
-        {"do ec|ho it", ">", "do ec|ho it"},
-        {"do |h", ">", "do echo|"},
-        {"do| rin", ">", "do echo|"},
-        {"d|o pri", ">", "d|o pri"},
-        {"r|in", ">", "print|"}};
+    // Words are proposed in alphabetical order, and round; one that stands there comes first. It
+    // begins behind the last ' ' or '>' at or before the cursor; what follows it is replaced.
+    const char* const table[][3] = {{"e|", ">", "echo|"},
+                                    {"e|", ">>>", "setfov( | );"},
+                                    {"e|", ">>>>", "echo|"},
+                                    {"e|", "<<<", "echo|"},
+                                    {"e|", "><", "setfov( | );"},
+                                    {"rin|", ">>>", "print|"},
+                                    {"|", "<", "setfov( | );"},
+                                    {"z|", ">>", "z|"},
+                                    {"z|", "<<", "z|"},
+                                    {"HELP|", "<", "help|"},
+                                    {"give >he|", ">", "give >help|"},
+                                    {"A>b HE|", ">", "A>b help|"},
+                                    {"do ec|ho it", ">", "do ec|ho it"},
+                                    {"do |h", ">", "do echo|"},
+                                    {"do| rin", ">", "do echo|"},
+                                    {"d|o pri", ">", "d|o pri"},
+                                    {"r|in", ">", "print|"}};
     for (const auto& [before, presses, after] : table)
         EXPECT_EQ(tab(before, presses), after) << before << ' ' << presses;
 }

@@ -74,11 +74,7 @@ TEST_F(Aliases, AreReplacedByTheirWords)
                                      {"a", "b a c"},
                                      {"b", "A;b"}})
         define(name, text);
-    const struct
-    {
-        const char* line;
-        const char* expanded;
-    } table[] = {
+    const char* const table[][2] = {
         {"other", "[other]"},
         {"QUIT", "[write][_][\"x y\"][_][all][;][;][leave]"},
         {"alias\tSAVE  x", "[alias][\t][write][_][\"x y\"][  ][x]"},
@@ -96,12 +92,8 @@ TEST_F(Aliases, AreRefusedWhenTheyUseThemselvesOrAnotherTwice)
 {
     for (const auto& [name, text] : {std::pair("b", "1"), {"c", "b"}, {"%", "%"}})
         define(name, text);
-    const struct
-    {
-        const char* name;
-        const char* text;
-        const char* again; // the word that the refusal names; null when it passes
-    } table[] = {
+    // With the word that the refusal names; null when it passes.
+    const char* const table[][3] = {
         {"x", "", nullptr}, {"x", "b; y", nullptr}, {"x", "X y", "x"}, {"x", "b;B", "b"},
         {"x", "c b", "b"},  {"B", "c", "b"},        {"y", "%;%", "%"}, {"%n", "100", nullptr},
     };
@@ -138,20 +130,19 @@ TEST_F(Aliases, AreExpandedWholeWhenValidAndNotForLongOtherwise)
 
 TEST(CommandSplit, EndsEachCommandWithItsSemicolon)
 {
-    const std::pair<const char*, const char*> table[] = {
-        {"", ""},
-        {"a;b;", "{a;}{b;}"},
-        {"  a ;\t b", "{a ;}{b;}"},
-        {"a;;b", "{a;}{;}{b;}"},
-        {"   ", ""},
-        {"a ; ", "{a ;}"},
-        {"echo \"a;b\";c", "{echo \"a;b\";}{c;}"},
-        {"\"a;\"", "{\"a;\";}"},
-        // Not split when the very first word says so.
-        {"alias x a;b", "{alias x a;b;}"},
-        {"BIND p god;fly;", "{BIND p god;fly;}"},
-        {" alias x a;b", "{alias x a;}{b;}"},
-        {"aliases;b", "{aliases;}{b;}"}};
+    // Not split when the very first word says so.
+    const char* const table[][2] = {{"", ""},
+                                    {"   ", ""},
+                                    {"a;b;", "{a;}{b;}"},
+                                    {"  a ;\t b", "{a ;}{b;}"},
+                                    {"a;;b", "{a;}{;}{b;}"},
+                                    {"a ; ", "{a ;}"},
+                                    {"\"a;b\";c", "{\"a;b\";}{c;}"},
+                                    {"\"a;\"", "{\"a;\";}"},
+                                    {"alias x a;b", "{alias x a;b;}"},
+                                    {"BIND p god;fly;", "{BIND p god;fly;}"},
+                                    {" alias x a;b", "{alias x a;}{b;}"},
+                                    {"aliases;b", "{aliases;}{b;}"}};
     for (const auto& [line, commands] : table) {
         dm::WordList words = cut(line);
         dm::endWithSemicolon(words);
@@ -161,13 +152,11 @@ TEST(CommandSplit, EndsEachCommandWithItsSemicolon)
             shown += "{" + std::string(command.view()) + "}";
         EXPECT_EQ(shown, commands) << line;
     }
-    for (const auto& [command, echo] : {std::pair("", ""),
-                                        {"%", "%"},
-                                        {"50% done;", "50% done;"},
-                                        {"%s%n;", "%s%n;"},
-                                        {"100%%;", "100%;"},
-                                        {"%%%", "%%"},
-                                        {"%%%%d", "%%d"}})
+    const char* const echoes[][2] = {
+        {"", ""},           {"%", "%"},          {"50% done;", "50% done;"},
+        {"%s%n;", "%s%n;"}, {"100%%;", "100%;"}, {"%%%", "%%"},
+        {"%%%%d", "%%d"}};
+    for (const auto& [command, echo] : echoes)
         EXPECT_EQ(dm::echoText(zu::String(command)), echo) << command;
 }
 

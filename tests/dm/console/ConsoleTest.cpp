@@ -2,6 +2,7 @@
 #include "support/WaitUntil.h"
 
 #include <functional>
+#include <tuple>
 
 using namespace support;
 
@@ -132,19 +133,13 @@ TEST_F(ConsoleTest, GivesKeysToWhomTheyBelong)
     press(keys::kEscape);
     for (const char* word : {"b1", "b2", "b3"})
         window->addKnownWord(word, false);
-    const struct
-    {
-        int key;
-        const char* with;
-        char character;
-        const char* line;
-    } steps[] = {{'B', "", 'b', "b"}, {9, "s", 0, "b"},       {'B', "", 'b', "bb"},
-                 {8, "", 0, "b"},     {9, "", 0, "b1"},       {16, "s", 0, "b1"},
-                 {9, "s", 0, "b3"},   {'X', "s", 'X', "b3X"}, {9, "", 0, "b1"},
-                 {8, "", 0, "b"},     {9, "", 0, "b1"},       {9, "", 0, "b2"}};
-    for (const auto& step : steps) {
-        press(step.key, step.with, step.character);
-        EXPECT_EQ(line(), step.line) << "after key " << step.key;
+    const std::tuple<int, const char*, char, const char*> steps[] = {
+        {'B', "", 'b', "b"}, {9, "s", 0, "b"},   {'B', "", 'b', "bb"}, {8, "", 0, "b"},
+        {9, "", 0, "b1"},    {16, "s", 0, "b1"}, {9, "s", 0, "b3"},    {'X', "s", 'X', "b3X"},
+        {9, "", 0, "b1"},    {8, "", 0, "b"},    {9, "", 0, "b1"},     {9, "", 0, "b2"}};
+    for (const auto& [key, with, character, expected] : steps) {
+        press(key, with, character);
+        EXPECT_EQ(line(), expected) << "after key " << key;
     }
 }
 

@@ -5,6 +5,7 @@
 #include "support/Sanitized.h"
 
 #include <cmath>
+#include <tuple>
 
 using namespace support;
 
@@ -20,12 +21,7 @@ TEST_F(Coloring, FollowsTheWords)
         window->addKnownWord(word, false);
 
     // P plain, Q quoted, N number, K known word, . other, A alias
-    const struct
-    {
-        std::string text;
-        std::string words;
-        std::string colors;
-    } cases[] = {
+    const std::string cases[][3] = {
         {"", "", ""},
         {"set x=0.5;", "[set][ ][x][=][0][.][5][;]", "APP.NNN."},
         {"SET x= 0.5", "[SET][ ][x][=][ ][0.5]", "APP.PN"},
@@ -42,7 +38,7 @@ TEST_F(Coloring, FollowsTheWords)
         {"\"abc", "[\"][abc]", ".P"},
         {"a_1\xc4\xe5\xf6 \xdc\xe8", "[a_1\xc4\xe5\xf6][ ][\xdc][\xe8]", "PP.."},
         {"God gods both", "[God][ ][gods][ ][both]", "KPPPA"},
-        {"\xe5L \xc5l", "[\xe5L][ ][\xc5l]", "KPP"}, // only ASCII letters have a case
+        {"\xe5L \xc5l", "[\xe5L][ ][\xc5l]", "KPP"},
         {"e fee e2 feed face", "[e][ ][fee][ ][e2][ ][feed][ ][face]", "NPNPNPPPP"},
     };
     for (const auto& [text, expectedWords, expectedColors] : cases) {
@@ -65,13 +61,7 @@ TEST_F(Coloring, FollowsTheWords)
 
 TEST(Tokenizer, ScannersMeasureWhatStandsAtAPlace)
 {
-    const struct
-    {
-        int (*scan)(const zu::String&, int);
-        const char* text;
-        int position;
-        int length;
-    } cases[] = {
+    const std::tuple<int (*)(const zu::String&, int), const char*, int, int> cases[] = {
         {dm::scanWhitespace, " \t a", 1, 2}, {dm::scanWhitespace, "a ", 0, -1},
         {dm::scanWhitespace, " ", 1, -1},    {dm::scanWhitespace, " ", -1, -1},
         {dm::scanIdentifier, "1a_;", 0, 3},  {dm::scanIdentifier, ";", 0, -1},
@@ -85,8 +75,8 @@ TEST(Tokenizer, ScannersMeasureWhatStandsAtAPlace)
         {dm::scanHex, "0x1", 9, -1},         {dm::scanQuoted, "\"\"", 0, 2},
         {dm::scanQuoted, "\"a\"b", 2, -1},   {dm::scanQuoted, "", 0, -1},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(c.scan(c.text, c.position), c.length) << c.text << " at " << c.position;
+    for (const auto& [scan, text, position, length] : cases)
+        EXPECT_EQ(scan(text, position), length) << text << " at " << position;
 }
 
 TEST(Tokenizer, TakesTimeInProportionToTheText)
@@ -116,21 +106,15 @@ Texts wrap(std::string_view line, size_t prefixLength, float width)
 TEST(LineWrap, BreaksBetweenWordsAndWordsThatAreTooWide)
 {
     const auto x = [](size_t length) { return std::string(length, 'x'); };
-    const struct
-    {
-        std::string line;
-        size_t prefix;
-        float width;
-        Texts rows;
-    } cases[] = {
+    const std::tuple<std::string, size_t, float, Texts> cases[] = {
         {"", 1, 1, {""}},
         {" ", 1, 1, {" "}},
         {"one two three", 0, 0.085f, {"one two ", "three"}},
-        {"one two three", 0, 0.075f, {"one two", " three"}}, // blanks begin a row too
+        {"one two three", 0, 0.075f, {"one two", " three"}},
         {"one two three", 1, 0.085f, {"one two", " three"}},
         {"abcdefghij x", 0, 0.045f, {"abcd", "efgh", "ij x"}},
         {"ab cdefghij", 0, 0.045f, {"ab ", "cdef", "ghij"}},
-        {"abcdefg", 0, 0.06f, {"abcdef", "g"}}, // as wide as the room in one sum, less in the other
+        {"abcdefg", 0, 0.06f, {"abcdef", "g"}},
         {"abc", 0, 0.01f, {"a", "b", "c"}},
         {"ab", 5, 0.02f, {"a", "b"}},
         {"ab", 1, -3, {"a", "b"}},
@@ -139,8 +123,8 @@ TEST(LineWrap, BreaksBetweenWordsAndWordsThatAreTooWide)
         {x(150), 1, 0.505f, {x(49), x(49), x(49), x(3)}},
         {x(100), 0, 1 - 0.003125f, {x(99), x(1)}},
         {x(100), 1, 1 - 2 * 0.05f - 0.003125f, {x(88), x(12)}}};
-    for (const auto& c : cases)
-        EXPECT_EQ(wrap(c.line, c.prefix, c.width), c.rows) << c.line << ", " << c.width;
+    for (const auto& [line, prefix, width, rows] : cases)
+        EXPECT_EQ(wrap(line, prefix, width), rows) << line << ", " << width;
 
     for (int thousandths = 0; thousandths < 300; ++thousandths) {
         for (size_t length = 1; length < 60; length += 2) {

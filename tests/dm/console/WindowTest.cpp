@@ -32,23 +32,17 @@ extern "C" void* malloc(size_t size)
 
 namespace {
 
-class Window : public ConsoleFixture
-{
-};
+using Window = ConsoleFixture;
 
 TEST_F(Window, HasAsManyLinesAsFit)
 {
-    const struct
-    {
-        float lineHeight;
-        float margin;
-        zu::u32 lines;
-    } cases[] = {{0.02f, 0.04f, 45}, {0.025f, 0.025f, 37}, {0.05f, 0, 19},  {0, 0, 0},
-                 {-1, 0, 0},         {NAN, 0, 0},          {0.7f, 0.4f, 0}, {1e-30f, 0, 10000}};
+    const float cases[][3] = {{0.02f, 0.04f, 45}, {0.025f, 0.025f, 37}, {0.05f, 0, 19},
+                              {0, 0, 0},          {-1, 0, 0},           {NAN, 0, 0},
+                              {0.7f, 0.4f, 0},    {1e-30f, 0, 10000}};
     for (const auto& [lineHeight, margin, lines] : cases) {
         shapes.lineHeight = lineHeight;
         dm::ScrollingTextWindow made(&shapes, margin);
-        EXPECT_EQ(Access::linesOnScreen(made), lines) << lineHeight << ", " << margin;
+        EXPECT_EQ(float(Access::linesOnScreen(made)), lines) << lineHeight << ", " << margin;
     }
 }
 
