@@ -1,18 +1,11 @@
-#include "fuzz/ConsoleKeys.h"
-
 #include "dm/console/KeyCodes.h"
+#include "fuzz/Console.h"
+#include "tests/support/RecordingShapes.h"
 
-#include <dm/console.h>
 #include <zul/File.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace fuzz {
 
@@ -20,64 +13,23 @@ namespace {
 
 namespace keys = dm::keys;
 
-constexpr int kKeys[] = {keys::kPageUp,
-                         keys::kPageDown,
-                         keys::kEnd,
-                         keys::kHome,
-                         keys::kLeft,
-                         keys::kUp,
-                         keys::kRight,
-                         keys::kDown,
-                         keys::kDelete,
-                         keys::kConsole,
-                         keys::kTab,
-                         keys::kEnter,
-                         0,
-                         -1,
-                         255};
+// clang-format off
+constexpr int kKeys[] = {keys::kPageUp, keys::kPageDown, keys::kEnd, keys::kHome, keys::kLeft,
+                         keys::kUp, keys::kRight, keys::kDown, keys::kDelete, keys::kConsole,
+                         keys::kTab, keys::kEnter, 0, -1, 255};
+// clang-format on
 constexpr std::uint8_t kFirstKey = 11;
 
 // What one script may cost: an alias can hold a thousand commands, and each command a thousand.
 constexpr int kMaxEvents = 500;
 constexpr int kMaxCommands = 2000;
 
-void require(bool holds)
+std::string takeUntil(std::string_view& text, const char* ends)
 {
-    if (!holds)
-        std::abort();
-}
-
-struct NobodySees : dm::ShapeEngineInterface
-{
-    void begin() override { texts.clear(); }
-    void setTextSize(float size) override { require(size == 0.02f); }
-    float getLineHeight() override { return lineHeight; }
-    m::Vector2Template<float> getTextExtent(const char* text) override
-    {
-        return {static_cast<float>(std::strlen(text)) * characterWidth, lineHeight};
-    }
-    void setColor(const g::Color&) override {}
-    void drawRectangle(const m::Vector2Template<float>&, const m::Vector2Template<float>&) override
-    {
-        ++rectangles;
-    }
-    void drawText(const m::Vector2Template<float>&, const char* text) override
-    {
-        texts.emplace_back(text);
-    }
-
-    float lineHeight = 0.02f;
-    float characterWidth = 0.01f;
-    std::vector<std::string> texts; // of the last frame
-    int rectangles = 0;
-};
-
-std::string_view takeWord(std::string_view& text)
-{
-    const size_t end = std::min(text.find_first_of(" ;"), text.size());
-    const std::string_view word = text.substr(0, end);
+    const size_t end = std::min(text.find_first_of(ends), text.size());
+    const std::string taken(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
-    return word;
+    return taken;
 }
 
 class Player : dm::IOInterface
@@ -87,6 +39,7 @@ public:
         : script(bytes)
     {
         console.setIOInterface(this);
+        shapes.onCall = [this] { console.print("."); }; // a drawing interface may
         console.deliverKeystroke(keys::kConsole, 0, false, false, false);
     }
 
@@ -107,19 +60,9 @@ public:
 private:
     std::uint8_t takeByte()
     {
-        if (script.empty())
-            return 0;
-        const auto byte = static_cast<std::uint8_t>(script.front());
-        script.remove_prefix(1);
+        const auto byte = static_cast<std::uint8_t>(script.empty() ? 0 : script.front());
+        script.remove_prefix(script.empty() ? 0 : 1);
         return byte;
-    }
-
-    zu::String takeLine()
-    {
-        const size_t end = std::min(script.find('\n'), script.size());
-        const zu::String line(script.data(), end);
-        script.remove_prefix(std::min(end + 1, script.size()));
-        return line;
     }
 
     float takeFloat()
@@ -132,66 +75,48 @@ private:
 
     void press(std::uint8_t byte)
     {
-        int key = byte < ' ' ? byte : 'A'; // what is typed is of no account then
-        char character = static_cast<char>(byte);
-        if (byte == '\n')
-            key = keys::kEnter;
-        if (byte >= kFirstKey && byte < kFirstKey + std::size(kKeys)) {
-            key = kKeys[byte - kFirstKey];
-            character = 0;
-        }
+        const bool types = byte < kFirstKey || byte >= kFirstKey + std::size(kKeys);
+        const int key = !types         ? kKeys[byte - kFirstKey]
+                        : byte == '\n' ? keys::kEnter
+                        : byte < ' '   ? byte
+                                       : 'A';
         const int with = std::exchange(modifiers, 0);
-        console.deliverKeystroke(key, character, with & 1, with & 2, with & 4);
+        console.deliverKeystroke(key, types ? static_cast<char>(byte) : '\0', with & 1, with & 2,
+                                 with & 4);
     }
 
     void actAsHost(std::uint8_t action)
     {
-        switch (action) {
-        case 28: {
+        if (action == 28) {
             const float width = takeFloat();
             window.setWindowSize({width, takeFloat()});
             window.setCommandLineWidth(takeFloat());
-            break;
-        }
-        case 29:
+        } else if (action == 29) {
             shapes.lineHeight = takeFloat();
             shapes.characterWidth = takeFloat();
             window.setWindowSize(window.getWindowSize()); // asks for the height
-            break;
-        case 30:
-            window.appendText(takeLine());
-            break;
-        default:
+        } else if (action == 30) {
+            window.appendText(takeUntil(script, "\n").c_str());
+        } else {
             window.scroll((takeByte() - 128) * (1 << takeByte() % 24));
             if (takeByte() % 4 == 0)
                 window.scrollBottom();
         }
     }
 
-    // What is kept from frame to frame must look like what is made anew.
+    // What is kept from frame to frame must look like what is made anew. Not so the command line,
+    // which goes on from how the last frame showed it.
     void render()
     {
-        drawFrame();
-        if (!console.isVisible() || script.size() % 4 != 0)
-            return;
-        const auto kept = rows();
-        window.setWindowSize(window.getWindowSize());
-        drawFrame();
-        require(rows() == kept);
-    }
-
-    void drawFrame()
-    {
-        shapes.rectangles = 0;
+        shapes.isRecording = console.isVisible() && script.size() % 4 == 0;
         console.render();
-        require(shapes.rectangles == (console.isVisible() ? 3 : 0));
-    }
-
-    // Without the command line: that goes on from how the last frame showed it.
-    std::vector<std::string> rows() const
-    {
-        constexpr int kCommandLineTexts = 3;
-        return {shapes.texts.begin() + kCommandLineTexts, shapes.texts.end()};
+        if (!shapes.isRecording)
+            return;
+        auto kept = shapes.rows();
+        window.setWindowSize(window.getWindowSize());
+        console.render();
+        kept[0] = shapes.rows().at(0);
+        require(shapes.rows() == kept);
     }
 
     void executeCommand(const zu::InplaceString<128>& command) override
@@ -200,17 +125,16 @@ private:
         if (++commands > kMaxCommands)
             return;
         std::string_view text = command.view();
-        const std::string_view verb = takeWord(text);
-        if (verb == "alias" || verb == "check")
-            define(text, verb == "check");
+        const std::string verb = takeUntil(text, " ;");
+        if (verb == "alias")
+            define(takeUntil(text, " ;").c_str(), std::string(text).c_str());
         else if (verb == "bind" && !text.empty())
             console.bind(static_cast<unsigned char>(text[0]), std::string(text.substr(1)).c_str());
         else if (verb == "word" || verb == "function")
-            window.addKnownWord(std::string(takeWord(text)).c_str(), verb == "function");
-        else if (verb == "forget" && text.empty())
-            window.removeAllKnownWords();
+            window.addKnownWord(takeUntil(text, " ;").c_str(), verb == "function");
         else if (verb == "forget")
-            window.removeKnownWord(std::string(takeWord(text)).c_str());
+            text.empty() ? window.removeAllKnownWords()
+                         : window.removeKnownWord(takeUntil(text, " ;").c_str());
         else if (verb == "run" && depth < 3)
             run(text);
         else if (verb == "clear")
@@ -221,21 +145,13 @@ private:
             console.print("%s\n%s", command.c_str(), std::string(text).c_str());
     }
 
-    void define(std::string_view text, bool check)
+    void define(const char* name, const char* text)
     {
-        const std::string_view word = takeWord(text);
-        zu::InplaceString<256> name(word.data(), word.size());
-        name.toLower();
-        const zu::InplaceString<256> meaning(text.data(), text.size());
-        dm::AliasMap& aliases = window.accessAliasesMap();
-        const dm::AliasMap before = check ? aliases : dm::AliasMap();
-        aliases[name] = meaning;
+        window.accessAliasesMap()[name] = text;
         try {
-            if (check)
-                window.checkAliasValidity(name, meaning);
-        } catch (const dm::ScrollingTextWindowException_IllegalAliasDefinition& error) {
-            aliases = before;
-            console.print("%s\n", error.getError());
+            window.checkAliasValidity(name, text);
+        } catch (const dm::ScrollingTextWindowException_IllegalAliasDefinition&) {
+            // Entered all the same: expanding it must come to an end.
         }
     }
 
@@ -251,7 +167,7 @@ private:
     int modifiers = 0;
     int commands = 0;
     int depth = 0;
-    NobodySees shapes;
+    support::RecordingShapes shapes;
     dm::Console console{&shapes, 0.02f};
     dm::ScrollingTextWindow& window = *console.getScrollingTextWindow();
 };

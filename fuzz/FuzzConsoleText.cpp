@@ -1,4 +1,4 @@
-#include "fuzz/ConsoleText.h"
+#include "fuzz/Console.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size)
 {

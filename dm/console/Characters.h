@@ -47,7 +47,6 @@ constexpr bool isOf(char character, int characterClasses)
 
 constexpr bool isWhitespace(char character) { return detail::isOf(character, detail::kWhitespace); }
 constexpr bool isDigit(char character) { return detail::isOf(character, detail::kDigit); }
-constexpr bool isLetter(char character) { return detail::isOf(character, detail::kLetter); }
 constexpr bool isIdentifierCharacter(char character)
 {
     return detail::isOf(character, detail::kLetter | detail::kDigit);

@@ -22,9 +22,6 @@ public:
     /// command there: null when there is none at all. Valid until the next add.
     const zu::String* browse(int delta);
 
-    /// 0 is the newest; -1 at rest.
-    int getIndex() const { return index; }
-
     /// What the cache file keeps. A store read from it brings its own limit and may hold anything:
     /// browse does not trust it.
     Store& accessStore() { return store; }
@@ -32,7 +29,7 @@ public:
 
 private:
     Store store{kMaxConsoleCommands};
-    int index = -1;
+    int index = -1; ///< 0 is the newest; -1 at rest
 };
 
 } // namespace dm

@@ -34,7 +34,6 @@ public:
     void remove(const char* word);
     void removeAll();
 
-    bool isEmpty() const { return words.empty(); }
     /// Letter case is ignored. Makes no string.
     bool contains(std::string_view word) const { return words.find(word) != words.end(); }
 

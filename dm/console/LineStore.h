@@ -79,7 +79,6 @@ public:
     }
 
     size_t size() const { return lines.size(); }
-    bool isEmpty() const { return lines.empty(); }
     zu::u32 getLimit() const { return maxLines; }
     /// How many lines were ever added.
     zu::u32 getCounter() const { return lineCounter; }

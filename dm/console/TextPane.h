@@ -29,7 +29,6 @@ public:
     void setArea(float width, u32 lines);
     /// The lines alone: the drawing interface's line height may change.
     void setLinesOnScreen(u32 lines) { linesOnScreen = lines; }
-    u32 getLinesOnScreen() const { return linesOnScreen; }
 
     /// Text behind the last line feed waits for the line feed of a later call. Returns how many
     /// rows came to the store.

@@ -264,7 +264,8 @@ public:
     void load();
 
     /// Draws a frame; a hidden window draws nothing. Unchanged lines cost no allocation. A frame
-    /// waits 0.3 ms at most for threads that print, and shows the lines of the last one then.
+    /// waits 0.3 ms for threads that print, and shows the lines of the last one then; only after
+    /// several such frames in a row it waits for as long as a thread prints.
     void renderVisibleText();
 
 private:
@@ -325,8 +326,9 @@ public:
     /// Null detaches.
     void setIOInterface(IOInterface* ioInterface);
 
-    /// Once per frame: saves the cache file when something changed, once a second at most. The
-    /// destructor does not: for the last second, call ScrollingTextWindow::save before.
+    /// Once per frame: saves the cache file when something changed, once a second at most; throws
+    /// as ScrollingTextWindow::save does. The destructor does not save: for the last second, call
+    /// that before.
     void update();
     void render();
 

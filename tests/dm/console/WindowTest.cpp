@@ -1,7 +1,9 @@
-#include "AllocationCounter.h"
-#include "WindowFixture.h"
+#include "ConsoleFixture.h"
 #include "dm/console/WindowLock.h"
+#include "support/RandomSeed.h"
 #include "support/Sanitized.h"
+
+#include <zul/FileStream.h>
 
 #include <atomic>
 #include <cmath>
@@ -9,41 +11,38 @@
 
 using namespace support;
 
+static thread_local unsigned long long s_allocations = 0;
+
+// Whatever takes memory, new and zu::allocateMemory too, comes here. A sanitizer brings its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define DM_HEAP_IS_THE_SANITIZERS
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define DM_HEAP_IS_THE_SANITIZERS
+#endif
+#endif
+#ifndef DM_HEAP_IS_THE_SANITIZERS
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* malloc(size_t size)
+{
+    ++s_allocations;
+    return __libc_malloc(size);
+}
+#endif
+
 namespace {
 
-class Window : public WindowFixture
-{
-};
+using Window = ConsoleFixture;
 
-TEST_F(Window, FillsTheScreenButForItsMargin)
+TEST_F(Window, HasAsManyLinesAsFit)
 {
-    EXPECT_EQ(window->getWindowPosition(), Vector2(0.0625f, 0.0625f));
-    EXPECT_EQ(window->getWindowSize(), Vector2(0.875f, 0.84375f));
-    EXPECT_EQ(window->getTextAreaSize(), Vector2(0.871875f, 0.84375f));
-    EXPECT_EQ(window->getCommandLinePosition(), Vector2(0.0625f, 0.90625f));
-    EXPECT_EQ(window->getCommandLineWidth(), 0.875f);
-
-    const struct
-    {
-        float lineHeight;
-        float margin;
-        zu::u32 lines;
-    } cases[] = {{0.02f, 0, 49},      {0.02f, 0.01f, 48},
-                 {0.02f, 0.02f, 47},  {0.02f, 0.04f, 45},
-                 {0.02f, 0.1f, 39},   {0.025f, 0.025f, 37},
-                 {0.025f, 0.05f, 35}, {0.05f, 0, 19},
-                 {0.1f, 0, 9},        {1.0f / 32, 1.0f / 16, 27},
-                 {0, 0, 0},           {-1, 0, 0},
-                 {NAN, 0, 0},         {0.7f, 0.4f, 0},
-                 {1e-30f, 0, 10000}};
-    for (const auto& c : cases) {
-        engine.lineHeight = c.lineHeight;
-        dm::ScrollingTextWindow made(&engine, c.margin);
-        EXPECT_EQ(Access::linesOnScreen(made), c.lines) << c.lineHeight << ", " << c.margin;
-        made.setVisibility(true);
-        made.print("a\nb\n");
-        made.scroll(1);
-        made.renderVisibleText();
+    const float cases[][3] = {{0.02f, 0.04f, 45}, {0.025f, 0.025f, 37}, {0.05f, 0, 19},
+                              {0, 0, 0},          {-1, 0, 0},           {NAN, 0, 0},
+                              {0.7f, 0.4f, 0},    {1e-30f, 0, 10000}};
+    for (const auto& [lineHeight, margin, lines] : cases) {
+        shapes.lineHeight = lineHeight;
+        dm::ScrollingTextWindow made(&shapes, margin);
+        EXPECT_EQ(float(Access::linesOnScreen(made)), lines) << lineHeight << ", " << margin;
     }
 }
 
@@ -51,16 +50,108 @@ TEST_F(Window, PrintsWhatFitsTheFormatBuffer)
 {
     const std::string longest(dm::kMaxConsolePrintLength - 1, 'x');
     window->print("%s%c\n", longest.c_str(), 'x'); // one too long
-    EXPECT_EQ(Access::lineCount(*window), 0u);
+    EXPECT_EQ(shown(), Texts());
     window->print("100%% %d", 5);
-    window->printWithPrefix(true, "%s\n", "%n");
-    EXPECT_EQ(Access::line(*window, 0), ">100% 5%n\n");
-    window->print("%s\n", longest.c_str());
-    EXPECT_EQ(Access::lineCount(*window), 49u); // 48 rows of 87
-    window->printString("");
+    window->printWithPrefix(true, "%s\n\n", "%n"); // the last call's prefix counts
+    EXPECT_EQ(shown(), Texts({">", ">100% 5%n"}));
+    console->print("%s\n", longest.c_str());
+    EXPECT_EQ(shown(2), Texts({std::string(5, 'x'), std::string(87, 'x')}));
     window->printString(nullptr);
+    window->print("gone");
+    window->clear();
+    window->print("x\r\n \n");
+    EXPECT_EQ(shown(), Texts({" ", "x\r"}));
     window->dumpToFile("dump.txt");
     EXPECT_TRUE(files.contents.empty());
+}
+
+// What is drawn, against a list of lines and the rules for the view.
+class NaiveWindow
+{
+public:
+    void print(const std::string& text)
+    {
+        lines.push_back(text);
+        if (lines.size() > maxLines)
+            lines.erase(lines.begin());
+        if (offset != 0 && offset != upmost())
+            offset = std::min(offset + 1, upmost());
+    }
+    int scroll(int by)
+    {
+        const int before = offset;
+        offset = std::clamp(offset + by, 0, upmost());
+        return offset - before;
+    }
+    int upmost() const { return std::max(0, static_cast<int>(lines.size()) - screen); }
+    Texts shown() const
+    {
+        Texts rows;
+        const int count = static_cast<int>(lines.size());
+        for (int k = offset; k < std::min(count, offset + screen); ++k)
+            rows.push_back(lines[static_cast<size_t>(count - k - 1)]);
+        return rows;
+    }
+
+    size_t maxLines = 0;
+    Texts lines; // oldest first
+    int screen = 0;
+    int offset = 0;
+};
+
+TEST_F(Window, ShowsWhatANaiveOneShows)
+{
+    std::mt19937 random(randomSeed());
+    for (const unsigned limit : {1u, 3u, 12u, 1000u}) {
+        {
+            zu::File file("./consolecache.bin", zu::File::Write);
+            zu::FileStream(file) << 0 << limit << 0 << 0 << 30u << 0;
+        }
+        restart();
+        NaiveWindow naive;
+        naive.maxLines = limit;
+        for (int step = 0; step < 5000 && !HasFailure(); ++step) {
+            const int size = static_cast<int>(random() % 10);
+            const bool rarely = random() % 10 == 0;
+            switch (step == 0 ? 5 : random() % 7) {
+            case 0:
+            case 1:
+                for (int i = 0; i < size; ++i) {
+                    naive.print("line " + std::to_string(step * 10 + i));
+                    window->print("%s\n", naive.lines.back().c_str());
+                }
+                break;
+            case 2:
+                EXPECT_EQ(window->scroll(size - 5), naive.scroll(size - 5));
+                break;
+            case 3:
+                press(rarely ? keys::kEnd : size % 2 == 0 ? keys::kUp : keys::kDown, "c");
+                naive.scroll(rarely ? -10'000 : size % 2 == 0 ? 1 : -1);
+                break;
+            case 4:
+                press(rarely          ? keys::kHome
+                      : size % 2 == 0 ? keys::kPageUp
+                                      : keys::kPageDown,
+                      rarely ? "c" : "");
+                naive.scroll(rarely ? 10'000 : (naive.screen - 1) * (size % 2 == 0 ? 1 : -1));
+                break;
+            case 5:
+                if (step == 0 || rarely) {
+                    window->setWindowSize({0.5f, static_cast<float>(size) / 32});
+                    naive.screen = size;
+                } else if (size == 0) {
+                    window->clear();
+                    naive.lines.clear(); // the view stays scrolled
+                } else if (size == 1) {
+                    window->scrollBottom();
+                    naive.offset = 0;
+                }
+                break;
+            default:
+                EXPECT_EQ(shown(), naive.shown()) << "step " << step;
+            }
+        }
+    }
 }
 
 // Run with a thread sanitizer to be worth anything.
@@ -68,7 +159,7 @@ TEST_F(Window, PrintsFromManyThreadsWhileOneDrawsAndSaves)
 {
     constexpr int kThreads = 4;
     constexpr int kLines = kSanitized ? 1000 : 10000;
-    engine.isRecording = false;
+    shapes.isRecording = false;
     std::atomic<int> running{kThreads};
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < kThreads; ++thread)
@@ -78,21 +169,27 @@ TEST_F(Window, PrintsFromManyThreadsWhileOneDrawsAndSaves)
             --running;
         });
     for (int frames = 0; running > 0; ++frames) {
-        window->renderVisibleText();
-        window->scroll(frames % 7 - 2);
+        console->render();
+        press(frames % 3 == 0 ? keys::kPageUp : keys::kDown, "c");
         if (frames % 16 == 0)
             window->save();
         if (frames % 32 == 0)
             window->setWindowSize({0.5f, 0.5f + static_cast<float>(frames % 3) / 8});
         if (frames % 64 == 0)
             window->clear();
+        if (frames % 64 == 32)
+            window->load();
+        if (frames % 64 == 48)
+            window->scrollBottom();
+        window->addToCommandStack("command");
     }
     threads.clear();
+    shapes.isRecording = true;
     window->clear();
     window->print("last\n");
     window->save();
     restart();
-    EXPECT_EQ(Access::line(*window, 0), "last\n");
+    EXPECT_EQ(shown(), Texts({"last"}));
 }
 
 TEST_F(Window, LetsNoFrameWaitForAThreadThatPrintsAndStops)
@@ -105,26 +202,25 @@ TEST_F(Window, LetsNoFrameWaitForAThreadThatPrintsAndStops)
             EXPECT_FALSE(WindowLock::DrawGuard(lock, WindowLock::Patience::OfAFrame).isHeld());
         }).join();
     }
-    const WindowLock::DrawGuard drawing(lock);
-    EXPECT_TRUE(drawing.isHeld());
+    EXPECT_TRUE(WindowLock::DrawGuard(lock).isHeld());
 }
 
 TEST_F(Window, NeedsNoMemoryOnceWarm)
 {
     if (kSanitized)
         GTEST_SKIP() << "the sanitizer's heap is not counted";
-    engine.isRecording = false;
+    shapes.isRecording = false;
     window->setText("a command that is being typed");
     const auto run = [this] {
-        const auto before = allocationsOfThisThread();
+        const auto before = s_allocations;
         for (int line = 0; line < 2000; ++line) {
             window->printWithPrefix(line % 2 == 0, "%5d a line = \"of\" 0x12 words; %s\n", line,
                                     "that is wrapped as it is so long that no row could hold it");
             window->scroll(line % 5 - 2);
-            window->renderVisibleText();
-            window->renderVisibleText();
+            console->render();
+            console->render();
         }
-        return allocationsOfThisThread() - before;
+        return s_allocations - before;
     };
     EXPECT_GT(run(), 0u); // counts
     EXPECT_EQ(run(), 0u);
