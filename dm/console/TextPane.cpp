@@ -64,11 +64,7 @@ void TextPane::keepView(u32 addedRows)
 
 int TextPane::moveTo(zu::s64 offset)
 {
-    const u32 upmost = getUpmostOffset();
-    // Lines may have gone, or the screen have grown, since the view came to where it is.
-    if (static_cast<u32>(scrollOffset) > upmost)
-        change.isNew = true;
-    const int target = static_cast<int>(std::clamp<zu::s64>(offset, 0, upmost));
+    const int target = static_cast<int>(std::clamp<zu::s64>(offset, 0, getUpmostOffset()));
     const int moved = target - std::exchange(scrollOffset, target);
     change.movedUp += moved;
     return moved;
