@@ -1,3 +1,4 @@
+#include "AllocationCounter.h"
 #include "ConsoleFixture.h"
 #include "dm/console/WindowLock.h"
 #include "support/RandomSeed.h"
@@ -10,25 +11,6 @@
 #include <thread>
 
 using namespace support;
-
-static thread_local unsigned long long s_allocations = 0;
-
-// Whatever takes memory, new and zu::allocateMemory too, comes here. A sanitizer brings its own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define DM_HEAP_IS_THE_SANITIZERS
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define DM_HEAP_IS_THE_SANITIZERS
-#endif
-#endif
-#ifndef DM_HEAP_IS_THE_SANITIZERS
-extern "C" void* __libc_malloc(size_t size);
-extern "C" void* malloc(size_t size)
-{
-    ++s_allocations;
-    return __libc_malloc(size);
-}
-#endif
 
 namespace {
 
@@ -214,7 +196,7 @@ TEST_F(Window, NeedsNoMemoryOnceWarm)
     shapes.isRecording = false;
     window->setText("a command that is being typed");
     const auto run = [this] {
-        const auto before = s_allocations;
+        const auto before = allocationsOfThisThread();
         for (int line = 0; line < 2000; ++line) {
             window->printWithPrefix(line % 2 == 0, "%5d a line = \"of\" 0x12 words; %s\n", line,
                                     "that is wrapped as it is so long that no row could hold it");
@@ -222,7 +204,7 @@ TEST_F(Window, NeedsNoMemoryOnceWarm)
             console->render();
             console->render();
         }
-        return s_allocations - before;
+        return allocationsOfThisThread() - before;
     };
     EXPECT_GT(run(), 0u); // counts
     EXPECT_EQ(run(), 0u);
