@@ -39,7 +39,10 @@ public:
         : script(bytes)
     {
         console.setIOInterface(this);
-        shapes.onCall = [this] { console.print("."); }; // a drawing interface may
+        // A drawing interface may print.
+        shapes.onCall = [this, call = 0]() mutable {
+            ++call % 64 != 0 ? void() : console.print(".");
+        };
         console.deliverKeystroke(keys::kConsole, 0, false, false, false);
     }
 
@@ -108,7 +111,7 @@ private:
     // which goes on from how the last frame showed it.
     void render()
     {
-        shapes.isRecording = console.isVisible() && script.size() % 4 == 0;
+        shapes.isRecording = console.isVisible() && script.size() % 8 == 0;
         console.render();
         if (!shapes.isRecording)
             return;

@@ -66,7 +66,7 @@ void ScrollingTextWindow::completeCommand(bool forward, bool restart)
 
 void ScrollingTextWindow::parseCommandLine(WordList& words, bool addToStack)
 {
-    const zu::InplaceString<128> line = parts->inputLine.getText();
+    const zu::InplaceString<128>& line = parts->inputLine.getText();
     if (line.empty())
         return;
     if (addToStack)

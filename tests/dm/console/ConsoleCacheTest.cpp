@@ -95,9 +95,10 @@ TEST_F(ConsoleCache, BringsItsOwnLimits)
     const auto write = [](int lineCount) {
         zu::File file("./consolecache.bin", zu::File::Write);
         zu::FileStream stream(file);
-        stream << 5 << 3u << lineCount << "d\n"
-               << "e\n"
-               << "c\n";
+        stream << 5 << 3u << lineCount;
+        for (const char* line : {"d\n", "e\n", "c\n"})
+            if (lineCount > 0)
+                stream << line;
         stream << 2 << 2u << 2 << "c"
                << "d";
     };

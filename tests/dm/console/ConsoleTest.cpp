@@ -118,6 +118,8 @@ TEST_F(ConsoleTest, GivesKeysToWhomTheyBelong)
     EXPECT_EQ(takeCommands(), Texts({"hidden;"}));
     console->unbind('h');
     EXPECT_EQ(console->getBindingsMap().size(), 3u);
+    console->unbind('g');
+    EXPECT_EQ(console->getBindingsMap().size(), 2u);
     console->unbind(0);
     EXPECT_TRUE(console->getBindingsMap().empty());
 
@@ -162,7 +164,6 @@ TEST_F(ConsoleTest, LetsCommandsUseTheConsole)
         } else if (command == "throw;") {
             throw zu::Exception("thrown");
         }
-        console->render();
         console->clear();
     };
     enter("nest;outer;detach;lost");

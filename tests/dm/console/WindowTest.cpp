@@ -107,16 +107,18 @@ TEST_F(Window, ShowsWhatANaiveOneShows)
                 EXPECT_EQ(window->scroll(size - 5), naive.scroll(size - 5));
                 break;
             case 3:
-                press(rarely ? keys::kEnd : size % 2 == 0 ? keys::kUp : keys::kDown, "c");
-                naive.scroll(rarely ? -10'000 : size % 2 == 0 ? 1 : -1);
+            case 4: {
+                const std::pair<int, int> moves[] = {{keys::kUp, 1},
+                                                     {keys::kDown, -1},
+                                                     {keys::kPageUp, naive.screen - 1},
+                                                     {keys::kPageDown, 1 - naive.screen},
+                                                     {keys::kHome, 10'000},
+                                                     {keys::kEnd, -10'000}};
+                const auto& [key, lines] = moves[rarely ? size / 2 % 2 + 4 : size % 4];
+                press(key, "c");
+                naive.scroll(lines);
                 break;
-            case 4:
-                press(rarely          ? keys::kHome
-                      : size % 2 == 0 ? keys::kPageUp
-                                      : keys::kPageDown,
-                      rarely ? "c" : "");
-                naive.scroll(rarely ? 10'000 : (naive.screen - 1) * (size % 2 == 0 ? 1 : -1));
-                break;
+            }
             case 5:
                 if (step == 0 || rarely) {
                     window->setWindowSize({0.5f, static_cast<float>(size) / 32});
