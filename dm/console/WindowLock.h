@@ -1,13 +1,10 @@
 /// The lock of a window: many threads print, one draws, and drawing does not stand in line.
 ///
 /// A plain mutex goes to whoever comes by when it is free, and threads that print without a pause
-/// always come by: a frame could wait for seconds. So the drawing thread says that it is waiting,
-/// and threads that are about to print let it go first. It does not sleep in the mutex's line,
-/// where those that came before it would be woken one after the other, but looks at the mutex until
-/// it is free: that is the time of one print.
-///
-/// Unless the system has taken the core from the thread that prints. For that a frame does not
-/// wait: it shows what the last one did.
+/// always come by: a frame could wait for seconds. So the threads that print take turns among
+/// themselves, and only the one whose turn it is competes with the thread that draws; when that one
+/// waits, it is next, and is handed the lock. A frame waits for one print at most, asleep, so that
+/// the system has a core for the thread that it waits for.
 ///
 /// A leaf of the lock order: nothing is called under it.
 #pragma once
@@ -15,7 +12,7 @@
 #include "dm/common/LockOrder.h"
 
 #include <atomic>
-#include <chrono>
+#include <cassert>
 
 namespace dm::console {
 
@@ -29,11 +26,18 @@ public:
         explicit PrintGuard(WindowLock& windowLock)
             : lock(windowLock)
         {
-            while (lock.drawingWaits.load(std::memory_order_acquire) != 0)
-                lock.drawingWaits.wait(1, std::memory_order_acquire);
-            lock.mutex.lock();
+            lock.printers.lock();
+            for (int seen = kFree; !lock.moveFrom(seen, kPrinting); seen = kFree)
+                lock.state.wait(seen, std::memory_order_relaxed);
         }
-        ~PrintGuard() { lock.mutex.unlock(); }
+        ~PrintGuard()
+        {
+            if (int seen = kPrinting; !lock.moveFrom(seen, kFree)) {
+                lock.state.store(kDrawing, std::memory_order_release);
+                lock.state.notify_all();
+            }
+            lock.printers.unlock();
+        }
         PrintGuard(const PrintGuard&) = delete;
         PrintGuard& operator=(const PrintGuard&) = delete;
 
@@ -41,65 +45,52 @@ public:
         WindowLock& lock;
     };
 
-    enum class Patience
-    {
-        Endless,
-        OfAFrame, ///< gives up after kFramePatience
-    };
-    static constexpr std::chrono::microseconds kFramePatience{300};
-
-    /// Held by the thread that draws, for everything that it does.
+    /// Held by the thread that draws, for everything that it does: one thread at a time.
     class DrawGuard
     {
     public:
-        explicit DrawGuard(WindowLock& windowLock, Patience patience = Patience::Endless)
+        explicit DrawGuard(WindowLock& windowLock)
             : lock(windowLock)
-            , held(lock.mutex.try_lock())
-            , hadToWait(!held)
         {
-            if (held)
+            for (int seen = kFree; !lock.moveFrom(seen, kDrawing); seen = kFree) {
+                assert(seen == kPrinting && "two threads use the window as if they drew it");
+                if (!lock.moveFrom(seen, kPrintingDrawingNext))
+                    continue; // it has become free
+                while ((seen = lock.state.load(std::memory_order_acquire)) != kDrawing)
+                    lock.state.wait(seen, std::memory_order_relaxed);
                 return;
-            lock.drawingWaits.store(1, std::memory_order_release);
-            lookAWhile();
-            if (held || patience == Patience::OfAFrame)
-                return;
-            lock.mutex.lock();
-            held = true;
+            }
         }
         ~DrawGuard()
         {
-            if (held)
-                lock.mutex.unlock();
-            if (!hadToWait)
-                return;
-            lock.drawingWaits.store(0, std::memory_order_release);
-            lock.drawingWaits.notify_all();
+            lock.state.store(kFree, std::memory_order_release);
+            lock.state.notify_all(); // one at most: the others wait for their turn to print
         }
         DrawGuard(const DrawGuard&) = delete;
         DrawGuard& operator=(const DrawGuard&) = delete;
 
-        /// Always, with endless patience.
-        bool isHeld() const { return held; }
-
     private:
-        // Does not yield: the core would go to a thread that prints, and whose turn it is then is
-        // the system's to say.
-        void lookAWhile()
-        {
-            const auto end = std::chrono::steady_clock::now() + kFramePatience;
-            do {
-                held = lock.mutex.try_lock();
-            } while (!held && std::chrono::steady_clock::now() < end);
-        }
-
         WindowLock& lock;
-        bool held;
-        const bool hadToWait;
     };
 
 private:
-    LeafMutex mutex;
-    std::atomic<int> drawingWaits{0};
+    enum : int
+    {
+        kFree,
+        kPrinting,
+        kPrintingDrawingNext, ///< goes to kDrawing
+        kDrawing,
+    };
+
+    /// Or tells what it is instead.
+    bool moveFrom(int& from, int to)
+    {
+        return state.compare_exchange_strong(from, to, std::memory_order_acq_rel,
+                                             std::memory_order_acquire);
+    }
+
+    LeafMutex printers; // whose turn it is among them
+    std::atomic<int> state{kFree};
 };
 
 } // namespace dm::console

@@ -72,7 +72,6 @@ struct ScrollingTextWindow::Parts
     size_t lineCount = 0;
     size_t scrollOffset = 0;
     u32 linesOnScreen = 0;
-    u32 missedFrames = 0; ///< in a row, that did not look because the lock was taken
 
     // Kept for their memory.
     zu::Vector<console::TextPane::Store::Line> copiedLines;

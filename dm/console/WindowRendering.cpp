@@ -65,16 +65,9 @@ void ScrollingTextWindow::Parts::renderCommandLine()
 // Brings the coloured lines up to date with the view.
 void ScrollingTextWindow::Parts::followView()
 {
-    using console::WindowLock;
-    constexpr u32 kMostMissedFrames = 8;
     console::FormattedLines::Range changed;
     {
-        const bool mayMiss = missedFrames < kMostMissedFrames;
-        const WindowLock::DrawGuard guard(lock, mayMiss ? WindowLock::Patience::OfAFrame
-                                                        : WindowLock::Patience::Endless);
-        missedFrames = guard.isHeld() ? 0 : missedFrames + 1;
-        if (!guard.isHeld())
-            return; // the lines of the last frame do for this one
+        const console::WindowLock::DrawGuard guard(lock);
         pane.setLinesOnScreen(linesOnScreen);
         lineCount = pane.getStore().size();
         scrollOffset = static_cast<size_t>(pane.getScrollOffset());

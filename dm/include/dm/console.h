@@ -263,9 +263,8 @@ public:
     /// Reads the cache file, if there is one. Throws as the constructor does.
     void load();
 
-    /// Draws a frame; a hidden window draws nothing. Unchanged lines cost no allocation. A frame
-    /// waits 0.3 ms for threads that print, and shows the lines of the last one then; only after
-    /// several such frames in a row it waits for as long as a thread prints.
+    /// Draws a frame; a hidden window draws nothing. Unchanged lines cost no allocation. Waits for
+    /// one print of another thread at most.
     void renderVisibleText();
 
 private:

@@ -176,17 +176,30 @@ TEST_F(Window, PrintsFromManyThreadsWhileOneDrawsAndSaves)
     EXPECT_EQ(shown(), Texts({"last"}));
 }
 
-TEST_F(Window, LetsNoFrameWaitForAThreadThatPrintsAndStops)
+TEST_F(Window, LetsFramesInBetweenThreadsThatPrintWithoutAPause)
 {
     using dm::console::WindowLock;
+    constexpr int kFrames = 2000;
     WindowLock lock;
-    {
-        const WindowLock::PrintGuard printing(lock);
-        std::jthread([&] {
-            EXPECT_FALSE(WindowLock::DrawGuard(lock, WindowLock::Patience::OfAFrame).isHeld());
-        }).join();
+    std::atomic<bool> isOver{false};
+    std::atomic<int> prints{0};
+    int entries = 0; // under lock
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            while (!isOver) {
+                const WindowLock::PrintGuard printing(lock);
+                ++entries;
+                ++prints;
+            }
+        });
+    for (int frame = 0; frame < kFrames; ++frame) {
+        const WindowLock::DrawGuard drawing(lock);
+        ++entries;
     }
-    EXPECT_TRUE(WindowLock::DrawGuard(lock).isHeld());
+    isOver = true;
+    threads.clear();
+    EXPECT_EQ(entries, kFrames + prints);
 }
 
 TEST_F(Window, NeedsNoMemoryOnceWarm)
