@@ -5,6 +5,29 @@ if(UNIX)
     set(ZUL_PLATFORM_LIBRARIES "")
     # What is installed finds the libraries beside it, under whatever prefix.
     set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    set(DM_PACKAGE_GENERATOR DEB)
 else()
     message(FATAL_ERROR "zul has no port for ${CMAKE_SYSTEM_NAME} yet: see zul/README.md")
 endif()
+
+# dm_limit_exports(TARGET NAMESPACE...): of what a shared library could export, it exports what is
+# in these namespaces. Hidden visibility cannot do that alone: the standard library's headers give
+# its templates default visibility, and what we instantiate of them would be taken for ours, by the
+# linker in place of a program's own.
+#
+# So nothing of std may be shared between a library and its callers by its address: a std::atomic
+# in a public header, waited for here and notified there, would never wake up.
+function(dm_limit_exports target)
+    set(patterns)
+    foreach(namespace ${ARGN})
+        # A space must be a wildcard, because quotes would make the others ordinary characters.
+        string(APPEND patterns "${namespace}::*; *?for?${namespace}::*; *?to?${namespace}::*; ")
+    endforeach()
+    string(TOUPPER ${target} node)
+    set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+    # Versioned, so that one process may hold two major versions.
+    file(CONFIGURE OUTPUT ${script} @ONLY CONTENT
+        "${node}_${PROJECT_VERSION_MAJOR} { global: extern \"C++\" { ${patterns}}; local: *; };\n")
+    target_link_options(${target} PRIVATE LINKER:--version-script=${script})
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+endfunction()

@@ -34,7 +34,7 @@ u32 countLines(float height, float lineHeight);
 
 } // namespace console
 
-struct ScrollingTextWindow::Parts
+struct DM_NO_EXPORT ScrollingTextWindow::Parts
 {
     explicit Parts(ShapeEngineInterface* engine)
         : shapeEngine(engine)

@@ -15,7 +15,7 @@
 
 namespace net {
 
-struct Socket::State
+struct ZUL_NO_EXPORT Socket::State
 {
     using Clock = std::chrono::steady_clock;
 
