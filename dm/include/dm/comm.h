@@ -26,6 +26,11 @@
 /// Threads: every function may be called from any thread, except that the callbacks below run on
 /// the manager's own thread, and nothing that waits (sendRequest, respond, deinit...) may be
 /// called there: the thread would wait for itself.
+/// Ownership: managers are the library's, from init to deinit; pipes are their manager's.
+/// Errors: a connection that is not there, or is lost, is no error: what waits goes on waiting, and
+/// what does not gives "", null or false. getConnectionStatus tells why there is none.
+/// Order: on one pipe requests arrive in the order in which they were sent, and so do
+/// notifications; the two may overtake each other, and so may different pipes.
 #pragma once
 
 #include <dm/export.h>
