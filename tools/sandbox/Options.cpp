@@ -1,6 +1,10 @@
 #include "tools/sandbox/Options.h"
 
+#include "tools/dm/Completion.h"
 #include "tools/dm/ExitCode.h"
+#include "tools/dm/Files.h"
+#include "tools/dm/ManPage.h"
+#include "tools/dm/Version.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -108,6 +112,26 @@ void addConsoleOptions(CLI::App& app, Options& options, Given& given)
         ->type_name("KEY");
 }
 
+void print(const std::string& text) { tool::writeOutput(text.data(), text.size()); }
+
+// For the build, which writes down what is installed beside the program. They end it like --help.
+void addDocumentOptions(CLI::App& app)
+{
+    app.add_option_function<std::string>("--man",
+                                         [&app](const std::string& folder) {
+                                             const auto self = tool::describeCommand(app);
+                                             tool::writeManPages(self, folder);
+                                             throw CLI::Success();
+                                         })
+        ->group("");
+    app.add_option_function<std::string>("--completion",
+                                         [&app](const std::string& shell) {
+                                             print(toCompletion(tool::describeCommand(app), shell));
+                                             throw CLI::Success();
+                                         })
+        ->group("");
+}
+
 void complete(Options& options, const Given& given)
 {
     if (!given.size.empty())
@@ -128,16 +152,19 @@ void complete(Options& options, const Given& given)
 
 } // namespace
 
-std::optional<Options> parseOptions(int argc, char** argv, int& exitCode)
+std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit, int& exitCode)
 {
     CLI::App app{"A small scene behind the developer console.", "sandbox"};
-    app.set_version_flag("--version", "dm sandbox " DM_VERSION);
+    app.set_help_flag("-h,--help", "Prints this help and ends");
+    app.set_version_flag("--version", tool::describeVersion("dm sandbox", commit),
+                         "Prints the version and ends");
     app.footer(kFooter);
     Options options;
     Given given;
     addPictureOptions(app, options, given);
     addLinkOptions(app, given);
     addConsoleOptions(app, options, given);
+    addDocumentOptions(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
