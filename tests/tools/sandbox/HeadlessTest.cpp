@@ -5,6 +5,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_STATIC
@@ -165,6 +166,28 @@ TEST_F(Headless, MistakesAreToldAndEndTheGame)
     EXPECT_EQ(run("key Home\n", "x.png", {"--size", "800"}), 2);
     EXPECT_EQ(run("key Home\n", "x.png", {"--files", "here:1", "--pipe-port", "0"}), 2);
     EXPECT_FALSE(std::filesystem::exists(path("x.png")));
+}
+
+TEST(SandboxDocuments, NameTheOptionsThatTheHelpNames)
+{
+    const auto print = [](std::vector<std::string> words) {
+        words.insert(words.begin(), DM_SANDBOX_PATH);
+        return ChildProcess(words).readRest();
+    };
+    EXPECT_EQ(print({"--version"}).rfind("dm sandbox ", 0), 0u);
+    const std::string completion = print({"--completion", "bash"});
+    std::istringstream lines(print({"--help"}));
+    int options = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const size_t name = line.find("--");
+        if (name == std::string::npos || line.compare(0, 3, "  -") != 0)
+            continue;
+        ++options;
+        EXPECT_NE(completion.find(line.substr(name, line.find(' ', name) - name)),
+                  std::string::npos)
+            << line;
+    }
+    EXPECT_GE(options, 10);
 }
 
 } // namespace
