@@ -249,7 +249,7 @@ TEST_F(WatchTool, CountsTheLinesThatATerminalDidNotTake)
     ChildProcess terminal({"script", "-qefc",
                            std::string(DM_TOOL_PATH) + " watch " + address + " --stats --channel 3",
                            "/dev/null"},
-                          {{"TERM", "xterm"}});
+                          {{"TERM", "xterm"}, {"NO_COLOR", "1"}});
     await(terminal, "Engine Statistics");
     const size_t printed = support::kSanitized ? 30000 : 1000000;
     const Counted counted(overwhelm(terminal, printed));

@@ -174,9 +174,12 @@ void addCallCommand(CLI::App& app, Action& action)
         command->add_option("--value", options->value, "A number handed over with the text");
     addHubOptions(*command, options->session, "The member that the hub hands the request to");
     command->get_option("--member")->excludes(value);
-    command->add_option("--data", options->dataPath, "Sends the bytes of this file, - for stdin");
-    command->add_option("--out", options->outPath,
-                        "Writes the answer's data to this file, - for stdout");
+    command->add_option("--data", options->dataPath, "Sends the bytes of this file, - for stdin")
+        ->type_name("FILE");
+    command
+        ->add_option("--out", options->outPath,
+                     "Writes the answer's data to this file, - for stdout")
+        ->type_name("FILE");
     addFormatOption(*command, options->format);
     addProgressOption(*command, options->session.progress);
     command->footer(

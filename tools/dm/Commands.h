@@ -3,6 +3,7 @@
 #include "tools/dm/ExitCode.h"
 
 #include <functional>
+#include <string>
 
 namespace CLI {
 class App;
@@ -21,7 +22,12 @@ void addHubCommand(CLI::App& app, Action& action);
 void addServeCommand(CLI::App& app, Action& action);
 void addRunCommand(CLI::App& app, Action& action);
 void addFsCommand(CLI::App& app, Action& action);
-void addPipesCommand(CLI::App& app, Action& action);
+void addPipesCommand(CLI::App& app, Action& action, const std::string& commit);
 void addWatchCommand(CLI::App& app, Action& action);
+void addCompletionCommand(CLI::App& app, Action& action);
+void addManCommand(CLI::App& app, Action& action); ///< hidden: the build writes the pages with it
+
+/// Adds --version, which prints this, to the command and to all below it.
+void addVersionFlags(CLI::App& command, const std::string& version);
 
 } // namespace tool

@@ -26,6 +26,7 @@ void addTimeoutOption(CLI::App& command, SessionOptions& options)
             [&options](const std::string& text) { options.timeout = parseDuration(text); },
             "Gives up when nothing happened for so long: no connection\n"
             "and no byte moving")
+        ->type_name("TIME")
         ->default_str("5s");
 }
 

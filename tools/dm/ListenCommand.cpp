@@ -192,15 +192,19 @@ void addListenCommand(CLI::App& app, Action& action)
                      "The port to listen on, 0 for any free one; left out with --hub")
         ->required();
     command->add_option("PIPE", words->second, "The pipe's name, with --hub the only word");
-    command->add_option_function<std::string>(
-        "--hub", [options](const std::string& text) { options->hub = parseAddress(text); },
-        "HOST:PORT of a hub: joins it as a member and serves the pipe there;\n"
-        "waits for it when it is not there, also later");
+    command
+        ->add_option_function<std::string>(
+            "--hub", [options](const std::string& text) { options->hub = parseAddress(text); },
+            "HOST:PORT of a hub: joins it as a member and serves the pipe there;\n"
+            "waits for it when it is not there, also later")
+        ->type_name("HOST:PORT");
     CLI::Option_group* const answers = command->add_option_group("Answer");
     answers->require_option(0, 1);
     answers->add_option("--answer", options->answers.text, "Answers with this text");
-    answers->add_option("--answer-file", options->answers.filePath,
-                        "Answers \"ok\" with this file's bytes, read anew each time");
+    answers
+        ->add_option("--answer-file", options->answers.filePath,
+                     "Answers \"ok\" with this file's bytes, read anew each time")
+        ->type_name("FILE");
     answers->add_option("--exec", options->answers.commandLine,
                         "Runs this command for each request: it gets DM_REQUEST_TEXT,\n"
                         "DM_REQUEST_VALUE and DM_PIPE in its environment and the data on its\n"

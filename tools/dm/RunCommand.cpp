@@ -268,12 +268,14 @@ void addRunCommand(CLI::App& app, Action& action)
             "--connect",
             [options](const std::string& text) { options->address = parseAddress(text); },
             "HOST:PORT of the hub or program")
+        ->type_name("HOST:PORT")
         ->required();
     command
         ->add_option_function<std::string>(
             "--timeout",
             [options](const std::string& text) { options->timeout = parseDuration(text); },
             "Gives up when the whole run takes longer")
+        ->type_name("TIME")
         ->default_str("none");
     command->footer(
         "A script has one job a line; they run in order, each when the one before is over:\n"

@@ -71,6 +71,14 @@ std::string escapeControls(std::string_view text) { return escape(text, ""); }
 
 std::string escapeForTerminal(std::string_view text) { return escape(text, "\n\t"); }
 
+std::string joinWords(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
 std::string toBase64(const void* data, size_t size)
 {
     constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

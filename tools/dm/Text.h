@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tool {
 
@@ -27,6 +28,9 @@ size_t utf8Length(std::string_view text, size_t at);
 /// Whether the character there is one of U+0080 to U+009F, which terminals obey like escape
 /// sequences.
 bool isUtf8Control(std::string_view text, size_t at);
+
+/// With a blank between them.
+std::string joinWords(const std::vector<std::string>& words);
 
 /// Standard base64 with padding.
 std::string toBase64(const void* data, size_t size);

@@ -1,3 +1,4 @@
+#include "tools/dm/Color.h"
 #include "tools/dm/Commands.h"
 #include "tools/dm/CommonOptions.h"
 #include "tools/dm/Text.h"
@@ -348,6 +349,8 @@ void takeWords(WatchWords& words, bool hasWeb, WatchOptions& options)
     options.view.showsLines = !options.webPort;
     options.view.isRedrawn = options.view.showsValues && options.view.format == Format::Text &&
                              zu::isTerminal(zu::StandardStream::Output);
+    options.view.isColored =
+        options.view.format == Format::Text && hasColors(zu::StandardStream::Output);
 }
 
 // Standard streams are taken by the lines that are shown.

@@ -91,7 +91,7 @@ void WatchScreen::takeOne(const MonitorEvent& event)
     const Stream stream = isText && isNotice(event) ? Stream::Error : Stream::Output;
     std::string line = !isText           ? watchJson(event)
                        : isNotice(event) ? watchNotice(event, address, !wasConnected)
-                                         : watchText(event);
+                                         : watchText(event, view.isColored);
     wasConnected = wasConnected || event.kind == Kind::Connected;
     if (line.empty())
         return;
@@ -123,7 +123,7 @@ std::string WatchScreen::gapBefore(const MonitorEvent& next) const
     gap.time = next.time;
     gap.wallClock = next.wallClock;
     gap.lostLines = droppedLines;
-    return view.format == Format::Json ? watchJson(gap) : watchText(gap);
+    return view.format == Format::Json ? watchJson(gap) : watchText(gap, view.isColored);
 }
 
 void WatchScreen::print(const MonitorEvent& event, std::string line, LineWriter::Stream stream)

@@ -15,9 +15,10 @@ namespace tool {
 struct WatchView
 {
     Format format = Format::Text;
-    bool showsLines = true;     ///< text
-    bool showsValues = false;   ///< in-place values
-    bool isRedrawn = false;     ///< values are a table that stays below the text: a terminal's
+    bool showsLines = true;   ///< text
+    bool showsValues = false; ///< in-place values
+    bool isRedrawn = false;   ///< values are a table that stays below the text: a terminal's
+    bool isColored = false;
     monitor::LineFilter filter; ///< of text
 };
 

@@ -1,11 +1,13 @@
 #include "tools/dm/WatchText.h"
 
+#include "tools/dm/Color.h"
 #include "tools/dm/CommonOptions.h"
 #include "tools/dm/Text.h"
 
 #include <dm/monitor.h>
 
 #include <cstdio>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace tool {
@@ -50,6 +52,13 @@ std::string timeOf(const MonitorEvent& event)
     return std::string(text, static_cast<std::size_t>(length));
 }
 
+Color colorOf(int channel)
+{
+    constexpr Color kColors[] = {Color::None, Color::Cyan, Color::Green, Color::Magenta,
+                                 Color::Blue};
+    return kColors[static_cast<unsigned>(channel) % std::size(kColors)];
+}
+
 std::string inBrackets(const std::string& reason)
 {
     return reason.empty() ? "" : " (" + escapeControls(reason) + ")";
@@ -70,17 +79,20 @@ bool isNotice(const MonitorEvent& event)
     return event.kind != Kind::Text && event.kind != Kind::Value && event.kind != Kind::LostLines;
 }
 
-std::string watchText(const MonitorEvent& event)
+std::string watchText(const MonitorEvent& event, bool isColored)
 {
     std::string line = timeOf(event);
     if (event.kind == Kind::Text) {
-        line += "[" + std::to_string(event.channel) + "] " + escapeControls(event.text);
+        line +=
+            inColor("[" + std::to_string(event.channel) + "]", colorOf(event.channel), isColored) +
+            " " + escapeControls(event.text);
     } else if (event.kind == Kind::Value) {
         line += groupName(event.group) + ": " + escapeControls(event.name) + " = " +
                 escapeControls(event.text);
     } else {
-        line += "(" + std::to_string(event.lostLines) +
-                " lines were lost: they came faster than they were read)";
+        line += inColor("(" + std::to_string(event.lostLines) +
+                            " lines were lost: they came faster than they were read)",
+                        Color::Yellow, isColored);
     }
     return line += '\n';
 }

@@ -20,7 +20,8 @@ namespace tool {
 ///
 ///   address    of the game.
 ///   isFirst    of Connected: there was no connection before.
-std::string watchText(const monitor::MonitorEvent& event);
+///   isColored  each channel has a colour of its own, the usual one has none.
+std::string watchText(const monitor::MonitorEvent& event, bool isColored = false);
 std::string watchNotice(const monitor::MonitorEvent& event, const std::string& address,
                         bool isFirst);
 

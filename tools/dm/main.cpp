@@ -1,5 +1,7 @@
+#include "tools/dm/Color.h"
 #include "tools/dm/Commands.h"
 #include "tools/dm/Text.h"
+#include "tools/dm/Version.h"
 
 #include <dm/comm.h>
 
@@ -14,16 +16,24 @@ using tool::ExitCode;
 
 ExitCode report(ExitCode code, const std::string& message)
 {
-    std::fprintf(stderr, "dm: %s\n", tool::escapeControls(message).c_str());
+    const std::string name =
+        tool::inColor("dm:", tool::Color::Red, tool::hasColors(zu::StandardStream::Error));
+    std::fprintf(stderr, "%s %s\n", name.c_str(), tool::escapeControls(message).c_str());
     return code;
 }
 
 ExitCode run(int argc, char** argv)
 {
     CLI::App app{"Works with running games: their pipes, files and monitors.", "dm"};
-    app.set_version_flag("--version", "dm " DM_VERSION);
+    app.set_help_flag("-h,--help", "Prints this help and ends"); // the commands' too
     app.require_subcommand(1);
-    app.footer(tool::kExitCodeHelp);
+    app.footer(
+        "A terminal gets colours unless NO_COLOR is set. `dm COMMAND --help` and `man dm-COMMAND`\n"
+        "have examples.\n\n"
+        "Examples:\n"
+        "  dm listen 3500 build --answer yes\n"
+        "  dm call 127.0.0.1:3500 build \"ready?\"      in another terminal\n\n" +
+        std::string(tool::kExitCodeHelp));
 
     tool::Action action;
     tool::addCallCommand(app, action);
@@ -33,8 +43,11 @@ ExitCode run(int argc, char** argv)
     tool::addServeCommand(app, action);
     tool::addRunCommand(app, action);
     tool::addFsCommand(app, action);
-    tool::addPipesCommand(app, action);
+    tool::addPipesCommand(app, action, tool::kCommit);
     tool::addWatchCommand(app, action);
+    tool::addCompletionCommand(app, action);
+    tool::addManCommand(app, action);
+    tool::addVersionFlags(app, tool::describeVersion("dm", tool::kCommit));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

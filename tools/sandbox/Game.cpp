@@ -1,5 +1,6 @@
 #include "tools/sandbox/Game.h"
 
+#include "tools/dm/Version.h"
 #include "tools/sandbox/CommandGroups.h"
 #include "tools/sandbox/Latin1.h"
 
@@ -130,7 +131,7 @@ void Game::greet()
 {
     if (!notice.empty())
         output.print(toLatin1(notice));
-    output.print("dm sandbox " DM_VERSION);
+    output.print(std::string("dm sandbox ") + tool::versionNumber());
     output.print("Enter help for what there is. Tab completes, Up and Down bring back what was "
                  "entered,");
     output.print("Page Up and Page Down scroll, Shift+Escape hides the console.");

@@ -1,6 +1,7 @@
 #include "tools/sandbox/Options.h"
 
 #include "tools/dm/ExitCode.h"
+#include "tools/dm/Version.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -128,10 +129,12 @@ void complete(Options& options, const Given& given)
 
 } // namespace
 
-std::optional<Options> parseOptions(int argc, char** argv, int& exitCode)
+std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit, int& exitCode)
 {
     CLI::App app{"A small scene behind the developer console.", "sandbox"};
-    app.set_version_flag("--version", "dm sandbox " DM_VERSION);
+    app.set_help_flag("-h,--help", "Prints this help and ends");
+    app.set_version_flag("--version", tool::describeVersion("dm sandbox", commit),
+                         "Prints the version and ends");
     app.footer(kFooter);
     Options options;
     Given given;

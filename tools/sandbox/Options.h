@@ -29,6 +29,7 @@ struct Options
 
 /// Nothing when the program is to end at once, as for --help: `exitCode` tells how. Throws
 /// tool::ToolError.
-std::optional<Options> parseOptions(int argc, char** argv, int& exitCode);
+std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit,
+                                    int& exitCode);
 
 } // namespace sandbox

@@ -1,5 +1,6 @@
 #define SDL_MAIN_HANDLED
 #include "tools/dm/ExitCode.h"
+#include "tools/dm/Version.h"
 #include "tools/sandbox/Game.h"
 #include "tools/sandbox/Options.h"
 
@@ -11,7 +12,7 @@ namespace {
 int run(int argc, char** argv)
 {
     int exitCode = 0;
-    if (const auto options = sandbox::parseOptions(argc, argv, exitCode))
+    if (const auto options = sandbox::parseOptions(argc, argv, tool::kCommit, exitCode))
         sandbox::Game(*options).run();
     return exitCode;
 }
