@@ -23,5 +23,6 @@ void addRunCommand(CLI::App& app, Action& action);
 void addFsCommand(CLI::App& app, Action& action);
 void addPipesCommand(CLI::App& app, Action& action);
 void addWatchCommand(CLI::App& app, Action& action);
+void addDoctorCommand(CLI::App& app, Action& action);
 
 } // namespace tool

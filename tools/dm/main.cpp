@@ -35,6 +35,7 @@ ExitCode run(int argc, char** argv)
     tool::addFsCommand(app, action);
     tool::addPipesCommand(app, action);
     tool::addWatchCommand(app, action);
+    tool::addDoctorCommand(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
