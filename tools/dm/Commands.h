@@ -24,6 +24,7 @@ void addRunCommand(CLI::App& app, Action& action);
 void addFsCommand(CLI::App& app, Action& action);
 void addPipesCommand(CLI::App& app, Action& action, const std::string& commit);
 void addWatchCommand(CLI::App& app, Action& action);
+void addDoctorCommand(CLI::App& app, Action& action);
 void addCompletionCommand(CLI::App& app, Action& action);
 void addManCommand(CLI::App& app, Action& action); ///< hidden: the build writes the pages with it
 

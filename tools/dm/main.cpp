@@ -45,6 +45,7 @@ ExitCode run(int argc, char** argv)
     tool::addFsCommand(app, action);
     tool::addPipesCommand(app, action, tool::kCommit);
     tool::addWatchCommand(app, action);
+    tool::addDoctorCommand(app, action);
     tool::addCompletionCommand(app, action);
     tool::addManCommand(app, action);
     tool::addVersionFlags(app, tool::describeVersion("dm", tool::kCommit));

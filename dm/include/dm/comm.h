@@ -42,6 +42,10 @@
 
 #include <cstddef>
 
+namespace net {
+class Packet;
+}
+
 namespace dm {
 
 using uint8 = zu::uint8;
@@ -385,6 +389,31 @@ inline constexpr uint32 kPipeProtocolVersion = 2;
 
 /// The id of all packets of pipes. A program greets whoever connects to it with one.
 inline constexpr int kPipePacketId = 205;
+
+/// What a program that listens for pipes says to whoever connects, for tools that look at one over
+/// a socket of their own. All else needs a manager.
+struct PipeServerMessage
+{
+    enum class Kind
+    {
+        Welcome,    ///< protocolVersion, and unless it is another one than ours, name: the server's
+        Redirect,   ///< name is the host and port the port to go to; "" and 0 for the same again
+        PipeOpened, ///< name is the pipe's
+        PipeRefused, ///< as well
+        Other,       ///< not about connecting, malformed, or not of pipes
+    };
+    Kind kind = Kind::Other;
+    uint32 protocolVersion = 0;
+    const char* name = "";
+    uint32 port = 0;
+};
+
+/// Decodes a packet from a server. The name lives as long as the packet does.
+DM_API PipeServerMessage readPipeServerMessage(net::Packet& packet);
+
+/// Makes the packet one that asks a server for a pipe. Opened, the pipe is this connection's, and
+/// no longer that of whoever had it.
+DM_API void writeOpenPipe(net::Packet& packet, const char* pipeName, const char* senderName);
 
 /// Writes two lower-case hexadecimal digits a byte into `out`, which becomes exactly twice `size`
 /// characters long.

@@ -19,6 +19,7 @@
 #include <zul/Mutex.h>
 #include <zul/NamedMutex.h>
 #include <zul/Packet.h>
+#include <zul/PortListeners.h>
 #include <zul/Process.h>
 #include <zul/Profile.h>
 #include <zul/ProfileSnapshot.h>

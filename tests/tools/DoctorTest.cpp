@@ -1,0 +1,218 @@
+#include "support/ScriptedPeer.h"
+#include "tools/ServeFixture.h"
+#include "tools/doctor/Diagnosis.h"
+
+#include <dm/monitor.h>
+
+#include <functional>
+#include <future>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+using doctor::Cause;
+using doctor::Observation;
+
+namespace {
+
+/// A game's frames.
+class Frames
+{
+public:
+    Frames() { dm::init(0); }
+    ~Frames()
+    {
+        stopping = true;
+        thread.join();
+        dm::deinit();
+    }
+
+private:
+    std::atomic<bool> stopping{false};
+    std::thread thread{[this] {
+        for (; !stopping; std::this_thread::sleep_for(std::chrono::milliseconds(1)))
+            dm::update();
+    }};
+};
+
+class WebServer
+{
+public:
+    ~WebServer()
+    {
+        server.stop();
+        thread.join();
+    }
+
+private:
+    httplib::Server server;
+
+public:
+    const int port = server.bind_to_any_port("127.0.0.1");
+
+private:
+    std::thread thread{[this] { server.listen_after_bind(); }};
+};
+
+/// Says a few bytes to the first who connects, and stays or hangs up.
+class Stranger
+{
+public:
+    Stranger(std::string words, bool stays)
+        : peer(std::async(std::launch::async, [this, words, stays] {
+            support::ScriptedPeer accepted = server.accept();
+            accepted.sendRaw(words);
+            if (!stays)
+                accepted.close();
+            return accepted;
+        }))
+    {
+    }
+    std::uint32_t port() const { return server.port(); }
+
+private:
+    support::ScriptedServer server;
+    std::future<support::ScriptedPeer> peer;
+};
+
+class Doctor : public ServeFixture
+{
+protected:
+    static std::string at(std::uint32_t number) { return "127.0.0.1:" + std::to_string(number); }
+
+    /// The first line names the cause with these parts, the second says what to do.
+    void expectDiagnosis(int exitCode, const Words& parts, const Words& options = {},
+                         const char* timeout = "30s")
+    {
+        const Outcome outcome = dm(Words{"doctor", address, "--timeout", timeout} + options);
+        std::istringstream lines(outcome.output);
+        std::string cause;
+        std::string advice;
+        std::getline(lines, cause);
+        std::getline(lines, advice);
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.output << outcome.errors;
+        EXPECT_TRUE(hasAll(cause, parts)) << cause << testing::PrintToString(parts);
+        EXPECT_GT(advice.size(), 10u);
+        EXPECT_EQ(outcome.errors, "");
+    }
+};
+
+TEST_F(Doctor, NamesWhatIsWrongWhereOursListen)
+{
+    const std::string own = "process " + std::to_string(::getpid());
+    listen();
+    const std::string tool = "(dm, process " + std::to_string(listener->id()) + ")";
+    expectDiagnosis(0, {address + " is healthy: a server of pipes", tool, "'CHAT'"}, {"CHAT"});
+    expectDiagnosis(8, {address, tool, "has no pipe 'chats'"}, {"chats"});
+    expectDiagnosis(3, {address, tool, "is a server of pipes, not a debug monitor"},
+                    {"--expect", "monitor"});
+    address = "127.0.0.2:" + portOf(address);
+    expectDiagnosis(3, {"loopback only", tool, address});
+    address = at(static_cast<std::uint32_t>(std::stoul(portOf(address))));
+    listener->pause();
+    expectDiagnosis(8, {address, "is stalled", "dm, process", "halted"}, {}, "1s");
+
+    const support::ScriptedServer deaf;
+    address = at(deaf.port());
+    expectDiagnosis(8, {address, own, "is stalled", "says nothing"}, {}, "1s");
+
+    const Stranger newer(support::frameOf(support::welcome(0, 3).payload()), true);
+    address = at(newer.port());
+    expectDiagnosis(5, {address, own, "version 3", "version 2"});
+
+    address = at(support::unusedPort());
+    expectDiagnosis(3, {"nothing listens on " + address});
+}
+
+TEST_F(Doctor, TellsServersApartAndFromStrangers)
+{
+    {
+        const Frames game;
+        address = at(dm::getMonitorPort());
+        expectDiagnosis(0, {"a debug monitor", "process " + std::to_string(::getpid())});
+        expectDiagnosis(3, {"a debug monitor, not a server of pipes"}, {"chat"});
+    }
+    serve();
+    expectDiagnosis(0, {"a file server"}, {"--expect", "files"});
+    expectDiagnosis(0, {"a file server", "the pipe 'fileserver'"}, {"fileserver"});
+    expectDiagnosis(8, {"no pipe 'fileservers'"}, {"fileservers"});
+
+    ChildProcess hub(command({"hub", "0"}));
+    const std::string line = hub.readErrorLine().value_or("");
+    address = line.substr(line.rfind(' ') + 1);
+    expectDiagnosis(0, {"a hub"}, {"--expect", "pipes"});
+    expectDiagnosis(0, {"a hub", "the pipe 'chat'"}, {"chat"});
+
+    const WebServer web;
+    address = at(static_cast<std::uint32_t>(web.port));
+    expectDiagnosis(3, {"is taken by", "process " + std::to_string(::getpid()), "none of ours"});
+    const Stranger shy("", false);
+    address = at(shy.port());
+    expectDiagnosis(3, {"is taken by"});
+}
+
+TEST_F(Doctor, LooksAtTheUsualPortsAndPrintsJson)
+{
+    const Outcome outcome = dm({"doctor", "--format", "json"});
+    std::istringstream lines(outcome.output);
+    for (const char* usual : {"3510", "3600", "3500", "3126"}) {
+        std::string line;
+        ASSERT_TRUE(std::getline(lines, line));
+        const auto seen = nlohmann::json::parse(line);
+        EXPECT_EQ(seen["address"], std::string("127.0.0.1:") + usual);
+        EXPECT_FALSE(seen["finding"].get<std::string>().empty());
+    }
+    listen();
+    const auto seen = nlohmann::json::parse(dm({"doctor", address, "--format", "json"}).output);
+    EXPECT_EQ(seen["cause"], "healthy");
+    EXPECT_EQ(seen["found"], "pipes");
+    EXPECT_EQ(seen["pid"], listener->id());
+    for (const Words& mistake : {Words{"nowhere"}, {"--expect", "hub"}, {address, "--expect", "x"}})
+        EXPECT_EQ(dm(Words{"doctor"} + mistake).exitCode, 2);
+}
+
+/// What cannot be had on one machine.
+TEST(Diagnosis, JudgesOtherMachines)
+{
+    doctor::Target target;
+    target.address = {"192.168.0.10", 3600};
+    const auto causeOf = [&](const std::function<void(Observation&)>& change) {
+        Observation seen;
+        change(seen);
+        return doctor::diagnose(target, doctor::Service::Any, seen).cause;
+    };
+    using Reach = Observation::Reach;
+    EXPECT_EQ(causeOf([](auto& seen) { seen.reach = Reach::Failed; }), Cause::Unreachable);
+    EXPECT_EQ(causeOf([](auto& seen) { seen.reach = Reach::NoAnswer; }), Cause::Unreachable);
+    EXPECT_EQ(causeOf([](auto& seen) {
+                  seen.reach = Reach::NoAnswer;
+                  seen.isOwnMachine = true;
+              }),
+              Cause::Stalled);
+    EXPECT_EQ(causeOf([](auto& seen) {
+                  seen.reach = Reach::Refused;
+                  seen.isOwnMachine = true;
+                  seen.listeners = {{"10.0.0.1", 7, "game", false}};
+              }),
+              Cause::OtherAddress);
+    const auto redirecting = [](Observation& seen) {
+        seen.reach = Reach::Connected;
+        seen.speech = Observation::Speech::Pipes;
+        seen.version = dm::kPipeProtocolVersion;
+        seen.isRedirecting = true;
+    };
+    EXPECT_EQ(causeOf([&](auto& seen) {
+                  redirecting(seen);
+                  seen.redirectHost = "127.0.0.1";
+              }),
+              Cause::LoopbackOnly);
+    EXPECT_EQ(causeOf([&](auto& seen) {
+                  redirecting(seen);
+                  seen.isSentBack = true;
+              }),
+              Cause::Full);
+}
+
+} // namespace
