@@ -1,5 +1,4 @@
-#include "fuzz/CommandLine.h"
-
+#include "fuzz/Checks.h"
 #include "tools/fileserver/CommandRunner.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 #include "dm/console/KeyCodes.h"
-#include "fuzz/Console.h"
+#include "fuzz/Checks.h"
 #include "tests/support/RecordingShapes.h"
 
 #include <zul/File.h>

@@ -1,7 +1,7 @@
 #include "dm/console/Coloring.h"
 #include "dm/console/KnownWords.h"
 #include "dm/console/LineWrap.h"
-#include "fuzz/Console.h"
+#include "fuzz/Checks.h"
 
 #include <string_view>
 #include <vector>

@@ -1,23 +1,11 @@
-#include "fuzz/FileList.h"
-
 #include "dm/fs/FileCommands.h"
 #include "dm/fs/ListAnswers.h"
+#include "fuzz/Checks.h"
 
-#include <cstdlib>
 #include <memory>
 #include <string_view>
 
 namespace fuzz {
-
-namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 void checkFileList(const std::uint8_t* data, size_t size)
 {

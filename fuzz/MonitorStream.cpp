@@ -1,21 +1,13 @@
-#include "fuzz/MonitorStream.h"
-
 #include "dm/monitor/MonitorPackets.h"
+#include "fuzz/Checks.h"
 #include "zul/common/FrameDecoder.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 namespace fuzz {
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 void checkCommand(const net::Frame& frame)
 {

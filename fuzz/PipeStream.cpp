@@ -1,11 +1,9 @@
-#include "fuzz/PipeStream.h"
-
 #include "dm/comm/IncomingNotifications.h"
 #include "dm/comm/IncomingRequests.h"
+#include "fuzz/Checks.h"
 #include "zul/common/FrameDecoder.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <functional>
 
 namespace fuzz {
@@ -19,8 +17,7 @@ public:
     bool feed(const std::uint8_t* data, size_t size)
     {
         const auto space = decoder.space();
-        if (space.size() < size)
-            std::abort(); // every frame was taken, so there is room
+        require(space.size() >= size); // every frame was taken, so there is room
         std::copy_n(data, size, space.data());
         decoder.commit(static_cast<net::u32>(size));
         net::Frame frame;
@@ -111,9 +108,8 @@ private:
     std::shared_ptr<dm::IncomingBudget> budget = std::make_shared<dm::IncomingBudget>();
 };
 
-} // namespace
-
-std::string runPipeStream(const std::uint8_t* data, size_t size, size_t pieceBytes)
+// What was made of it.
+std::string account(const std::uint8_t* data, size_t size, size_t pieceBytes)
 {
     PipeStream stream;
     while (size > 0) {
@@ -126,13 +122,13 @@ std::string runPipeStream(const std::uint8_t* data, size_t size, size_t pieceByt
     return stream.account;
 }
 
+} // namespace
+
 void checkPipeStream(const std::uint8_t* data, size_t size)
 {
-    const std::string inOnePiece = runPipeStream(data, size, 4096);
-    for (const size_t pieceBytes : {size_t{1}, size_t{7}}) {
-        if (runPipeStream(data, size, pieceBytes) != inOnePiece)
-            std::abort();
-    }
+    const std::string inOnePiece = account(data, size, 4096);
+    for (const size_t pieceBytes : {size_t{1}, size_t{7}})
+        require(account(data, size, pieceBytes) == inOnePiece);
 }
 
 } // namespace fuzz

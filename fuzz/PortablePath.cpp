@@ -1,6 +1,6 @@
-#include "fuzz/PortablePath.h"
-
 #include "zul/common/PortablePath.h"
+
+#include "fuzz/Checks.h"
 
 #include <cstdio>
 #include <cstdlib>

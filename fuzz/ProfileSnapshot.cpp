@@ -1,22 +1,11 @@
-#include "fuzz/ProfileSnapshot.h"
+#include "fuzz/Checks.h"
 
 #include <zul/ProfileSnapshot.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 
 namespace fuzz {
-
-namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 void checkProfileSnapshot(const std::uint8_t* data, size_t size)
 {

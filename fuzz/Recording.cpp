@@ -1,9 +1,8 @@
-#include "fuzz/Recording.h"
-
 #include "tools/monitor/Recording.h"
 
+#include "fuzz/Checks.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -13,12 +12,6 @@ namespace {
 
 using monitor::MonitorEvent;
 using monitor::RecordingDecoder;
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 // All events of the bytes, written again: equal for equal events.
 std::string eventsOf(const std::uint8_t* data, size_t size, size_t pieceBytes,

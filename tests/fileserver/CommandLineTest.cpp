@@ -1,6 +1,3 @@
-#include "fuzz/CommandLine.h"
-
-#include "support/SourceTree.h"
 #include "tools/fileserver/CommandLine.h"
 
 #include <gtest/gtest.h>
@@ -49,55 +46,20 @@ TEST(CommandLine, RefusesWhatGamesDoNotPrint)
     for (const char* line : {"", " ", "fileexists \"a\"", "fileExists2 \"a\"", " fileExists \"a\"",
                              "fileExists\t\"a\"", "\"fileExists\" \"a\""})
         EXPECT_EQ(read(line), "unknown") << line;
-    for (const char* line : {"fileExists",
-                             "fileExists ",
-                             "fileExists a",
-                             "fileExists \"",
-                             "fileExists  \"a\"",
-                             "fileExists \"a\" ",
-                             "fileExists \"a\"x",
-                             "moveFile \"a\"",
-                             "moveFile \"a\"  \"b\"",
-                             "moveFile \"a\" \"b\" \"c\"",
-                             "moveFile \"a\" \" \"b\"",
-                             "copyFile \"a\",\"b\"",
-                             "read 1 \"a\"",
-                             "read 1 2",
-                             "read  1 2 \"a\"",
-                             "read +1 2 \"a\"",
-                             "read 01 2 \"a\"",
-                             "read 1 -2 \"a\"",
-                             "read -0 2 \"a\"",
-                             "read 0x1 2 \"a\"",
-                             "read 2147483648 2 \"a\"",
-                             "read 1 2\"a\"",
-                             "write 1 99999999999999999999 \"a\"",
-                             "write 1.0 2 \"a\"",
-                             "findFilesRecursive \"a\" \"*\" 2",
-                             "findFilesRecursive \"a\" \"*\"",
-                             "findFilesRecursive \"a\" \"*\" 01",
-                             "findFilesRecursive \"a\" 1",
-                             "findFilesRecursive \"a\" \"b\" \"c\" 1",
-                             "getMappedFolders ",
-                             "getMappedFolders \"a\""})
+    for (const char* line :
+         {// Paths.
+          "fileExists", "fileExists ", "fileExists a", "fileExists \"", "fileExists  \"a\"",
+          "fileExists \"a\" ", "fileExists \"a\"x", "moveFile \"a\"", "moveFile \"a\"  \"b\"",
+          "moveFile \"a\" \"b\" \"c\"", "moveFile \"a\" \" \"b\"", "copyFile \"a\",\"b\"",
+          // Numbers.
+          "read 1 \"a\"", "read 1 2", "read  1 2 \"a\"", "read +1 2 \"a\"", "read 01 2 \"a\"",
+          "read 1 -2 \"a\"", "read -0 2 \"a\"", "read 0x1 2 \"a\"", "read 2147483648 2 \"a\"",
+          "read 1 2\"a\"", "write 1 99999999999999999999 \"a\"", "write 1.0 2 \"a\"",
+          "findFilesRecursive \"a\" \"*\" 2", "findFilesRecursive \"a\" \"*\"",
+          "findFilesRecursive \"a\" \"*\" 01", "findFilesRecursive \"a\" 1",
+          "findFilesRecursive \"a\" \"b\" \"c\" 1", "getMappedFolders ", "getMappedFolders \"a\""})
         EXPECT_EQ(read(line).find('|'), std::string::npos) << line;
     EXPECT_EQ(read(std::string_view("fileExists \"a\0b\"", 16)), "there is a zero byte in it");
-}
-
-TEST(CommandLine, NothingInTheFuzzersCorpusGetsOut)
-{
-    for (const std::string& bytes : support::corpus("command_line")) {
-        // All of it, and what is left when some of it is missing or wrong.
-        for (size_t size = 0; size <= bytes.size(); ++size) {
-            std::string damaged = bytes.substr(0, size);
-            fuzz::checkCommandLine(reinterpret_cast<const std::uint8_t*>(damaged.data()), size);
-            damaged = bytes;
-            if (size != bytes.size())
-                damaged[size] = static_cast<char>(damaged[size] ^ 1 << size % 8);
-            fuzz::checkCommandLine(reinterpret_cast<const std::uint8_t*>(damaged.data()),
-                                   damaged.size());
-        }
-    }
 }
 
 } // namespace

@@ -100,39 +100,15 @@ protected:
 
     Texts paths() const
     {
-        Texts all = {"",
-                     "/",
-                     "\\",
-                     "//",
-                     ".",
-                     "..",
-                     "../out/canary",
-                     "out",
-                     "out/canary",
-                     "/out/canary",
-                     at("out/canary"),
-                     at("data/file"),
-                     "C:/data/file",
-                     "data:",
-                     "data..",
-                     "data../out",
-                     "data.",
-                     "data ",
-                     " data/file",
-                     "dataout/canary",
-                     "datax/../out",
-                     "./data/../out",
-                     "data,",
-                     "data\n",
-                     std::string("data\0/file", 10),
-                     "data\"",
-                     "\"data\"/../out",
+        Texts all = {"", "/", "\\", "//", ".", "..", "../out/canary", "out", "out/canary",
+                     "/out/canary", at("out/canary"), at("data/file"), "C:/data/file",
+                     "data:", "data..", "data../out", "data.", "data ", " data/file",
+                     "dataout/canary", "datax/../out", "./data/../out", "data,", "data\n",
+                     std::string("data\0/file", 10), "data\"", "\"data\"/../out",
+                     // Near the name of a map.
                      "\xEF\xBB\xBF"
                      "data/../out",
-                     "stock/../data/../out",
-                     "data\\..\\stock\\..\\out",
-                     "stockdata/../out",
-                     "DATA",
+                     "stock/../data/../out", "data\\..\\stock\\..\\out", "stockdata/../out", "DATA",
                      "Data\\"};
         const Texts ends = {"", "/canary", "/new"};
         for (const std::string& way : waysOut())
@@ -156,9 +132,10 @@ protected:
                 lines.push_back(name + ' ' + quoted + " \"data/got\"");
                 lines.push_back(name + " \"data/file\" " + quoted);
                 lines.push_back(name + ' ' + quoted + ' ' + quoted);
-            } else if (command.arguments == Arguments::RangeAndPath)
+            } else if (command.arguments == Arguments::RangeAndPath) {
                 lines.push_back(name + " 0 6 " + quoted);
-            else if (command.arguments == Arguments::Search) {
+                lines.push_back(name + " 0 2147483647 " + quoted); // not from memory
+            } else if (command.arguments == Arguments::Search) {
                 lines.push_back(name + ' ' + quoted + " \"*\" 1");
                 lines.push_back(name + " \"data\" " + quoted + " 1");
             } else
@@ -224,6 +201,7 @@ protected:
 TEST_F(HostilePaths, LeadNowhereWhenLinksAreRefused)
 {
     attackAll({.links = Links::Refuse}, "");
+    attackAll({.links = Links::Refuse, .lookup = zu::ConfinedFolder::Lookup::StepByStep}, ":rw");
     attackAll({.links = Links::Refuse}, ":rw");
 }
 

@@ -58,7 +58,7 @@ TEST(WriteTurns, AreTakenInOrderAndOneByOne)
     WriteTurns turns;
     std::atomic<int> inside{0};
     std::atomic<int> done{0};
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([&, thread] {
             const std::string own = "own/" + std::to_string(thread);
@@ -69,8 +69,7 @@ TEST(WriteTurns, AreTakenInOrderAndOneByOne)
                 ++done;
             }
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(done, 8000);
 }
 

@@ -67,11 +67,11 @@ TEST_F(Call, RoundTripsDataOfAnySizeAndContentThroughFiles)
 
 TEST_F(Call, PrintsOneJsonObject)
 {
-    listen({"--exec", "printf 'a\\0\\377'"});
+    listen({"--exec", "printf 'a\\0\\377b'"});
     auto answer = nlohmann::json::parse(call("text", {"--format", "json"}).output);
     EXPECT_EQ(answer["text"], "ok");
-    EXPECT_EQ(answer["size"], 3);
-    EXPECT_EQ(answer["data"], "YQD/");
+    EXPECT_EQ(answer["size"], 4);
+    EXPECT_EQ(answer["data"], "YQD/Yg==");
 
     answer = nlohmann::json::parse(call("text", {"--format", "json", "--out", path("out")}).output);
     EXPECT_EQ(answer["out"], path("out"));

@@ -22,12 +22,8 @@ protected:
     /// Starts `dm serve` of the folder "served" as "data".
     void serve(const std::string& access = ":rw")
     {
-        server = std::make_unique<ChildProcess>(command(
-            {"serve", "--map", "data=" + path("served") + access, "--port", "0", "--hide-paths"}));
-        const std::string line = server->readErrorLine().value_or("");
-        const std::string expected = "dm: listening on ";
-        ASSERT_EQ(line.substr(0, expected.size()), expected);
-        address = line.substr(expected.size());
+        server = startListening(
+            {"serve", "--map", "data=" + path("served") + access, "--port", "0", "--hide-paths"});
     }
 
     Words words(const Words& more) const { return Words{"fs", address} + more; }
@@ -326,15 +322,6 @@ TEST_F(FsToolScripted, WarnsOfAListThatMayHaveBeenCut)
     const Outcome listed = fs({"ls", "data"});
     EXPECT_EQ(listed.exitCode, 7); // other than a search, a list is taken for all there is
     EXPECT_NE(listed.errors.find("there may be more"), std::string::npos) << listed.errors;
-}
-
-TEST_F(FsTool, ExitsWith5AtAnotherProtocolVersion)
-{
-    GreetingProgram program;
-    address = program.address();
-    Child tool = start({"ls", "--timeout", "60s"});
-    program.greet(3);
-    EXPECT_EQ(tool->wait(), 5);
 }
 
 TEST(Sha256, IsTheSameInPiecesOfAnySize)

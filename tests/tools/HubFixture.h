@@ -15,13 +15,10 @@ protected:
         return std::make_unique<ChildProcess>(command(words));
     }
 
-    /// Starts `dm hub` and learns its address.
+    /// Starts `dm hub`.
     void startHub(const Words& options = {}, const std::string& port = "0")
     {
-        hub = start(Words{"hub", port} + options);
-        const std::string line = hub->readErrorLine().value_or("");
-        address = line.substr(line.rfind(' ') + 1);
-        ASSERT_EQ(line, "dm: listening on " + address);
+        hub = startListening(Words{"hub", port} + options);
     }
 
     /// Starts a `dm listen` that is the hub's next member when this returns.

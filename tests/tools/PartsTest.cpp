@@ -59,13 +59,6 @@ TEST(Text, BytesThatAreNoUtf8AreSpelledOut)
         EXPECT_EQ(tool::escapeControls(bad).size(), 4 * std::string(bad).size());
 }
 
-TEST(Text, Base64PadsEveryLength)
-{
-    EXPECT_EQ(tool::toBase64("f", 1), "Zg==");
-    EXPECT_EQ(tool::toBase64("fo", 2), "Zm8=");
-    EXPECT_EQ(tool::toBase64("foobar", 6), "Zm9vYmFy");
-}
-
 TEST(InactivityClock, CountsSinceTheLastSignOfLifeExceptWhileTheToolItselfWasStopped)
 {
     const auto start = tool::InactivityClock::Clock::now();

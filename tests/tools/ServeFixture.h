@@ -24,17 +24,20 @@ protected:
 
     Words serveWords(const Words& options, const std::string& onPort = "0") const
     {
-        return command(Words{"serve", "--map", "data=" + path("data"), "--map",
-                             "save=" + path("save") + ":rw", "--port", onPort} +
-                       options);
+        return Words{"serve",
+                     "--map",
+                     "data=" + path("data"),
+                     "--map",
+                     "save=" + path("save") + ":rw",
+                     "--port",
+                     onPort} +
+               options;
     }
 
     /// Starts `dm serve` and learns its port.
     void serve(const Words& options = {}, const std::string& onPort = "0")
     {
-        server = std::make_unique<ChildProcess>(serveWords(options, onPort));
-        address =
-            server->readErrorLine().value_or("").substr(std::string("dm: listening on ").size());
+        server = startListening(serveWords(options, onPort));
         ASSERT_EQ(server->readErrorLine(), "dm: \"data\" is " + path("data") + ", read-only");
         ASSERT_EQ(server->readErrorLine(),
                   "dm: \"save\" is " + path("save") + ", games may write there");
@@ -91,23 +94,10 @@ protected:
     }
 
     /// Reads the server's lines until one has all the parts.
-    std::string expectLine(const Words& parts)
-    {
-        while (const auto line = server->readLine()) {
-            if (hasAll(*line, parts))
-                return *line;
-        }
-        ADD_FAILURE() << "no line with " << ::testing::PrintToString(parts);
-        return "";
-    }
+    std::string expectLine(const Words& parts) { return expect(&ChildProcess::readLine, parts); }
     std::string expectErrorLine(const Words& parts)
     {
-        while (const auto line = server->readErrorLine()) {
-            if (hasAll(*line, parts))
-                return *line;
-        }
-        ADD_FAILURE() << "no line with " << ::testing::PrintToString(parts);
-        return "";
+        return expect(&ChildProcess::readErrorLine, parts);
     }
 
     static bool hasAll(const std::string& line, const Words& parts)
@@ -119,4 +109,15 @@ protected:
 
     Child server;
     dm::uint32 port = 0;
+
+private:
+    std::string expect(std::optional<std::string> (ChildProcess::*next)(), const Words& parts)
+    {
+        while (const auto line = ((*server).*next)()) {
+            if (hasAll(*line, parts))
+                return *line;
+        }
+        ADD_FAILURE() << "no line with " << ::testing::PrintToString(parts);
+        return "";
+    }
 };

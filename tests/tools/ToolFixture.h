@@ -1,23 +1,16 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "zul/FileFixture.h"
 
 #include <dm/comm.h>
 #include <zul/Listener.h>
 #include <zul/Packet.h>
 #include <zul/Socket.h>
 
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
 using Words = std::vector<std::string>;
 
@@ -28,7 +21,7 @@ inline Words operator+(Words first, const Words& second)
 }
 
 /// Runs the built command as a person or a script would.
-class ToolFixture : public ::testing::Test
+class ToolFixture : public FileFixture
 {
 protected:
     struct Outcome
@@ -37,19 +30,6 @@ protected:
         std::string output;
         std::string errors;
     };
-
-    ToolFixture()
-    {
-        std::random_device device;
-        folder = std::filesystem::temp_directory_path() / ("dm-test-" + std::to_string(device()));
-        std::filesystem::create_directory(folder);
-    }
-
-    ~ToolFixture() override
-    {
-        listener.reset();
-        std::filesystem::remove_all(folder);
-    }
 
     static Words command(const Words& words) { return Words{DM_TOOL_PATH} + words; }
 
@@ -61,14 +41,20 @@ protected:
         return {tool.wait(), tool.readRest(), tool.readErrorRest()};
     }
 
-    /// Starts `dm listen` on the pipe "chat" and learns its address.
+    /// Starts a command that listens and learns its address.
+    std::unique_ptr<ChildProcess> startListening(const Words& words)
+    {
+        auto started = std::make_unique<ChildProcess>(command(words));
+        const std::string line = started->readErrorLine().value_or("");
+        address = line.substr(line.rfind(' ') + 1);
+        EXPECT_EQ(line, "dm: listening on " + address);
+        return started;
+    }
+
+    /// Starts `dm listen` on the pipe "chat".
     void listen(const Words& options = {}, const std::string& port = "0")
     {
-        listener = std::make_unique<ChildProcess>(command(Words{"listen", port, "chat"} + options));
-        const std::string line = listener->readErrorLine().value_or("");
-        const std::string expected = "dm: listening on ";
-        ASSERT_EQ(line.substr(0, expected.size()), expected);
-        address = line.substr(expected.size());
+        listener = startListening(Words{"listen", port, "chat"} + options);
     }
 
     Outcome call(const std::string& text, const Words& options = {}, const std::string& input = "")
@@ -78,29 +64,14 @@ protected:
 
     std::string portOf(const std::string& text) const { return text.substr(text.rfind(':') + 1); }
 
-    std::string path(const std::string& name) const { return (folder / name).string(); }
-
+    std::string path(const std::string& name) const { return at(name); }
     std::string write(const std::string& name, const std::string& bytes) const
     {
-        std::ofstream(path(name), std::ios::binary) << bytes;
-        return path(name);
+        return make(name, bytes);
     }
+    std::string read(const std::string& name) const { return contentOf(name); }
+    size_t filesInFolder() const { return names().size(); }
 
-    std::string read(const std::string& name) const
-    {
-        std::ifstream file(path(name), std::ios::binary);
-        std::ostringstream bytes;
-        bytes << file.rdbuf();
-        return bytes.str();
-    }
-
-    size_t filesInFolder() const
-    {
-        const std::filesystem::directory_iterator entries(folder);
-        return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-    }
-
-    std::filesystem::path folder;
     std::unique_ptr<ChildProcess> listener;
     std::string address;
 };

@@ -38,12 +38,11 @@ TEST_P(EventTest, KeepsOneTokenHoweverOftenItIsSet)
 TEST_P(EventTest, StaysUpUntilResetWhenManual)
 {
     const Event event = Event::create(true);
-    std::vector<std::thread> waiters;
+    std::vector<std::jthread> waiters;
     for (int i = 0; i < 8; ++i)
         waiters.emplace_back([event] { event.wait(); });
     event.set();
-    for (std::thread& waiter : waiters)
-        waiter.join();
+    waiters.clear();
     event.wait();
     event.reset();
     EXPECT_FALSE(event.waitFor(0));
@@ -55,7 +54,7 @@ TEST_P(EventTest, LetsOneWaiterThroughForEachToken)
     const Event taken = Event::create();
     std::atomic<int> passes{0};
     std::atomic<bool> done{false};
-    std::vector<std::thread> waiters;
+    std::vector<std::jthread> waiters;
     for (zu::u32 timeoutMs : {1u, 1000u, 1u, 1000u}) // some give up just as it comes
         waiters.emplace_back([&, timeoutMs] {
             while (!done)
@@ -70,8 +69,7 @@ TEST_P(EventTest, LetsOneWaiterThroughForEachToken)
     }
     EXPECT_EQ(passes, 4000);
     done = true;
-    for (std::thread& waiter : waiters)
-        waiter.join();
+    waiters.clear();
 }
 
 TEST_P(EventTest, OutlivesTheWaitersCopy)
@@ -102,7 +100,7 @@ TEST(Mutex, KeepsThreadsApartUntilTheLastUnlock)
 {
     zu::Mutex mutex;
     int count = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&] {
             for (int j = 0; j < 20000; ++j) {
@@ -113,8 +111,7 @@ TEST(Mutex, KeepsThreadsApartUntilTheLastUnlock)
                 ++count;
             }
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(count, 80000);
 }
 

@@ -27,14 +27,14 @@ protected:
 
     std::string at(const std::string& name) const { return (folder / name).string(); }
 
-    std::string make(const std::string& name, const std::string& content = "")
+    std::string make(const std::string& name, const std::string& content = "") const
     {
         std::filesystem::create_directories((folder / name).parent_path());
         std::ofstream(folder / name, std::ios::binary) << content;
         return at(name);
     }
 
-    std::string makeReadOnly(const std::string& name, const std::string& content)
+    std::string makeReadOnly(const std::string& name, const std::string& content) const
     {
         std::string path = make(name, content);
         using std::filesystem::perms;

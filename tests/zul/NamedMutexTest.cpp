@@ -130,7 +130,7 @@ TEST(NamedMutex, IsSeenByItsHolderWhileOthersComeAndGo)
 {
     const std::string name = uniqueName("race");
     std::atomic<int> missed{0};
-    std::vector<std::thread> holders;
+    std::vector<std::jthread> holders;
     for (int i = 0; i < 4; ++i)
         holders.emplace_back([&] {
             for (int j = 0; j < 500; ++j) {
@@ -138,8 +138,7 @@ TEST(NamedMutex, IsSeenByItsHolderWhileOthersComeAndGo)
                 missed += !exists(name);
             }
         });
-    for (std::thread& holder : holders)
-        holder.join();
+    holders.clear();
     EXPECT_EQ(missed, 0);
     EXPECT_FALSE(exists(name));
 }

@@ -1,7 +1,7 @@
-#include "fuzz/PortablePath.h"
-
-#include "support/SourceTree.h"
 #include "zul/common/PortablePath.h"
+
+#include <gtest/gtest.h>
+#include <string>
 
 using zu::NameRule;
 using zu::PathFault;
@@ -80,12 +80,6 @@ TEST(PortablePath, RefusesOnDemandWhatOtherSystemsReadDifferently)
                   fault == PathFault::None ? path : std::string_view("!"));
         normal(path); // accepted otherwise
     }
-}
-
-TEST(PortablePath, HoldsWhatItPromisesOverTheFuzzersCorpus)
-{
-    for (const std::string& bytes : support::corpus("portable_path"))
-        fuzz::checkPortablePath(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
 } // namespace

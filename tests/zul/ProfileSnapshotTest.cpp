@@ -1,6 +1,4 @@
 /// The bytes of a snapshot: how they are cut, and what is refused.
-#include "fuzz/ProfileSnapshot.h"
-
 #include "support/SourceTree.h"
 #include "zul/common/ProfileWriter.h"
 
@@ -142,20 +140,6 @@ TEST(ProfileSnapshot, WhatIsNotWholeIsRefused)
     EXPECT_FALSE(isReadableWith(1, 0x83));                        // a number without its end
     EXPECT_FALSE(isReadableWith(good.size(), 2));                 // another version
     EXPECT_TRUE(isReadableWith(4, 127) && isReadableWith(7, 10)); // only strange
-}
-
-TEST(ProfileSnapshot, SurvivesTheFuzzersCorpusCutAnywhere)
-{
-    for (const std::string& input : support::corpus("profile_snapshot")) {
-        std::vector<std::uint8_t> bytes(input.begin(), input.end());
-        for (size_t size = 0; size <= bytes.size(); ++size)
-            fuzz::checkProfileSnapshot(bytes.data(), size);
-        for (std::uint8_t& byte : bytes) {
-            byte = static_cast<std::uint8_t>(~byte);
-            fuzz::checkProfileSnapshot(bytes.data(), bytes.size());
-            byte = static_cast<std::uint8_t>(~byte);
-        }
-    }
 }
 
 } // namespace

@@ -192,31 +192,6 @@ TEST_F(SocketTest, ReadsABoundedAmountPerUpdate)
     EXPECT_LE(received, net::kMaxReceiveBytesPerUpdate);
 }
 
-TEST_F(SocketTest, ForeignGreetingsAreTurnedAwayAtOnce)
-{
-    net::tcp::Handle raw = connectRaw();
-    sendRaw(raw, "GET / HTTP/1.1\r\n");
-    EXPECT_TRUE(waitUntil([&] {
-        server->update(); // without any poll
-        return !server->isConnected();
-    }));
-    EXPECT_TRUE(server->gotMalformed());
-    EXPECT_STREQ(server->closeReason(), "the peer sent something that is not a packet");
-    net::tcp::close(raw);
-}
-
-TEST_F(SocketTest, ALongerPayloadThanAllowedIsRefusedWhenItIsAnnounced)
-{
-    net::tcp::Handle raw = connectRaw();
-    server->setMaxReceivedPayload(5);
-    sendRaw(raw, std::string("\xD5\x7A\1\0\5\0\0\0\0\0\0\0\0", 13)); // an empty text
-    EXPECT_EQ(receiveText(*server), "");
-    sendRaw(raw, std::string("\xD5\x7A\1\0\6\0\0\0", 8));
-    EXPECT_EQ(receiveText(*server), "closed");
-    EXPECT_TRUE(server->gotMalformed());
-    net::tcp::close(raw);
-}
-
 TEST_F(SocketTest, RefusesWhatIsTooLargeToSend)
 {
     EXPECT_FALSE(sendText(client, "too early"));

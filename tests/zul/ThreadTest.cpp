@@ -52,7 +52,7 @@ TEST(Thread, LetsManyThreadsJoinAndStartAtOnce)
         overlaps += active.fetch_add(1);
         active.fetch_sub(1);
     });
-    std::vector<std::thread> others;
+    std::vector<std::jthread> others;
     for (int i = 0; i < 4; ++i)
         others.emplace_back([&worker] {
             for (int j = 0; j < 50; ++j) {
@@ -60,8 +60,7 @@ TEST(Thread, LetsManyThreadsJoinAndStartAtOnce)
                 worker.joinThread();
             }
         });
-    for (std::thread& other : others)
-        other.join();
+    others.clear();
     EXPECT_EQ(overlaps, 0);
 }
 

@@ -2,14 +2,11 @@
 /// The test program starts itself again for that, with one of the roles at the end of this file.
 #include "support/ChildProcess.h"
 #include "support/PipeFixture.h"
+#include "support/Sanitized.h"
 
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
 
 using namespace support;
 
@@ -96,10 +93,8 @@ TEST_F(PipeProcess, ServerKilledWhileReceivingOrRespondingIsAskedAgainWhenItIsBa
 
 TEST_F(PipeProcess, ServerRespondingAGigabyteNeedsLittleMemoryBesideIt)
 {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) ||                               \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-    GTEST_SKIP() << "a sanitizer's shadow memory is resident too";
-#endif
+    if (kSanitized)
+        GTEST_SKIP() << "a sanitizer's shadow memory is resident too";
     auto child = startRole("Giver", 0);
     auto residentKilobytes = [&](const std::string& which) {
         std::ifstream status("/proc/" + std::to_string(child->id()) + "/status");

@@ -1,24 +1,14 @@
 /// Many callers at once, and peers that mean harm.
 #include "support/PipeFixture.h"
+#include "support/RandomSeed.h"
 
 #include <array>
-#include <cstdlib>
-#include <random>
 
 using namespace support;
 
 namespace {
 
 using Random = std::mt19937;
-
-/// The seed is printed, and taken from DM_TEST_SEED to repeat a failure.
-Random makeRandom()
-{
-    const char* given = std::getenv("DM_TEST_SEED");
-    const unsigned seed = given ? static_cast<unsigned>(std::stoul(given)) : std::random_device{}();
-    std::printf("repeat with DM_TEST_SEED=%u\n", seed);
-    return Random(seed);
-}
 
 template <typename List>
 auto oneOf(const List& list, Random& random)
@@ -102,7 +92,7 @@ TEST_F(PipeStress, ServerServesOnUnderHostilePackets)
     const Ends good = connectEnds("good");
     Responder responder(good.server);
     auto port = portOf(good.server->getManager());
-    Random random = makeRandom();
+    Random random(randomSeed());
     for (int sent = 0; sent < kHostilePackets; sent += kPacketsPerConnection) {
         ScriptedPeer hostile = ScriptedPeer::attachTo(port, "hostile");
         for (int i = 0; i < kPacketsPerConnection; ++i) {
@@ -122,7 +112,7 @@ TEST_F(PipeStress, ClientWorksOnUnderHostilePackets)
 {
     ScriptedServer server;
     dm::CommunicationPipe* pipe = startClient(server.port())->getPipe("good");
-    Random random = makeRandom();
+    Random random(randomSeed());
     const std::vector<std::uint32_t> kinds{1, 2, 3, 4, 5, 8, 0xFFFFFFFF}; // redirects are obeyed
     for (int sent = 0; sent < kHostilePackets; sent += kPacketsPerConnection) {
         ScriptedPeer hostile = server.accept();
@@ -141,7 +131,7 @@ TEST_F(PipeStress, ClientWorksOnUnderHostilePackets)
 
 TEST_F(PipeStress, ManagersCloseAtAnyMoment)
 {
-    Random random = makeRandom();
+    Random random(randomSeed());
     for (int round = 0; round < 60; ++round) {
         dm::CommunicationPipeManager* server = startServer();
         dm::CommunicationPipe* pipe = startClient(portOf(server))->getPipe("pipe");

@@ -168,25 +168,6 @@ TEST_F(Pipe, ABulkTransferLetsOtherPipesThrough)
     EXPECT_EQ(transfer.get().data, data);
 }
 
-TEST_F(Pipe, ProgressOfATransferCanBeWatched)
-{
-    const Ends ends = connectEnds();
-    auto progress = [&] { return dm::getTransferProgress(ends.client); };
-    EXPECT_FALSE(progress().active);
-    auto answer = std::async(std::launch::async,
-                             [&] { return ask(ends.client, "store", someBytes(100000), 42, 500); });
-    ASSERT_TRUE(waitUntil([&] { return progress().sentBytes == 100000; }));
-    EXPECT_TRUE(progress().active);
-    EXPECT_EQ(progress().sendTotal, 100000u);
-    EXPECT_EQ(progress().receiveTotal, 0u);
-    dm::uint32 value = 0;
-    EXPECT_EQ(takeRequest(ends.server, &value), "store");
-    EXPECT_EQ(value, 42u);
-    ends.server->respond("done", "x", 1);
-    EXPECT_EQ(answer.get(), (Answer{"done", "x"}));
-    EXPECT_FALSE(progress().active);
-}
-
 TEST_F(Pipe, IdleEndsUseNoProcessorTime)
 {
     connectEnds();

@@ -59,18 +59,6 @@ TEST_F(Registry, ReplacedServerGoesOnServing)
     EXPECT_EQ(ask(pipe, "still there?").text, "still there?");
 }
 
-TEST_F(Registry, TakenPortLeavesAServerNobodyReaches)
-{
-    dm::CommunicationPipeManager* first = startServer();
-    const auto port = static_cast<int>(portOf(first));
-    ASSERT_NE(dm::initCommunicationManagerAsServer("second", port, 2, true), nullptr);
-    const dm::ConnectionStatus status = dm::getConnectionStatus("second");
-    EXPECT_EQ(status.state, dm::ConnectionStatus::Disconnected);
-    EXPECT_NE(toString(status.lastFailure), "");
-    EXPECT_EQ(dm::getConnectionStatus("server").state, dm::ConnectionStatus::Connected);
-    EXPECT_EQ(dm::getConnectionStatus("nobody").state, dm::ConnectionStatus::NoSuchManager);
-}
-
 TEST_F(Registry, PipesAreCreatedOnceAndAnnouncedByWhoeverAsked)
 {
     dm::CommunicationPipeManager* server = startServer();

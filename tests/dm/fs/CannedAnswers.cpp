@@ -7,6 +7,8 @@ namespace support {
 
 namespace {
 
+constexpr const char* kFolders = R"(getMappedFolders => true << 1\x00work,/home/me/work\x00)";
+
 /// "\xNN" is a byte, everything else stands for itself.
 std::string unescape(const std::string& text)
 {
@@ -45,15 +47,18 @@ std::vector<ScriptedFileServer::Exchange> readCannedAnswers(const std::string& t
 {
     const std::string header = "== " + testName.substr(0, testName.find('/'));
     std::ifstream file(DM_SOURCE_PATH "/tests/dm/fs/ConformanceAnswers.txt");
-    std::vector<ScriptedFileServer::Exchange> exchanges;
+    std::vector<ScriptedFileServer::Exchange> exchanges = {parseExchange(kFolders)};
     bool isInCase = false;
     for (std::string line; std::getline(file, line);) {
         if (line.starts_with("== "))
             isInCase = line == header;
-        else if (isInCase && !line.empty())
-            exchanges.push_back(parseExchange(line));
+        else if (isInCase)
+            for (size_t at = 0, end = 0; end != line.npos; at = end + 3) {
+                end = line.find(" ; ", at);
+                exchanges.push_back(parseExchange(line.substr(at, end - at)));
+            }
     }
-    if (exchanges.empty())
+    if (exchanges.size() == 1)
         throw std::runtime_error("ConformanceAnswers.txt has nothing under " + header);
     return exchanges;
 }

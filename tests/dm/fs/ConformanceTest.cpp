@@ -186,6 +186,8 @@ TEST_P(FileSystemConformance, APositionMovesWithReadsAndWritesAndBySeeking)
     EXPECT_EQ(fs().readFile(handle, bytes + 3, 5), 2u);
     EXPECT_STREQ(bytes, "56789");
     EXPECT_EQ(fs().readFile(handle, bytes, 1), 0u);
+    EXPECT_EQ(fs().seekFile(handle, 20, File::SeekFromEnd), 0ull - 10) << "as far as it is told";
+    EXPECT_EQ(fs().seekFile(handle, 1, static_cast<File::SeekMode>(3)), 0ull - 10);
     fs().seekFile(handle, 12, File::SeekFromStart);
     EXPECT_EQ(fs().readFile(handle, bytes, 1), 0u);
     EXPECT_EQ(fs().writeFile(handle, digits, 1), 1u);

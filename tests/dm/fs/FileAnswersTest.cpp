@@ -1,12 +1,9 @@
 /// Command texts, and answers read from bytes that may hold anything.
 #include "dm/fs/FileCommands.h"
 #include "dm/fs/ListAnswers.h"
-#include "fuzz/FileList.h"
 #include "support/ScriptedFileServer.h"
-#include "support/SourceTree.h"
 
 #include <gmock/gmock.h>
-#include <random>
 
 using namespace dm;
 using support::listOf;
@@ -80,18 +77,4 @@ TEST(FileLists, FoldersEndAtTheFirstComma)
 {
     EXPECT_THAT(readMappedFolders(listOf({"3,x", "data,/home/me,2", "saves", ",host"})),
                 ElementsAre(zu::String("data"), zu::String("saves"), zu::String()));
-}
-
-TEST(FileLists, SurviveDamage)
-{
-    std::mt19937 random(20240607);
-    for (const std::string& input : support::corpus("file_list")) {
-        for (int round = 0; round < 300; ++round) {
-            std::string damaged = input;
-            for (int change = 0; change < round % 4; ++change)
-                damaged[random() % damaged.size()] = static_cast<char>(random());
-            const size_t size = round % 2 != 0 ? random() % damaged.size() : damaged.size();
-            fuzz::checkFileList(reinterpret_cast<const std::uint8_t*>(damaged.data()), size);
-        }
-    }
 }

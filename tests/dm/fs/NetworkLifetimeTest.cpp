@@ -7,28 +7,6 @@ using namespace std::chrono_literals;
 
 using NetworkLifetime = NetworkFixture;
 
-// As the header shows it: also how files, instance and manager end, and in which order.
-TEST_F(NetworkLifetime, AGameReadsThroughTheInstalledInstance)
-{
-    remote.reset();
-    dm::deinitCommunicationManagers();
-    answer(R"(fileExists "data/levels/one.map")", "true");
-    answer(R"(getFileSize "data/levels/one.map")", "5");
-    answer(R"(read 0 16384 "data/levels/one.map")", "true", "level");
-    dm::initCommunicationManagerAsClient("game", "127.0.0.1", static_cast<int>(server.port()));
-    new dm::NetworkFileSystem(zu::LocalFileSystem::getInstance());
-    zu::FileSystem::set(&dm::NetworkFileSystem::getInstance());
-    {
-        zu::File level("data/levels/one.map", zu::File::Read);
-        std::string content(level.getSize(), '\0');
-        EXPECT_EQ(level.read(content.data(), content.size()), 5u);
-        EXPECT_EQ(content, "level");
-    }
-    zu::FileSystem::set(nullptr);
-    dm::deinitCommunicationManagers();
-    dm::NetworkFileSystem::deleteInstance();
-}
-
 TEST_F(NetworkLifetime, WhatWaitsEndsWithTheManager)
 {
     settle();

@@ -1,5 +1,4 @@
 /// What each kind of job says to the other end, and to standard output.
-#include "support/CallJob.h"
 #include "support/LogCollector.h"
 #include "support/PipeFixture.h"
 
@@ -13,45 +12,6 @@
 using namespace support;
 
 namespace {
-
-/// Refuses the first notifications, as a pipe does that is not connected yet.
-class RefusingPipe : public dm::CommunicationPipe
-{
-public:
-    explicit RefusingPipe(int refusals)
-        : refusalsLeft(refusals)
-    {
-    }
-
-    bool sendNotify(const char* text, dm::uint32 value) override
-    {
-        if (refusalsLeft-- > 0)
-            return false;
-        sent = text + (" " + std::to_string(value));
-        return true;
-    }
-    std::string sent;
-
-    const char* getName() override { return "refusing"; }
-    bool isConnected() override { return refusalsLeft <= 0; }
-    dm::CommunicationPipeManager* getManager() override { return nullptr; }
-    zu::InplaceString<128> getConnectedIP() override { return {}; }
-    zu::InplaceString<128> receiveNotify(dm::uint32*) override { return {}; }
-    zu::InplaceString<128> sendRequest(const char*, dm::uint32, void*, dm::uint32, dm::uint32*,
-                                       const void*, dm::uint32) override
-    {
-        return {};
-    }
-    zu::InplaceString<128> receiveRequest(dm::uint32*) override { return {}; }
-    void getRequestData(void**, dm::uint32*) override {}
-    void respond(const char*, const void*, dm::uint32) override {}
-    void setConnectionCallback(dm::PipeCallback) override {}
-    void setNotifyCallback(dm::PipeCallback) override {}
-    void setRequestCallback(dm::PipeCallback) override {}
-
-private:
-    int refusalsLeft;
-};
 
 /// A server whose far end is scripted, and its job manager.
 class JobKinds : public PipeFixture
@@ -98,13 +58,22 @@ protected:
 
 TEST_F(JobKinds, SendNotifyLogsEachRetryAndNothingElse)
 {
-    RefusingPipe ready(0);
-    RefusingPipe late(3);
-    run({new dm::JobSendNotify(&ready, "at once", 5), new dm::JobSendNotify(&late, "later", 6)});
-    const std::string line = "Manager \"server\" sent a notification \"later\" to pipe\n";
-    EXPECT_EQ(logged(), line + line + line);
-    EXPECT_EQ(ready.sent, "at once 5");
-    EXPECT_EQ(late.sent, "later 6");
+    const LogCollector log;
+    dm::CommunicationPipe* late = startClient(unusedPort())->getPipe("pipe");
+    start({new dm::JobSendNotify(late, "later", 6)});
+    EXPECT_TRUE(waitUntil([&] { return log.lines().size() >= 3; }));
+    late->getManager()->setHost("127.0.0.1", portOf(startServer()));
+    jobs.waitJobsToComplete();
+    const std::vector<std::string> lines = log.lines();
+    for (const std::string& line : lines)
+        EXPECT_EQ(line, "Manager \"server\" sent a notification \"later\" to pipe\n");
+    run({new dm::JobSendNotify(late, "at once", 5)});
+    EXPECT_EQ(log.lines(), lines);
+    for (const auto& [text, value] : {std::pair("later", 6u), std::pair("at once", 5u)}) {
+        dm::uint32 arrived = 0;
+        EXPECT_EQ(takeNotify(pipe(), &arrived), text);
+        EXPECT_EQ(arrived, value);
+    }
 }
 
 TEST_F(JobKinds, SendRequestHasNumber0AndDeliversTheDataInSilence)

@@ -1,11 +1,9 @@
 #include "dm/monitor/MonitorPackets.h"
 
-#include "fuzz/MonitorStream.h"
 #include "support/ReceivedPacket.h"
 #include "support/SourceTree.h"
 
 #include <gtest/gtest.h>
-#include <random>
 
 using namespace support;
 
@@ -82,20 +80,4 @@ TEST(MonitorPackets, CommandsThatSayNothingAreNothing)
     EXPECT_EQ(commandOf(101, "\0\0\0\0\0"s).kind, Kind::Data) << "empty, but there";
     EXPECT_EQ(commandOf(100, "\1\0\0\0"s).kind, Kind::Nothing);
     EXPECT_EQ(commandOf(3, "\1\0\0\0"s).kind, Kind::Nothing);
-}
-
-TEST(MonitorPackets, SurviveDamage)
-{
-    std::mt19937 random(20261121);
-    int inputs = 0;
-    for (const std::string& input : support::corpus("monitor_stream")) {
-        for (int round = 0; round < 300; ++round, ++inputs) {
-            std::string damaged = input;
-            for (int change = 0; change < round % 4; ++change)
-                damaged[random() % damaged.size()] = static_cast<char>(random());
-            const size_t size = round % 2 != 0 ? random() % damaged.size() : damaged.size();
-            fuzz::checkMonitorStream(reinterpret_cast<const std::uint8_t*>(damaged.data()), size);
-        }
-    }
-    EXPECT_GT(inputs, 0);
 }

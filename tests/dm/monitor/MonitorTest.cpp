@@ -48,14 +48,6 @@ TEST_F(MonitorTest, PrintsCutAndFormattedTextToItsChannel)
     EXPECT_EQ(tool->next().substr(0, 3), "#3 ");
 }
 
-TEST_F(MonitorTest, NamesItsGroups)
-{
-    EXPECT_STREQ(dm::getInPlaceGroupName(0), "Default In Place Data");
-    EXPECT_STREQ(dm::getInPlaceGroupName(3), "Resource Statistics");
-    EXPECT_STREQ(dm::getInPlaceGroupName(4), "Unknown In Place Data");
-    EXPECT_STREQ(dm::getInPlaceGroupName(-1), "Unknown In Place Data");
-}
-
 TEST_F(MonitorTest, ToolsGetWhatIsPrintedAfterTheUpdateThatTookThem)
 {
     const auto first = attach();

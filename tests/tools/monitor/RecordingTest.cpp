@@ -1,11 +1,7 @@
-#include "fuzz/Recording.h"
-
-#include "support/SourceTree.h"
 #include "tools/monitor/Recording.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <random>
+#include "support/SourceTree.h"
+#include "zul/FileFixture.h"
 
 using monitor::MonitorEvent;
 using monitor::RecordingDecoder;
@@ -79,18 +75,9 @@ public:
     std::vector<MonitorEvent> events;
 };
 
-class Recording : public testing::Test
+class Recording : public FileFixture
 {
 protected:
-    Recording()
-        : path((std::filesystem::temp_directory_path() /
-                ("dm-recording-" + std::to_string(std::random_device()())))
-                   .string())
-    {
-    }
-
-    ~Recording() override { std::filesystem::remove(path); }
-
     void write(const std::string& bytes) const
     {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
@@ -102,7 +89,7 @@ protected:
         return monitor::replay(path, kept, [] { return true; });
     }
 
-    const std::string path;
+    const std::string path = at("recording");
     Kept kept;
 };
 
@@ -131,22 +118,6 @@ TEST(RecordingDecoder, GivesAllThatIsWholeBeforeACutOrDamageAndNothingElse)
         ASSERT_EQ(read.texts.size(), place < first.size() ? 0u : 1u) << place;
         ASSERT_EQ(read.goodBytes, read.texts.empty() ? (place < 8 ? 0 : 8) : first.size());
     }
-}
-
-TEST(RecordingDecoder, SurvivesDamage)
-{
-    std::mt19937 random(20261121);
-    int inputs = 0;
-    for (const std::string& input : support::corpus("recording")) {
-        for (int round = 0; round < 200; ++round, ++inputs) {
-            std::string damaged = input;
-            for (int change = 0; change < round % 4; ++change)
-                damaged[random() % damaged.size()] = static_cast<char>(random());
-            const size_t size = round % 2 != 0 ? random() % damaged.size() : damaged.size();
-            fuzz::checkRecording(reinterpret_cast<const std::uint8_t*>(damaged.data()), size);
-        }
-    }
-    EXPECT_GT(inputs, 0);
 }
 
 TEST_F(Recording, ReplaysEveryKindAsItWas)

@@ -1,49 +1,31 @@
 #include "tools/sandbox/Commands.h"
 
+#include "support/RecordingShapes.h"
 #include "support/WaitUntil.h"
 #include "tools/sandbox/Background.h"
 #include "tools/sandbox/CommandGroups.h"
 #include "tools/sandbox/Pipes.h"
 #include "tools/sandbox/Variables.h"
+#include "zul/FileFixture.h"
 
 #include <zul/File.h>
 #include <zul/FileSystem.h>
 
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <gtest/gtest.h>
-#include <random>
-#include <sstream>
 
 namespace {
 
 using namespace sandbox;
 
-struct NoShapes : dm::ShapeEngineInterface
-{
-    void begin() override {}
-    void setTextSize(float) override {}
-    float getLineHeight() override { return 0.03125f; }
-    m::Vector2Template<float> getTextExtent(const char*) override { return {}; }
-    void setColor(const g::Color&) override {}
-    void drawRectangle(const m::Vector2Template<float>&, const m::Vector2Template<float>&) override
-    {
-    }
-    void drawText(const m::Vector2Template<float>&, const char*) override {}
-};
-
 bool isShort(const std::string& text) { return text.size() < 3; }
 
 /// A console with all commands that need no display.
-class CommandsFixture : public ::testing::Test
+class CommandsFixture : public FileFixture
 {
 protected:
     CommandsFixture()
     {
-        folder = std::filesystem::temp_directory_path() /
-                 ("dm-test-" + std::to_string(std::random_device()()));
-        std::filesystem::create_directory(folder);
+        shapes.isRecording = false;
         zu::File::setFileSysPathForWrite(folder.string().c_str());
         console = std::make_unique<dm::Console>(&shapes, 0.0625f);
         output = std::make_unique<Output>(*console);
@@ -70,7 +52,6 @@ protected:
         background = nullptr;
         pipes = nullptr;
         console = nullptr;
-        std::filesystem::remove_all(folder);
     }
 
     /// Enters a line as somebody at the keyboard; returns what was printed.
@@ -87,15 +68,9 @@ protected:
         return std::string(console->getScrollingTextWindow()->getText().view());
     }
 
-    std::string path(const std::string& name) const { return (folder / name).string(); }
-    void write(const std::string& name, const std::string& text) const
-    {
-        std::ofstream(path(name)) << text;
-    }
-    std::string exec(const std::string& name) { return enter("exec \"" + path(name) + "\""); }
+    std::string exec(const std::string& name) { return enter("exec \"" + at(name) + "\""); }
 
-    std::filesystem::path folder;
-    NoShapes shapes;
+    support::RecordingShapes shapes;
     std::unique_ptr<dm::Console> console;
     std::unique_ptr<Output> output;
     Variables variables;
@@ -227,10 +202,10 @@ TEST_F(CommandTable, BoundKeysRunWhileTheConsoleIsHidden)
 
 TEST_F(ExecCommand, RunsLinesInOrderAndLeavesWhatIsTyped)
 {
-    write("inner.cfg", "echo inner\n");
-    write("outer.cfg", "# a comment\n\n  speed 4; exec \"" + path("inner.cfg") +
-                           "\"; echo between\r\necho 100%\n");
-    EXPECT_EQ(enter("exec \"" + path("outer.cfg") + "\"; echo last"),
+    make("inner.cfg", "echo inner\n");
+    make("outer.cfg",
+         "# a comment\n\n  speed 4; exec \"" + at("inner.cfg") + "\"; echo between\r\necho 100%\n");
+    EXPECT_EQ(enter("exec \"" + at("outer.cfg") + "\"; echo last"),
               "speed = 4\ninner\nbetween\n100%\nlast\n");
     console->setText("half a li");
     console->deliverKeystroke(37, 0, false, false, false);
@@ -243,8 +218,8 @@ TEST_F(ExecCommand, RunsLinesInOrderAndLeavesWhatIsTyped)
 
 TEST_F(ExecCommand, FilesThatRunThemselvesAreStopped)
 {
-    const std::string itself = "exec \"" + path("loop.cfg") + "\"\n";
-    write("loop.cfg", "echo once\n" + itself + itself + itself);
+    const std::string itself = "exec \"" + at("loop.cfg") + "\"\n";
+    make("loop.cfg", "echo once\n" + itself + itself + itself);
     std::string expected;
     for (int depth = 0; depth < Commands::kMaxDepth; ++depth)
         expected += "once\n";
@@ -253,7 +228,7 @@ TEST_F(ExecCommand, FilesThatRunThemselvesAreStopped)
     std::string many;
     for (size_t line = 0; line <= Commands::kMaxChain; ++line)
         many += "paused\n";
-    write("many.cfg", many);
+    make("many.cfg", many);
     EXPECT_NE(exec("many.cfg").find("stopped: a file runs too much"), std::string::npos);
     EXPECT_EQ(enter("echo goes on"), "goes on\n");
 }
@@ -261,8 +236,8 @@ TEST_F(ExecCommand, FilesThatRunThemselvesAreStopped)
 TEST_F(ExecCommand, OthersWaitForAFileThatIsSlow)
 {
     background->setImmediate(false);
-    write("slow.cfg", "echo in the file\n");
-    EXPECT_EQ(enter("exec \"" + path("slow.cfg") + "\"; echo after it"), "");
+    make("slow.cfg", "echo in the file\n");
+    EXPECT_EQ(enter("exec \"" + at("slow.cfg") + "\"; echo after it"), "");
     EXPECT_EQ(enter("echo later"), "");
     commands->add(
         {"now", "", "Runs.", [&](const CommandText&) { output->print("now"); }, false, true});
@@ -279,22 +254,18 @@ TEST_F(ExecCommand, OthersWaitForAFileThatIsSlow)
 
 TEST_F(FileCommands, WorkOnTheInstalledFileSystem)
 {
-    const std::string file = '"' + path("n\xF6te.txt") + '"'; // Latin-1, as it is typed
+    const std::string file = '"' + at("n\xF6te.txt") + '"'; // Latin-1, as it is typed
     EXPECT_EQ(enter("write " + file + " \"caf\xE9; 100%\""), "wrote 12 bytes\n");
     EXPECT_EQ(enter("cat " + file), "caf\xE9; 100%\n");
-    std::ifstream written(folder / "n\xC3\xB6te.txt");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "caf\xC3\xA9; 100%\n");
+    EXPECT_EQ(contentOf("n\xC3\xB6te.txt"), "caf\xC3\xA9; 100%\n");
     EXPECT_NE(enter("ls \"" + folder.string() + '"').find("n\xF6te.txt"), std::string::npos);
     EXPECT_EQ(enter("ls /no/such"), "ls: there is no folder \"/no/such\"\n");
     EXPECT_EQ(enter("write /no/such/\xF6 x"),
               "write: Cannot open the file \"/no/such/\xF6\" for writing\n");
-    write("bytes.bin", std::string("a\0b", 3));
-    EXPECT_EQ(enter("cat \"" + path("bytes.bin") + "\"; echo c"), "a?b\nc\n");
-    enter("dump \"" + path("all.txt") + '"');
-    std::ifstream dumped(path("all.txt"));
-    std::ostringstream text;
-    text << dumped.rdbuf();
-    EXPECT_NE(text.str().find("\ncaf\xC3\xA9; 100%\n> ls "), std::string::npos);
+    make("bytes.bin", std::string("a\0b", 3));
+    EXPECT_EQ(enter("cat \"" + at("bytes.bin") + "\"; echo c"), "a?b\nc\n");
+    enter("dump \"" + at("all.txt") + '"');
+    EXPECT_NE(contentOf("all.txt").find("\ncaf\xC3\xA9; 100%\n> ls "), std::string::npos);
 }
 
 TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)

@@ -1,10 +1,7 @@
 #include "support/ChildProcess.h"
+#include "zul/FileFixture.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <random>
 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_STATIC
@@ -50,25 +47,15 @@ public:
 };
 
 /// Runs the game without a display.
-class Headless : public ::testing::Test
+class Headless : public FileFixture
 {
 protected:
-    Headless()
-    {
-        folder = std::filesystem::temp_directory_path() /
-                 ("dm-test-" + std::to_string(std::random_device()()));
-        std::filesystem::create_directory(folder);
-    }
-    ~Headless() override { std::filesystem::remove_all(folder); }
-
-    std::string path(const std::string& name) const { return (folder / name).string(); }
-
     int run(const std::string& script, const std::string& picture,
             const std::vector<std::string>& options = {})
     {
-        std::ofstream(path("script.txt")) << script;
-        std::vector<std::string> command{DM_SANDBOX_PATH,    "--headless",   "--script",
-                                         path("script.txt"), "--screenshot", path(picture)};
+        make("script.txt", script);
+        std::vector<std::string> command{DM_SANDBOX_PATH,  "--headless",   "--script",
+                                         at("script.txt"), "--screenshot", at(picture)};
         command.insert(command.end(), options.begin(), options.end());
         ChildProcess game(command);
         const int exitCode = game.wait();
@@ -76,7 +63,6 @@ protected:
         return exitCode;
     }
 
-    std::filesystem::path folder;
     std::string errors;
 };
 
@@ -91,7 +77,7 @@ TEST_F(Headless, DrawsTheConsoleIntoAPicture)
     const std::string script = "key Console\nenter clear\nenter echo wordword 77777 \"quoted\"\n"
                                "type commandline\n";
     ASSERT_EQ(run(script, "one.png", {"--size", "800x450"}), 0) << errors;
-    const Image image(path("one.png"));
+    const Image image(at("one.png"));
     ASSERT_NE(image.bytes, nullptr);
     EXPECT_EQ(image.width, 800);
     EXPECT_EQ(image.height, 450);
@@ -105,29 +91,25 @@ TEST_F(Headless, DrawsTheConsoleIntoAPicture)
     EXPECT_LT(image.at(2, 2).blue, 20) << "the scene is darkened by half";
 
     ASSERT_EQ(run(script, "two.png", {"--size", "800x450"}), 0);
-    std::ifstream one(path("one.png"), std::ios::binary);
-    std::ifstream two(path("two.png"), std::ios::binary);
-    EXPECT_TRUE(std::equal(std::istreambuf_iterator<char>(one), {},
-                           std::istreambuf_iterator<char>(two), {}))
-        << "the same picture each time";
+    EXPECT_TRUE(contentOf("one.png") == contentOf("two.png")) << "the same picture each time";
 }
 
 TEST_F(Headless, MakesAllPicturesAlsoWhenSomebodyQuits)
 {
-    const std::string screenshots = "enter screenshot \"" + path("first.png") +
-                                    "\"; screenshot \"" + path("second.png") + "\"\n";
+    const std::string screenshots =
+        "enter screenshot \"" + at("first.png") + "\"; screenshot \"" + at("second.png") + "\"\n";
     ASSERT_EQ(run("key Console\n" + screenshots + "enter quit\nwait 1000\n", "last.png",
                   {"--size", "200x100", "--console-key", "F1"}),
               0)
         << errors;
     for (const char* const name : {"first.png", "second.png", "last.png"})
-        EXPECT_NE(Image(path(name)).bytes, nullptr) << name;
+        EXPECT_NE(Image(at(name)).bytes, nullptr) << name;
 }
 
 TEST_F(Headless, ShowsTheCursorInSmallLetters)
 {
     ASSERT_EQ(run("key Console\n", "small.png", {"--size", "640x400"}), 0) << errors;
-    const Image image(path("small.png"));
+    const Image image(at("small.png"));
     ASSERT_NE(image.bytes, nullptr);
     int brightest = 0; // behind the prompt
     for (int y = 380; y < 398; ++y) {
@@ -141,30 +123,27 @@ TEST_F(Headless, KeepsLinesFromRunToRunAndPutsABrokenFileAside)
 {
     const std::vector<std::string> options{"--data", folder.string(), "--size", "400x225"};
     ASSERT_EQ(run("key Console\nenter echo kept\n", "a.png", options), 0) << errors;
-    ASSERT_TRUE(std::filesystem::exists(path("consolecache.bin")));
+    ASSERT_TRUE(std::filesystem::exists(at("consolecache.bin")));
     ASSERT_EQ(run("key Console\nkey Up\nkey Enter\n", "b.png", options), 0) << errors;
 
-    std::filesystem::resize_file(path("consolecache.bin"), 9);
-    ASSERT_EQ(run("key Console\nenter dump \"" + path("all.txt") + "\"\n", "c.png", options), 0)
+    std::filesystem::resize_file(at("consolecache.bin"), 9);
+    ASSERT_EQ(run("key Console\nenter dump \"" + at("all.txt") + "\"\n", "c.png", options), 0)
         << errors;
-    EXPECT_EQ(std::filesystem::file_size(path("consolecache.bin.bad")), 9u);
-    std::ifstream dumped(path("all.txt"));
-    std::string line;
-    std::getline(dumped, line);
-    EXPECT_EQ(line.find("The console's old lines could not be read"), 0u) << line;
+    EXPECT_EQ(std::filesystem::file_size(at("consolecache.bin.bad")), 9u);
+    EXPECT_EQ(contentOf("all.txt").find("The console's old lines could not be read"), 0u);
 }
 
 TEST_F(Headless, MistakesAreToldAndEndTheGame)
 {
     EXPECT_EQ(run("jump\n", "x.png"), 1);
     EXPECT_NE(errors.find("script.txt, line 1: \"jump\" is no step"), std::string::npos) << errors;
-    EXPECT_EQ(run("key Home\n", "x.png", {"--font", path("none.ttf")}), 1);
-    EXPECT_EQ(errors, "sandbox: there is no font file " + path("none.ttf") + "\n");
+    EXPECT_EQ(run("key Home\n", "x.png", {"--font", at("none.ttf")}), 1);
+    EXPECT_EQ(errors, "sandbox: there is no font file " + at("none.ttf") + "\n");
     EXPECT_EQ(run("key Home\n", "no/such/folder.png"), 1);
     EXPECT_NE(errors.find("cannot write the picture"), std::string::npos);
     EXPECT_EQ(run("key Home\n", "x.png", {"--size", "800"}), 2);
     EXPECT_EQ(run("key Home\n", "x.png", {"--files", "here:1", "--pipe-port", "0"}), 2);
-    EXPECT_FALSE(std::filesystem::exists(path("x.png")));
+    EXPECT_FALSE(std::filesystem::exists(at("x.png")));
 }
 
 } // namespace

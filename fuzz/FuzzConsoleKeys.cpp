@@ -1,7 +1,0 @@
-#include "fuzz/Console.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size)
-{
-    fuzz::playConsoleKeys(data, size);
-    return 0;
-}
