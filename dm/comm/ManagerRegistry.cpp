@@ -98,8 +98,21 @@ void ManagerRegistry::deinitAll()
     }
 }
 
-/// Without any lock. First all are stopped, then all are destroyed: callbacks of one may use
-/// another until the last thread has ended.
+namespace {
+
+/// Without any lock. First all have ended, then all are destroyed: callbacks of one may use another
+/// until the last thread is gone.
+void awaitAndDestroy(std::vector<std::unique_ptr<NetCommunicationPipeManager>> stopping)
+{
+    for (const auto& manager : stopping)
+        manager->joinThread();
+    for (const auto& manager : stopping)
+        manager->gate()->awaitEmpty();
+}
+
+} // namespace
+
+/// Without any lock.
 void ManagerRegistry::destroy(std::vector<std::unique_ptr<Manager>> removed)
 {
     for (const auto& manager : removed)
@@ -111,10 +124,7 @@ void ManagerRegistry::destroy(std::vector<std::unique_ptr<Manager>> removed)
         somethingToReap = true;
         return;
     }
-    for (const auto& manager : removed)
-        manager->joinThread();
-    for (const auto& manager : removed)
-        manager->gate()->awaitEmpty();
+    awaitAndDestroy(std::move(removed));
 }
 
 /// Whether this thread may wait for a manager to end. A manager's thread must not, nor who holds a
@@ -140,10 +150,7 @@ void ManagerRegistry::reap()
         std::erase(leftToReap, nullptr);
         somethingToReap = !leftToReap.empty();
     }
-    for (const auto& manager : ended)
-        manager->joinThread();
-    for (const auto& manager : ended)
-        manager->gate()->awaitEmpty();
+    awaitAndDestroy(std::move(ended));
 }
 
 // The exported functions.

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstring>
 #include <utility>
 
 namespace dm {
@@ -52,17 +51,6 @@ TransferProgress getTransferProgress(CommunicationPipe* pipe)
     auto* netPipe = dynamic_cast<NetCommunicationPipe*>(pipe);
     return netPipe != nullptr ? netPipe->getTransferProgress() : TransferProgress();
 }
-
-struct NetCommunicationPipe::RequestArguments
-{
-    const char* text;
-    uint32 value;
-    void* responseBuffer;
-    uint32 responseCapacity;
-    bool capacityEnforced;
-    const void* data;
-    uint32 dataSize;
-};
 
 NetCommunicationPipe::NetCommunicationPipe(NetCommunicationPipeManager& owner, const char* pipeName)
     : manager(owner)
@@ -212,7 +200,7 @@ bool NetCommunicationPipe::isTextSendable(const char* operation, const char* tex
 {
     assert(!manager.isOwnThread() &&
            "sendRequest and respond wait for the manager's thread and must not run on it");
-    if (strnlen(text, kMaxTextBytes + size_t{1}) <= kMaxTextBytes)
+    if (isTextAllowed(text))
         return true;
     warn("pipe \"%s\": %s with a text of more than %u bytes is not sent; send it as data",
          name.c_str(), operation, kMaxTextBytes);
@@ -232,17 +220,11 @@ zu::InplaceString<128> NetCommunicationPipe::sendRequest(const char* text, uint3
     return std::move(answer.text);
 }
 
-NetCommunicationPipe::Answer NetCommunicationPipe::sendRequestBounded(const BoundedRequest& bounded)
-{
-    return ask({bounded.text, 0, bounded.responseBuffer, bounded.responseCapacity, true,
-                bounded.data, bounded.dataSize});
-}
-
-NetCommunicationPipe::Answer NetCommunicationPipe::ask(const RequestArguments& arguments)
+NetCommunicationPipe::Answer NetCommunicationPipe::ask(const Question& question)
 {
     Answer answer;
-    assert((arguments.data != nullptr || arguments.dataSize == 0) && "data is null with a size");
-    if (!isTextSendable("a request", arguments.text))
+    assert((question.data != nullptr || question.dataSize == 0) && "data is null with a size");
+    if (!isTextSendable("a request", question.text))
         return answer;
 
     const zu::Event& event = threadEvent();
@@ -256,13 +238,13 @@ NetCommunicationPipe::Answer NetCommunicationPipe::ask(const RequestArguments& a
         id = outgoing.nextRequestId++;
         OutgoingRequest& request = outgoing.requests.appendEmpty();
         request.id = id;
-        request.value = arguments.value;
-        request.text = arguments.text;
-        request.sending.data = arguments.data;
-        request.sending.dataSize = arguments.dataSize;
-        request.responseBuffer = arguments.responseBuffer;
-        request.responseCapacity = arguments.responseCapacity;
-        request.capacityEnforced = arguments.capacityEnforced;
+        request.value = question.value;
+        request.text = question.text;
+        request.sending.data = question.data;
+        request.sending.dataSize = question.dataSize;
+        request.responseBuffer = question.responseBuffer;
+        request.responseCapacity = question.responseCapacity;
+        request.capacityEnforced = question.capacityEnforced;
         request.event = event;
     }
     requestPump();
@@ -360,10 +342,7 @@ void NetCommunicationPipe::answerAside(const char* text, std::vector<uint8> data
     if (takeCurrentRequest(answered, epoch)) {
         std::lock_guard guard(outgoingLock);
         if (!closing && isConnected() && epoch == outgoingEpoch) {
-            OutgoingResponse& response = outgoing.responses.appendEmpty();
-            response.serial = outgoing.nextResponseSerial++;
-            response.requestId = answered.id;
-            response.text = text;
+            OutgoingResponse& response = appendResponse(answered.id, text);
             response.relayedData = std::move(data);
             response.sending.data = response.relayedData.data();
             response.sending.dataSize = static_cast<uint32>(response.relayedData.size());
@@ -453,13 +432,13 @@ bool NetCommunicationPipe::detach()
 void NetCommunicationPipe::onRequestPacket(const RequestMessage& message, net::Packet& packet)
 {
     IncomingRequests::Outcome outcome;
-    bool tell = false;
+    bool sayRefused = false;
     {
         std::lock_guard guard(incomingLock);
         outcome = incomingRequests.accept(message, packet, incomingBudget);
-        tell = outcome == IncomingRequests::Outcome::Refused && raiseRefusalNotice();
+        sayRefused = outcome == IncomingRequests::Outcome::Refused && raiseRefusalNotice();
     }
-    if (tell)
+    if (sayRefused)
         warn("pipe \"%s\": a request with %u bytes of data is dropped: this connection has more "
              "than %llu bytes or %u requests waiting to be taken and answered",
              name.c_str(), message.chunk.totalBytes,
@@ -502,13 +481,13 @@ void NetCommunicationPipe::onResponsePacket(const ResponseMessage& message, net:
 bool NetCommunicationPipe::onNotifyPacket(const NotifyMessage& message, net::Packet& packet)
 {
     IncomingNotifications::Outcome outcome;
-    bool tell = false;
+    bool sayRefused = false;
     {
         std::lock_guard guard(incomingLock);
         outcome = incomingNotifications.accept(message, packet, incomingBudget);
-        tell = outcome == IncomingNotifications::Outcome::Refused && raiseRefusalNotice();
+        sayRefused = outcome == IncomingNotifications::Outcome::Refused && raiseRefusalNotice();
     }
-    if (tell)
+    if (sayRefused)
         warn("pipe \"%s\": notifications are dropped because nobody takes them with receiveNotify "
              "and %llu bytes are waiting",
              name.c_str(), static_cast<unsigned long long>(kMaxIncomingNotifyBytes));

@@ -59,11 +59,13 @@ public:
 
     // For the library's own callers.
 
-    struct BoundedRequest
+    struct Question
     {
         const char* text = "";
+        uint32 value = 0;
         void* responseBuffer = nullptr;
         uint32 responseCapacity = 0;
+        bool capacityEnforced = true; ///< whatever the process has set
         const void* data = nullptr;
         uint32 dataSize = 0;
     };
@@ -75,9 +77,8 @@ public:
         uint32 storedBytes = 0; ///< of the data, in the buffer
         uint32 connection = 0;  ///< the connectionNumber of the one it came over
     };
-    /// sendRequest with number 0 that never stores more than the capacity, whatever the process
-    /// has set.
-    Answer sendRequestBounded(const BoundedRequest& bounded);
+    /// sendRequest that tells more.
+    Answer ask(const Question& question);
 
     /// sendRequest without data that does not wait, see Relay.h. Of the answer's data at most
     /// `capacity` bytes are kept.
@@ -142,8 +143,6 @@ public:
 private:
     friend class PipePump;
 
-    struct RequestArguments;
-
     /// Where the next block of an answer's data goes, and which it is.
     struct RingRoom
     {
@@ -160,7 +159,6 @@ private:
     void dropNotifications();
     void warnNotifyQueueFull();
     bool isTextSendable(const char* operation, const char* text);
-    Answer ask(const RequestArguments& arguments);
     bool finishAsking(uint32 id, Answer& answer);
     bool takeCurrentRequest(IncomingRequest& answered, uint32& epoch);
     OutgoingResponse& appendResponse(uint32 requestId, const char* text);

@@ -5,14 +5,13 @@
 #include "dm/common/Diagnostics.h"
 
 #include <chrono>
-#include <cstring>
 #include <utility>
 
 namespace dm {
 
 namespace {
 
-thread_local bool s_isManagersThread = false;
+thread_local bool t_isManagersThread = false;
 
 } // namespace
 
@@ -76,7 +75,7 @@ int NetCommunicationPipeManager::run()
     zu::registerThread(kThreadId);
     zu::setThreadName(zu::currentThreadId(), "ZMK - Communication Pipe");
     threadId.store(std::this_thread::get_id());
-    s_isManagersThread = true;
+    t_isManagersThread = true;
     while (!stopRequested.load()) {
         loop->pass();
         if (flushWanted.load())
@@ -87,7 +86,7 @@ int NetCommunicationPipeManager::run()
     return 0;
 }
 
-bool NetCommunicationPipeManager::isAnyManagersThread() { return s_isManagersThread; }
+bool NetCommunicationPipeManager::isAnyManagersThread() { return t_isManagersThread; }
 
 FlushResult NetCommunicationPipeManager::flush(uint32 timeoutMs)
 {
@@ -117,7 +116,7 @@ void NetCommunicationPipeManager::settleFlushes()
 NetCommunicationPipe& NetCommunicationPipeManager::getPipe(const char* pipeName,
                                                            const PipeCallback* connected)
 {
-    if (strnlen(pipeName, kMaxNameBytes + size_t{1}) > kMaxNameBytes)
+    if (!isNameAllowed(pipeName))
         warn("a pipe name of more than %u bytes will be refused by every other end", kMaxNameBytes);
     bool made = false;
     NetCommunicationPipe& pipe = pipes.getPipe(pipeName, made, connected);
@@ -182,7 +181,6 @@ void NetCommunicationPipeManager::connectionIsUp()
 
 void NetCommunicationPipeManager::connectionMade(uint32 protocolVersion, const net::Socket& socket)
 {
-    ++connectionsUp;
     const zu::InplaceString<128> peer = socket.getConnectedIP();
     const zu::InplaceString<128> own = socket.getLocalIP();
     std::lock_guard guard(statusLock);
@@ -210,7 +208,6 @@ void NetCommunicationPipeManager::connectionLost(const char* reason)
 
 void NetCommunicationPipeManager::connectionEnded()
 {
-    --connectionsUp;
     if (connectionLostCallback.function != nullptr)
         connectionLostCallback.function(connectionLostCallback.context, this);
 }

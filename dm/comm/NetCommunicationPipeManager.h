@@ -24,8 +24,6 @@ namespace dm {
 class NetCommunicationPipeManager final : public CommunicationPipeManager
 {
 public:
-    static constexpr zu::u64 kNoLimit = ~zu::u64{0};
-
     struct Options
     {
         const char* name = "";
@@ -37,7 +35,7 @@ public:
         // Of several managers together, beside each one's own limits; null: none.
         std::shared_ptr<PipeNameQuota> pipeNames;
         // Of all pipes together, beside each one's own limit.
-        zu::u64 maxQueuedNotifyBytes = kNoLimit;
+        zu::u64 maxQueuedNotifyBytes = NotifyBudget::kNoLimit;
         // In force before the thread starts, so no client is ever accepted without them.
         ClientConnectionCallback clientConnectionCallback;
         PipeCreateCallback pipeCreateCallback;
@@ -83,8 +81,6 @@ public:
     /// and gives none once it shuts down.
     const std::shared_ptr<Gate>& gate() const { return ownGate; }
 
-    /// Connections that are up: accepted and not lost yet, or welcomed.
-    uint32 connectionCount() const { return connectionsUp.load(); }
     bool hasAttachedPipes() { return pipes.hasAttached(); }
     NotifyBudget& notifyBudget() { return queuedNotifies; }
 
@@ -155,7 +151,6 @@ private:
     // Under statusLock; the two ends of the newest connection.
     zu::InplaceString<128> newestPeer;
     zu::InplaceString<128> newestOwn;
-    std::atomic<uint32> connectionsUp{0};
 
     NotifyBudget queuedNotifies;
 

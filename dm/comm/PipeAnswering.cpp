@@ -77,6 +77,7 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
             return;
         // Without its text, but the one who asks must not wait for ever.
         OutgoingResponse& response = appendResponse(answered.id, sendable ? text : "");
+        response.event = threadEvent();
         response.sending.data = data;
         response.sending.dataSize = dataSize;
         serial = response.serial;
@@ -89,14 +90,13 @@ void NetCommunicationPipe::respond(const char* text, const void* data, uint32 da
     while (!finishResponding(serial, sent));
 }
 
-/// Under outgoingLock. This thread will wait for it.
+/// Under outgoingLock.
 OutgoingResponse& NetCommunicationPipe::appendResponse(uint32 requestId, const char* text)
 {
     OutgoingResponse& response = outgoing.responses.appendEmpty();
     response.serial = outgoing.nextResponseSerial++;
     response.requestId = requestId;
     response.text = text;
-    response.event = threadEvent();
     return response;
 }
 
@@ -134,6 +134,7 @@ bool NetCommunicationPipe::respondFrom(const char* text, uint32 dataSize,
         if (closing || !isConnected() || epoch != outgoingEpoch)
             return false;
         OutgoingResponse& response = appendResponse(answered.id, sendable ? text : "");
+        response.event = threadEvent();
         response.isForOneConnection = true;
         response.sending.data = ring.get();
         response.sending.dataSize = dataSize;

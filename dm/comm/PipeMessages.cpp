@@ -15,14 +15,6 @@ uint32 bytesLeft(const net::Packet& packet, uint32 packetSize)
     return position < packetSize ? packetSize - position : 0;
 }
 
-bool isNameAllowed(const char* name) { return strnlen(name, kMaxNameBytes + 1) <= kMaxNameBytes; }
-
-bool isTextAllowed(const char* text)
-{
-    return strnlen(text, CommunicationPipe::kMaxTextBytes + size_t{1}) <=
-           CommunicationPipe::kMaxTextBytes;
-}
-
 bool isChunkInside(const Chunk& chunk, uint32 bytesInPacket)
 {
     return chunk.bytes <= bytesInPacket && zu::u64{chunk.offset} + chunk.bytes <= chunk.totalBytes;
@@ -51,6 +43,17 @@ uint32 appendChunk(net::Packet& packet, const Chunk& chunk, const void* payload)
 }
 
 } // namespace
+
+bool isNameAllowed(const char* name)
+{
+    return strnlen(name, kMaxNameBytes + size_t{1}) <= kMaxNameBytes;
+}
+
+bool isTextAllowed(const char* text)
+{
+    constexpr size_t kMostBytes = CommunicationPipe::kMaxTextBytes;
+    return strnlen(text, kMostBytes + 1) <= kMostBytes;
+}
 
 MessageKind readKind(net::Packet& packet)
 {

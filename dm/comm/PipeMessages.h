@@ -84,6 +84,10 @@ struct WelcomeMessage
     const char* serverManagerName = "";
 };
 
+/// Whether every other end takes it: names up to kMaxNameBytes, texts up to kMaxTextBytes.
+bool isNameAllowed(const char* name);
+bool isTextAllowed(const char* text);
+
 /// Reads the kind, the first field of every message.
 MessageKind readKind(net::Packet& packet);
 

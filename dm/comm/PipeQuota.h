@@ -17,6 +17,8 @@ namespace dm {
 class NotifyBudget
 {
 public:
+    static constexpr zu::u64 kNoLimit = ~zu::u64{0};
+
     explicit NotifyBudget(zu::u64 mostBytes)
         : limit(mostBytes)
     {
@@ -38,8 +40,6 @@ public:
     }
 
 private:
-    static constexpr zu::u64 kNoLimit = ~zu::u64{0};
-
     const zu::u64 limit;
     std::atomic<zu::u64> used{0};
 };

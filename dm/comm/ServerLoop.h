@@ -1,6 +1,7 @@
 /// The thread of a server manager: accepts clients and serves their connections.
 #pragma once
 
+#include "dm/comm/ManagerAddress.h"
 #include "dm/comm/ManagerLoop.h"
 
 #include <zul/Listener.h>
@@ -40,7 +41,7 @@ private:
     zu::u64 nextKey = kListenerKey + 1;
     uint32 nextConnectionId = 0;
     double lastTrim = 0.0;
-    uint32 addressVersion = 0; // as the pass under way found it
+    ManagerAddress::Version addressVersion = 0; // as the pass under way found it
 };
 
 } // namespace dm

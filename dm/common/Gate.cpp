@@ -5,7 +5,7 @@ namespace dm {
 namespace {
 
 // The passes this thread holds, the newest first: it cannot wait for itself to leave.
-thread_local const Gate::Pass* s_newest = nullptr;
+thread_local const Gate::Pass* t_newest = nullptr;
 
 } // namespace
 
@@ -14,15 +14,15 @@ Gate::Pass::Pass(Gate& entered)
 {
     if (gate == nullptr)
         return;
-    outer = s_newest;
-    s_newest = this;
+    outer = t_newest;
+    t_newest = this;
 }
 
 Gate::Pass::~Pass()
 {
     if (gate == nullptr)
         return;
-    s_newest = outer;
+    t_newest = outer;
     gate->leave();
 }
 
@@ -47,12 +47,12 @@ void Gate::awaitEmpty() const
         state.wait(seen);
 }
 
-bool Gate::isAnyHeldByThisThread() { return s_newest != nullptr; }
+bool Gate::isAnyHeldByThisThread() { return t_newest != nullptr; }
 
 zu::u32 Gate::passesOfThisThread() const
 {
     zu::u32 count = 0;
-    for (const Pass* pass = s_newest; pass != nullptr; pass = pass->outer)
+    for (const Pass* pass = t_newest; pass != nullptr; pass = pass->outer)
         count += pass->gate == this ? 1 : 0;
     return count;
 }

@@ -27,12 +27,12 @@ enum class LockRank : int
 namespace detail {
 
 /// Which ranks this thread holds, as a count each.
-inline thread_local int s_heldRanks[static_cast<int>(LockRank::Leaf) + 1] = {};
+inline thread_local int t_heldRanks[static_cast<int>(LockRank::Leaf) + 1] = {};
 
 inline bool holdsAbove(int rank)
 {
     for (int above = rank + 1; above <= static_cast<int>(LockRank::Leaf); ++above) {
-        if (s_heldRanks[above] > 0)
+        if (t_heldRanks[above] > 0)
             return true;
     }
     return false;
@@ -74,11 +74,11 @@ private:
     void check()
     {
         assert(!detail::holdsAbove(kRank) && "a lock was taken against the lock order");
-        assert((kIsRecursive || detail::s_heldRanks[kRank] == 0) &&
+        assert((kIsRecursive || detail::t_heldRanks[kRank] == 0) &&
                "two locks of one rank were taken at once");
     }
-    void enter() { ++detail::s_heldRanks[kRank]; }
-    void leave() { --detail::s_heldRanks[kRank]; }
+    void enter() { ++detail::t_heldRanks[kRank]; }
+    void leave() { --detail::t_heldRanks[kRank]; }
 #else
     void check() {}
     void enter() {}
@@ -100,7 +100,7 @@ public:
 #ifndef NDEBUG
         assert(!detail::holdsAbove(static_cast<int>(Rank)) &&
                "a lock was taken against the lock order");
-        ++detail::s_heldRanks[static_cast<int>(Rank)];
+        ++detail::t_heldRanks[static_cast<int>(Rank)];
 #endif
         mutex.lock();
     }
@@ -108,7 +108,7 @@ public:
     {
         mutex.unlock();
 #ifndef NDEBUG
-        --detail::s_heldRanks[static_cast<int>(Rank)];
+        --detail::t_heldRanks[static_cast<int>(Rank)];
 #endif
     }
     RankedGuard(const RankedGuard&) = delete;
@@ -126,10 +126,10 @@ class RankPause
 public:
 #ifndef NDEBUG
     RankPause()
-        : held(std::exchange(detail::s_heldRanks[static_cast<int>(Rank)], 0))
+        : held(std::exchange(detail::t_heldRanks[static_cast<int>(Rank)], 0))
     {
     }
-    ~RankPause() { detail::s_heldRanks[static_cast<int>(Rank)] = held; }
+    ~RankPause() { detail::t_heldRanks[static_cast<int>(Rank)] = held; }
 #else
     RankPause() {}
 #endif

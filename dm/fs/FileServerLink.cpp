@@ -53,12 +53,12 @@ uint32 connectionNumber(const CommunicationPipe& fileServerPipe)
 }
 
 NetCommunicationPipe::Answer askFileServer(const Command& command,
-                                           NetCommunicationPipe::BoundedRequest data)
+                                           NetCommunicationPipe::Question question)
 {
-    data.text = command.c_str();
+    question.text = command.c_str();
     return withPipe(NetCommunicationPipe::Answer(), [&](NetCommunicationPipeManager& manager,
                                                         NetCommunicationPipe& pipe) {
-        return mayWaitFor(manager) ? pipe.sendRequestBounded(data) : NetCommunicationPipe::Answer();
+        return mayWaitFor(manager) ? pipe.ask(question) : NetCommunicationPipe::Answer();
     });
 }
 

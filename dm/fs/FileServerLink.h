@@ -21,9 +21,9 @@ uint32 connectionNumber(const CommunicationPipe& fileServerPipe);
 
 /// Blocks without limit. Answers that did not arrive have an empty text and no data.
 ///
-///   data   sent along, or the buffer to fill; see NetCommunicationPipe::BoundedRequest.
+///   question   what is sent along, or the buffer to fill; the command is its text.
 NetCommunicationPipe::Answer askFileServer(const Command& command,
-                                           NetCommunicationPipe::BoundedRequest data = {});
+                                           NetCommunicationPipe::Question question = {});
 
 /// A command that is answered with a list. All lists of the process go through one buffer, one
 /// after the other: from construction to destruction this holds the lock of the buffer. Read the

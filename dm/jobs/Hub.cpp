@@ -18,9 +18,15 @@ namespace {
 
 constexpr const char* kMemberHost = "127.0.0.1";
 
-NetCommunicationPipeManager& managerOf(CommunicationPipe& pipe)
+// What callbacks are handed, by the classes that it has in this library.
+NetCommunicationPipeManager& own(CommunicationPipeManager* manager)
 {
-    return static_cast<NetCommunicationPipeManager&>(*pipe.getManager());
+    return static_cast<NetCommunicationPipeManager&>(*manager);
+}
+
+NetCommunicationPipe& own(CommunicationPipe* pipe)
+{
+    return static_cast<NetCommunicationPipe&>(*pipe);
 }
 
 } // namespace
@@ -41,11 +47,7 @@ CommunicationPipeManager* Hub::open()
     options.isServer = true;
     options.port = port;
     options.id = kServerId;
-    options.clientConnectionCallback.function = [](void* context, CommunicationPipeManager* main) {
-        withHub(context, [&](Hub& hub, Link&) {
-            hub.clientConnectionCallback(static_cast<Manager&>(*main));
-        });
-    };
+    options.clientConnectionCallback.function = callHub<&Hub::clientConnectionCallback>;
     return ManagerRegistry::instance().init(options, ManagerRegistry::Existing::Replace);
 }
 
@@ -57,14 +59,14 @@ void Hub::close()
     forwarder.stop();
 }
 
-/// Runs a callback's work unless the hub is closed.
-template <typename Work>
-void Hub::withHub(void* context, Work work)
+/// What the hub's managers and pipes have as callbacks: calls `method`, unless the hub is closed.
+template <auto method, typename... Arguments>
+void Hub::callHub(void* context, Arguments... arguments)
 {
     Link& link = *static_cast<Link*>(context);
     const Gate::Pass pass(link.hub.alive);
     if (pass)
-        work(link.hub, link);
+        (link.hub.*method)(link, own(arguments)...);
 }
 
 /// The callbacks that all managers of the hub have.
@@ -77,30 +79,15 @@ Hub::Manager::Options Hub::makeOptions(const char* managerName, uint32 member)
     options.pipeNames = pipeNames;
     options.maxQueuedNotifyBytes = CommunicationPipe::kMaxQueuedNotifyBytes;
     options.contextOwner = shared_from_this();
-    options.pipeCreateCallback = {
-        link, [](void* context, CommunicationPipeManager* manager, CommunicationPipe* pipe) {
-            withHub(context, [&](Hub& hub, Link& own) {
-                hub.pipeCreateCallback(own, static_cast<Manager&>(*manager), *pipe);
-            });
-        }};
-    options.clientConnectionCallback = {link, [](void* context, CommunicationPipeManager* manager) {
-                                            withHub(context, [&](Hub& hub, Link& own) {
-                                                hub.memberConnected(
-                                                    own, static_cast<Manager&>(*manager));
-                                            });
-                                        }};
-    options.connectionLostCallback = {link, [](void* context, CommunicationPipeManager* manager) {
-                                          withHub(context, [&](Hub& hub, Link& own) {
-                                              hub.connectionLost(own,
-                                                                 static_cast<Manager&>(*manager));
-                                          });
-                                      }};
+    options.pipeCreateCallback = {link, callHub<&Hub::pipeCreateCallback>};
+    options.clientConnectionCallback = {link, callHub<&Hub::memberConnected>};
+    options.connectionLostCallback = {link, callHub<&Hub::connectionLost>};
     return options;
 }
 
 // Members.
 
-void Hub::clientConnectionCallback(Manager& main)
+void Hub::clientConnectionCallback(Link&, Manager& main)
 {
     const std::lock_guard membership(membershipLock);
     try {
@@ -179,8 +166,9 @@ void Hub::memberConnected(Link& link, Manager& manager)
         tell(HubEvent::Joined, link, manager);
 }
 
-void Hub::pipeAttached(Link& link, Manager& manager, NetCommunicationPipe& pipe)
+void Hub::pipeAttached(Link& link, NetCommunicationPipe& pipe)
 {
+    Manager& manager = own(pipe.getManager());
     forwarder.sourceRestarted({&pipe, manager.gate()});
     forwarder.memberCame(manager.gate());
     memberConnected(link, manager);
@@ -208,24 +196,12 @@ void Hub::tell(HubEvent::Kind kind, const Link& link, Manager& manager, const ch
 
 // Pipes.
 
-void Hub::pipeCreateCallback(Link& link, Manager& manager, CommunicationPipe& pipe)
+void Hub::pipeCreateCallback(Link& link, Manager& manager, NetCommunicationPipe& pipe)
 {
-    void* const context = &link;
-    pipe.setConnectionCallback({context, [](void* self, CommunicationPipe* attached) {
-                                    withHub(self, [&](Hub& hub, Link& own) {
-                                        hub.pipeAttached(
-                                            own, managerOf(*attached),
-                                            static_cast<NetCommunicationPipe&>(*attached));
-                                    });
-                                }});
-    static_cast<NetCommunicationPipe&>(pipe).setNotifyRunCallback(
-        {context, [](void* self, CommunicationPipe* notified) {
-             withHub(self, [&](Hub& hub, Link&) { hub.pipeNotificationCallback(*notified); });
-         }});
-    pipe.setRequestCallback(
-        {context, [](void* self, CommunicationPipe* requested) {
-             withHub(self, [&](Hub& hub, Link&) { hub.pipeRequestCallback(*requested); });
-         }});
+    pipe.setConnectionCallback({&link, callHub<&Hub::pipeAttached>});
+    pipe.setNotifyRunCallback({&link, callHub<&Hub::pipeNotificationCallback>});
+    pipe.setRequestCallback({&link, callHub<&Hub::pipeRequestCallback>});
+
     const std::shared_ptr<const Members> members = snapshot();
     for (const Member& member : *members) {
         const Gate::Pass pass(*member.gate);
@@ -235,12 +211,11 @@ void Hub::pipeCreateCallback(Link& link, Manager& manager, CommunicationPipe& pi
     logLine("Manager \"%s\" created a pipe \"%s\"\n", manager.getName(), pipe.getName());
     // One that the other end asked for was attached before this callback.
     if (pipe.isConnected())
-        pipeAttached(link, manager, static_cast<NetCommunicationPipe&>(pipe));
+        pipeAttached(link, pipe);
 }
 
-void Hub::pipeNotificationCallback(CommunicationPipe& pipe)
+void Hub::pipeNotificationCallback(Link&, NetCommunicationPipe& source)
 {
-    auto& source = static_cast<NetCommunicationPipe&>(pipe);
     std::vector<zu::InplaceString<128>> texts;
     source.takeNotifies(texts);
     const uint32 id = source.getManager()->getID();
@@ -249,15 +224,15 @@ void Hub::pipeNotificationCallback(CommunicationPipe& pipe)
         const Gate::Pass pass(*member.gate);
         if (!pass)
             continue;
-        CommunicationPipe* const target = member.manager->getPipe(source.getName());
-        if (target != &source)
-            static_cast<NetCommunicationPipe*>(target)->sendNotifies(texts, id);
+        NetCommunicationPipe& target = member.manager->getPipe(source.getName(), nullptr);
+        if (&target != &source)
+            target.sendNotifies(texts, id);
     }
 }
 
-void Hub::pipeRequestCallback(CommunicationPipe& pipe)
+void Hub::pipeRequestCallback(Link&, NetCommunicationPipe& pipe)
 {
-    forwarder.noteRequest({&static_cast<NetCommunicationPipe&>(pipe), managerOf(pipe).gate()});
+    forwarder.noteRequest({&pipe, own(pipe.getManager()).gate()});
     logLine("broadcastserver pipeRequestCallback\n");
 }
 

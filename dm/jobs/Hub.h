@@ -66,13 +66,16 @@ private:
     };
     static constexpr uint32 kNoMember = 0xFFFFFFFF;
 
-    void clientConnectionCallback(Manager& main);
-    void pipeCreateCallback(Link& link, Manager& manager, CommunicationPipe& pipe);
-    void pipeNotificationCallback(CommunicationPipe& pipe);
-    void pipeRequestCallback(CommunicationPipe& pipe);
+    // The callbacks, by way of callHub.
+    void clientConnectionCallback(Link&, Manager& main);
     void memberConnected(Link& link, Manager& manager);
-    void pipeAttached(Link& link, Manager& manager, NetCommunicationPipe& pipe);
     void connectionLost(Link& link, Manager& manager);
+    void pipeCreateCallback(Link& link, Manager& manager, NetCommunicationPipe& pipe);
+    void pipeAttached(Link& link, NetCommunicationPipe& pipe);
+    void pipeNotificationCallback(Link&, NetCommunicationPipe& source);
+    void pipeRequestCallback(Link&, NetCommunicationPipe& pipe);
+    template <auto method, typename... Arguments>
+    static void callHub(void* context, Arguments... arguments);
 
     Manager::Options makeOptions(const char* managerName, uint32 member);
     zu::InplaceString<128> nextMemberName();
@@ -83,9 +86,6 @@ private:
     static bool isExpected(const Member& member);
     RequestForwarder::Forward takeRequest(const RequestForwarder::Source& source);
     void tell(HubEvent::Kind kind, const Link& link, Manager& manager, const char* pipeName = "");
-
-    template <typename Work>
-    static void withHub(void* context, Work work);
 
     // Never change after open().
     const zu::InplaceString<128> name;

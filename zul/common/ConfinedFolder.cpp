@@ -1,10 +1,10 @@
+#include "zul/common/FileNames.h"
 #include "zul/common/NativeConfinedFolder.h"
 #include "zul/common/PortablePath.h"
 
 #include <zul/ConfinedFolder.h>
 #include <zul/FileSystem.h>
 #include <zul/FileUtils.h>
-#include <zul/String.h>
 
 #include <algorithm>
 #include <set>
@@ -17,15 +17,9 @@ using Outcome = ConfinedFolder::Outcome;
 
 namespace {
 
-int compareNames(const std::string& left, const std::string& right)
-{
-    return compareNoCase(left.data(), left.size(), right.data(), right.size());
-}
-
 bool isBefore(const NativeFolderEntry& left, const NativeFolderEntry& right)
 {
-    const int order = compareNames(left.name, right.name);
-    return order != 0 ? order < 0 : left.name < right.name;
+    return isListedBefore(left.name, right.name);
 }
 
 std::string join(const std::string& folder, const std::string& name)
@@ -224,7 +218,9 @@ bool ConfinedFolder::matchIgnoringCase(const std::string& path, std::string& out
             NativeFolderListing listing;
             native->list(
                 match,
-                [&](const std::string& other, bool) { return compareNames(name, other) == 0; },
+                [&](const std::string& other, bool) {
+                    return compareNamesNoCase(name, other) == 0;
+                },
                 listing);
             const auto first =
                 std::min_element(listing.entries.begin(), listing.entries.end(), isBefore);

@@ -1,3 +1,5 @@
+#include "zul/common/FileNames.h"
+
 #include <zul/File.h>
 #include <zul/FileSystem.h>
 
@@ -17,8 +19,6 @@ constexpr const char* kDefaultWritableFolder = "./";
 
 constinit std::atomic<const char*> s_writableFolder{kDefaultWritableFolder};
 constinit std::atomic<bool> s_readOnly{false};
-
-bool isSeparator(char character) { return character == '/' || character == '\\'; }
 
 // Keeps a text for the life of the process, equal ones once.
 const char* keepForever(const std::string& text)
@@ -246,7 +246,7 @@ void File::setFileSysPathForWrite(const char* folder)
     const char* kept = kDefaultWritableFolder;
     if (folder != nullptr && folder[0] != '\0') {
         std::string text = folder;
-        if (!isSeparator(text.back()))
+        if (!isPathSeparator(text.back()))
             text += '/';
         kept = keepForever(text);
     }
@@ -264,7 +264,7 @@ const char* File::stripPath(const char* path)
 {
     const char* name = path;
     for (const char* character = path; *character != '\0'; ++character) {
-        if (isSeparator(*character))
+        if (isPathSeparator(*character))
             name = character + 1;
     }
     return name;

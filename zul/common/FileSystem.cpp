@@ -1,4 +1,5 @@
 #include "zul/common/AsyncReader.h"
+#include "zul/common/FileNames.h"
 
 #include <zul/FileSystem.h>
 #include <zul/FileUtils.h>
@@ -51,7 +52,7 @@ public:
     static Path joinPath(const Path& folder, const char* name)
     {
         Path path = folder;
-        if (!path.empty() && path[path.length() - 1] != '/' && path[path.length() - 1] != '\\')
+        if (!path.empty() && !isPathSeparator(path[path.length() - 1]))
             path += '/';
         path += name;
         return path;

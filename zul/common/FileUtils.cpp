@@ -1,3 +1,5 @@
+#include "zul/common/LetterCase.h"
+
 #include <zul/FileSystem.h>
 #include <zul/FileUtils.h>
 
@@ -6,12 +8,6 @@
 namespace zu {
 
 namespace {
-
-char foldCase(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
-                                                : character;
-}
 
 // Whether a character of the name, which is not the end, fits one of the pattern.
 bool fits(char pattern, char name) { return pattern == '?' || foldCase(pattern) == foldCase(name); }

@@ -1,3 +1,4 @@
+#include "zul/common/FileNames.h"
 #include "zul/common/NativeFile.h"
 #include "zul/common/NativeFileTree.h"
 
@@ -66,12 +67,6 @@ NativeFileInfo infoOf(const char* path)
     return getNativeFileInfo(path, info) ? info : NativeFileInfo{};
 }
 
-bool isBefore(const std::string& left, const std::string& right)
-{
-    int order = compareNoCase(left.data(), left.size(), right.data(), right.size());
-    return order != 0 ? order < 0 : left < right;
-}
-
 // Names of a folder that match, in order.
 std::vector<std::string> listMatches(const std::string& folder, const char* wildcard)
 {
@@ -81,7 +76,7 @@ std::vector<std::string> listMatches(const std::string& folder, const char* wild
     std::erase_if(names, [&](const std::string& name) {
         return !FileUtils::matchesWildcard(wildcard, name.c_str());
     });
-    std::sort(names.begin(), names.end(), isBefore);
+    std::sort(names.begin(), names.end(), isListedBefore);
     return names;
 }
 

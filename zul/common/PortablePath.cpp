@@ -1,6 +1,7 @@
 #include "zul/common/PortablePath.h"
 
-#include <zul/String.h>
+#include "zul/common/FileNames.h"
+
 #include <zul/Types.h>
 
 #include <algorithm>
@@ -10,8 +11,6 @@ namespace zu {
 
 namespace {
 
-bool isSeparator(char character) { return character == '/' || character == '\\'; }
-
 bool isLetter(char character)
 {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
@@ -19,7 +18,7 @@ bool isLetter(char character)
 
 bool isEqualNoCase(std::string_view left, std::string_view right)
 {
-    return compareNoCase(left.data(), left.size(), right.data(), right.size()) == 0;
+    return compareNamesNoCase(left, right) == 0;
 }
 
 // Takes one character off the front. False when the bytes are no UTF-8, which includes longer forms
@@ -111,9 +110,9 @@ PathFault judgeWhole(std::string_view path)
 {
     if (path.size() > kMaxPathBytes)
         return PathFault::TooLong;
-    if (!path.empty() && isSeparator(path[0]))
-        return path.size() > 1 && isSeparator(path[1]) ? PathFault::ServerName
-                                                       : PathFault::Absolute;
+    if (!path.empty() && isPathSeparator(path[0]))
+        return path.size() > 1 && isPathSeparator(path[1]) ? PathFault::ServerName
+                                                           : PathFault::Absolute;
     return judgeCharacters(path);
 }
 
@@ -125,8 +124,8 @@ PathFault normalisePath(std::string_view path, NameRule rule, std::string& outPa
     std::string normal;
     size_t names = 0;
     while (fault == PathFault::None && !path.empty()) {
-        const size_t length =
-            static_cast<size_t>(std::find_if(path.begin(), path.end(), isSeparator) - path.begin());
+        const size_t length = static_cast<size_t>(
+            std::find_if(path.begin(), path.end(), isPathSeparator) - path.begin());
         const std::string_view name = path.substr(0, length);
         path.remove_prefix(std::min(length + 1, path.size()));
         if (name.empty() || name == ".")
@@ -147,7 +146,8 @@ PathFault normalisePath(std::string_view path, NameRule rule, std::string& outPa
 
 bool isAcceptedName(std::string_view name, NameRule rule)
 {
-    return !name.empty() && name != "." && std::none_of(name.begin(), name.end(), isSeparator) &&
+    return !name.empty() && name != "." &&
+           std::none_of(name.begin(), name.end(), isPathSeparator) &&
            judgeCharacters(name) == PathFault::None && judgeName(name, rule) == PathFault::None;
 }
 

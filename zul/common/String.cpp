@@ -1,3 +1,5 @@
+#include "zul/common/LetterCase.h"
+
 #include <zul/Exception.h>
 #include <zul/Memory.h>
 #include <zul/String.h>
@@ -21,15 +23,7 @@ char* allocateText(size_t wanted, size_t current, size_t& room)
     return static_cast<char*>(allocateMemory(room + 1));
 }
 
-constexpr int fold(unsigned char character)
-{
-    return character >= 'A' && character <= 'Z' ? character + ('a' - 'A') : character;
-}
-
-int foldedDifference(char left, char right)
-{
-    return fold(static_cast<unsigned char>(left)) - fold(static_cast<unsigned char>(right));
-}
+int foldedDifference(char left, char right) { return foldCase(left) - foldCase(right); }
 
 /// How many leading bytes are alike, a word at a time; may stop up to a word early.
 size_t equalPrefix(const char* left, const char* right, size_t count)
@@ -137,7 +131,7 @@ size_t String::rfind(char character, size_t from) const { return view().rfind(ch
 void String::toLower()
 {
     for (size_t i = 0; i < used; ++i)
-        characters[i] = static_cast<char>(fold(static_cast<unsigned char>(characters[i])));
+        characters[i] = static_cast<char>(foldCase(characters[i]));
 }
 
 bool String::equalsNoCase(const char* other) const

@@ -25,11 +25,8 @@ int waitAny(const WaitHandle* handles, u32 count, u32 timeoutMs)
 PollableEvent::PollableEvent()
     : signal(std::make_unique<net::Signal>())
 {
-    if (!signal->isValid()) {
-        Exception exception;
-        exception.setError("PollableEvent: no descriptor left");
-        throw exception;
-    }
+    if (!signal->isValid())
+        throw Exception("PollableEvent: no descriptor left");
 }
 
 PollableEvent::~PollableEvent() = default;

@@ -13,7 +13,7 @@ constexpr std::chrono::microseconds kCrowdedPause{kCrowdedPauseMicroseconds};
 std::atomic<u32> s_yieldMicroseconds{kDefaultYieldMicroseconds};
 
 // Until when this thread takes its core for crowded.
-thread_local std::chrono::steady_clock::time_point s_crowdedUntil;
+thread_local std::chrono::steady_clock::time_point t_crowdedUntil;
 
 } // namespace
 
@@ -31,9 +31,9 @@ bool YieldBudget::yield()
     const Clock::time_point now = Clock::now();
     const bool crowded = lastYield != Clock::time_point() && now - lastYield > kCrowdedYield;
     if (crowded)
-        s_crowdedUntil = now + kCrowdedPause;
+        t_crowdedUntil = now + kCrowdedPause;
     if (deadline == Clock::time_point())
-        deadline = now < s_crowdedUntil ? now : now + remaining;
+        deadline = now < t_crowdedUntil ? now : now + remaining;
     if (crowded || now >= deadline) {
         remaining = {};
         return false;

@@ -14,8 +14,6 @@ using Links = ConfinedFolder::Links;
 
 namespace {
 
-constexpr mode_t kPermissionBits = 0777;
-
 #ifdef AT_EMPTY_PATH
 constexpr int kEntry = AT_SYMLINK_NOFOLLOW;
 constexpr int kFileItself = AT_EMPTY_PATH;
@@ -192,11 +190,6 @@ Outcome openFile(const BeneathRoot& root, const std::string& path, Descriptor& o
     return judgeFile(outStatus);
 }
 
-void setPermissions(int file, const struct stat& model)
-{
-    [[maybe_unused]] const int ignored = ::fchmod(file, model.st_mode & kPermissionBits);
-}
-
 bool canFileHave(u64 position, u64 count)
 {
     constexpr u64 kMaxPosition = static_cast<u64>(std::numeric_limits<off_t>::max());
@@ -231,20 +224,13 @@ bool isOnOtherDisk(const Outcome& outcome)
     return outcome.error == Error::Failed && outcome.detail == EXDEV;
 }
 
-Outcome copyToPlace(int source, const struct stat& status, const Place& to, Purpose purpose,
+Outcome copyToPlace(int source, const struct stat& status, const Place& to, CopyPurpose purpose,
                     const ConfinedFolder::GoOn& goOn)
 {
     Replacement copy(to, S_IRUSR | S_IWUSR);
-    if (!copy.isOpen() || !copyBytes(source, copy.getFile(), goOn))
-        return outcomeFrom(errno);
-    setPermissions(copy.getFile(), status);
-    if (purpose == Purpose::Move) {
-        const timespec times[2] = {status.st_atim, status.st_mtim};
-        [[maybe_unused]] const int ignored = ::futimens(copy.getFile(), times);
-        if (::fsync(copy.getFile()) != 0)
-            return outcomeFrom(errno);
-    }
-    return copy.take() ? Outcome{} : outcomeFrom(errno);
+    const bool copied = copy.isOpen() && copyBytes(source, copy.getFile(), goOn) &&
+                        completeCopy(copy.getFile(), status, purpose) && copy.take();
+    return copied ? Outcome{} : outcomeFrom(errno);
 }
 
 Outcome moveToOtherDisk(const Place& from, const Place& to, const ConfinedFolder::GoOn& goOn)
@@ -259,7 +245,7 @@ Outcome moveToOtherDisk(const Place& from, const Place& to, const ConfinedFolder
     if (outcome.succeeded() && ::faccessat(from.folder.get(), ".", W_OK, AT_EACCESS) != 0)
         outcome = outcomeFrom(errno);
     if (outcome.succeeded())
-        outcome = copyToPlace(source.get(), status, to, Purpose::Move, goOn);
+        outcome = copyToPlace(source.get(), status, to, CopyPurpose::Move, goOn);
     if (!outcome.succeeded())
         return outcome;
     bringToDisk(to);

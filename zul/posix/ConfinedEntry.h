@@ -42,9 +42,6 @@ Outcome judgeReplacement(const Place& place, ConfinedFolder::Links links);
 Outcome openFile(const BeneathRoot& root, const std::string& path, Descriptor& outFile,
                  struct stat& outStatus);
 
-// Gives a file the permissions of another. Disks without any refuse, and it is none the worse.
-void setPermissions(int file, const struct stat& model);
-
 bool canFileHave(u64 position, u64 count);
 
 // All of it, or the file is as it was.
@@ -57,14 +54,8 @@ Outcome renamePlace(const Place& from, ConfinedFolder::Links fromLinks, const Pl
 // Whether a rename failed only because it would have led to another disk.
 bool isOnOtherDisk(const Outcome& outcome);
 
-enum class Purpose
-{
-    Copy,
-    Move // the source will go: with its times, and on the disk before the name is
-};
-
 // Copies an opened file, of that status, to a place where it may stand.
-Outcome copyToPlace(int source, const struct stat& status, const Place& to, Purpose purpose,
+Outcome copyToPlace(int source, const struct stat& status, const Place& to, CopyPurpose purpose,
                     const ConfinedFolder::GoOn& goOn);
 
 // What renamePlace could not do: copies a file and then removes it.

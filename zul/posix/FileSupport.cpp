@@ -140,6 +140,22 @@ bool copyBytes(int from, int to, const std::function<bool()>& goOn)
     }
 }
 
+bool completeCopy(int copy, const struct stat& source, CopyPurpose purpose)
+{
+    setPermissions(copy, source);
+    if (purpose == CopyPurpose::Copy)
+        return true;
+    const timespec times[2] = {source.st_atim, source.st_mtim};
+    [[maybe_unused]] const int ignored = ::futimens(copy, times);
+    return ::fsync(copy) == 0;
+}
+
+void setPermissions(int file, const struct stat& model)
+{
+    constexpr mode_t kPermissionBits = 0777;
+    [[maybe_unused]] const int ignored = ::fchmod(file, model.st_mode & kPermissionBits);
+}
+
 std::string makeTemporaryName()
 {
     static std::atomic<unsigned> s_serial{0};

@@ -62,6 +62,20 @@ u64 writeAt(int descriptor, const void* data, u64 count, u64 position);
 // goOn, which may be empty, says no.
 bool copyBytes(int from, int to, const std::function<bool()>& goOn = {});
 
+enum class CopyPurpose
+{
+    Copy,
+    Move // the source will go: with its times, and on the disk before the name is
+};
+
+// Gives a copy, whose bytes are there, what else its source has. Disks without permissions or times
+// refuse these, and the copy is none the worse. False, and errno, when it is to be on the disk and
+// cannot be.
+bool completeCopy(int copy, const struct stat& source, CopyPurpose purpose);
+
+// Gives a file the permissions of another, as far as the disk has any.
+void setPermissions(int file, const struct stat& model);
+
 // A name for a file that takes another one's place once it is whole. May be left from a process
 // killed in the middle.
 std::string makeTemporaryName();

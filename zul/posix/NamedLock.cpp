@@ -1,5 +1,7 @@
 #include "zul/common/NamedLock.h"
 
+#include "zul/posix/FileSupport.h"
+
 #include <zul/InplaceString.h>
 
 #include <cerrno>
@@ -85,8 +87,7 @@ bool isFileAt(int file, const char* path)
 {
     struct stat opened;
     struct stat named;
-    return fstat(file, &opened) == 0 && stat(path, &named) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
+    return fstat(file, &opened) == 0 && stat(path, &named) == 0 && posix::isSame(opened, named);
 }
 
 // A lock for writing belongs to somebody who is just removing the file, so to no holder.

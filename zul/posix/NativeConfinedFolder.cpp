@@ -255,7 +255,7 @@ Outcome NativeConfinedFolder::copyFile(const NativeConfinedFolder& target, const
     if (outcome.succeeded())
         outcome = posix::judgeReplacement(place, target.links);
     if (outcome.succeeded())
-        outcome = posix::copyToPlace(source.get(), status, place, posix::Purpose::Copy, goOn);
+        outcome = posix::copyToPlace(source.get(), status, place, posix::CopyPurpose::Copy, goOn);
     return target.judge(outcome);
 }
 

@@ -14,6 +14,7 @@
 namespace zu {
 
 using posix::closeDescriptor;
+using posix::CopyPurpose;
 using posix::Descriptor;
 using posix::isSame;
 using posix::openDescriptor;
@@ -25,12 +26,6 @@ enum class Existing
 {
     Replace,
     Keep
-};
-
-enum class Purpose
-{
-    Copy,
-    Move // the source will go: with its times, and on the disk before the name is
 };
 
 bool mayNotWrite(const std::string& path, const struct stat& status)
@@ -152,24 +147,15 @@ private:
 };
 
 bool copyRegularFile(const std::string& from, const std::string& to, Existing existing,
-                     Purpose purpose)
+                     CopyPurpose purpose)
 {
     Descriptor source(openDescriptor(from, O_RDONLY));
     struct stat status;
     if (!source.isOpen() || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return false;
     TemporaryFile copy(to);
-    if (!copy.isOpen() || !posix::copyBytes(source.get(), copy.getDescriptor()))
-        return false;
-    // Disks without permissions or times refuse these, and the copy is none the worse.
-    [[maybe_unused]] int ignored = ::fchmod(copy.getDescriptor(), status.st_mode & 0777);
-    timespec sourceTimes[2] = {status.st_atim, status.st_mtim};
-    if (purpose == Purpose::Move) {
-        ignored = ::futimens(copy.getDescriptor(), sourceTimes);
-        if (::fsync(copy.getDescriptor()) != 0)
-            return false;
-    }
-    return copy.take(to, existing);
+    return copy.isOpen() && posix::copyBytes(source.get(), copy.getDescriptor()) &&
+           posix::completeCopy(copy.getDescriptor(), status, purpose) && copy.take(to, existing);
 }
 
 // What a rename changed. Disks that cannot do it on demand do it some time.
@@ -184,7 +170,7 @@ bool moveToOtherDisk(const std::string& from, const std::string& to, Existing ex
 {
     // Once the copy is in its place there is no way back, so ask first whether from can go.
     if (::faccessat(AT_FDCWD, folderOf(from).c_str(), W_OK, AT_EACCESS) != 0 ||
-        !copyRegularFile(from, to, existing, Purpose::Move))
+        !copyRegularFile(from, to, existing, CopyPurpose::Move))
         return false;
     bringFolderToDisk(folderOf(to));
     return ::unlink(from.c_str()) == 0;
@@ -260,7 +246,7 @@ bool copyNativeFile(const char* from, const char* to)
     std::string target = toSystemPath(to);
     if (isProtected(target) || isDirectory(target))
         return false;
-    return copyRegularFile(toSystemPath(from), target, Existing::Replace, Purpose::Copy);
+    return copyRegularFile(toSystemPath(from), target, Existing::Replace, CopyPurpose::Copy);
 }
 
 bool getNativeDiskSpace(const char* path, u64& outFreeBytes, u64& outTotalBytes)

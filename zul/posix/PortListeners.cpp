@@ -38,20 +38,15 @@ bool parseNumber(std::string_view text, Number& out, int base = 10)
     return error == std::errc() && stop == text.data() + text.size() && !text.empty();
 }
 
-tcp::Address toAddress(const sockaddr_in& parts)
+// As people read it.
+template <typename SocketAddress>
+std::string describe(const SocketAddress& parts)
 {
     tcp::Address address;
+    static_assert(sizeof parts <= sizeof address.bytes);
     address.size = sizeof parts;
     std::memcpy(address.bytes, &parts, sizeof parts);
-    return address;
-}
-
-tcp::Address toAddress(const sockaddr_in6& parts)
-{
-    tcp::Address address;
-    address.size = sizeof parts;
-    std::memcpy(address.bytes, &parts, sizeof parts);
-    return address;
+    return tcp::describe(address).ip;
 }
 
 // From hexadecimal digits: one word, or four, each as it lies in memory.
@@ -70,12 +65,12 @@ std::string readAddress(std::string_view digits)
         sockaddr_in parts{};
         parts.sin_family = AF_INET;
         parts.sin_addr.s_addr = words[0];
-        return tcp::describe(toAddress(parts)).ip;
+        return describe(parts);
     }
     sockaddr_in6 parts{};
     parts.sin6_family = AF_INET6;
     std::memcpy(&parts.sin6_addr, words, sizeof parts.sin6_addr);
-    return tcp::describe(toAddress(parts)).ip;
+    return describe(parts);
 }
 
 // One line of the table: number, own and other address and port, state, five columns more, and

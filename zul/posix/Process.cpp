@@ -1,3 +1,5 @@
+#include "zul/posix/FileSupport.h"
+
 #include <zul/Process.h>
 
 #include <algorithm>
@@ -19,33 +21,17 @@ extern char** environ;
 
 namespace zu {
 
+using posix::Descriptor;
+
 namespace {
-
-class Descriptor
-{
-public:
-    Descriptor() = default;
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    void close()
-    {
-        if (number >= 0)
-            ::close(number);
-        number = -1;
-    }
-
-    int number = -1;
-};
 
 bool openPipe(Descriptor& readEnd, Descriptor& writeEnd)
 {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         return false;
-    readEnd.number = ends[0];
-    writeEnd.number = ends[1];
+    readEnd = Descriptor(ends[0]);
+    writeEnd = Descriptor(ends[1]);
     return true;
 }
 
@@ -78,6 +64,41 @@ public:
 private:
     sigset_t brokenPipe;
     sigset_t previous;
+};
+
+// What the system is to make of the new process beside the command: its streams, its signals, and a
+// group of its own, so that everything the line started can be killed with it.
+class SpawnSettings
+{
+public:
+    SpawnSettings(int inputEnd, int outputEnd)
+    {
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, inputEnd, STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, outputEnd, STDOUT_FILENO);
+
+        posix_spawnattr_init(&attributes);
+        sigset_t defaults;
+        sigemptyset(&defaults);
+        const sigset_t none = defaults;
+        for (int signal : {SIGINT, SIGTERM, SIGPIPE})
+            sigaddset(&defaults, signal);
+        posix_spawnattr_setsigdefault(&attributes, &defaults);
+        posix_spawnattr_setsigmask(&attributes, &none);
+        posix_spawnattr_setpgroup(&attributes, 0);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF |
+                                                  POSIX_SPAWN_SETSIGMASK);
+    }
+    ~SpawnSettings()
+    {
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    SpawnSettings(const SpawnSettings&) = delete;
+    SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
 };
 
 std::vector<std::string> environmentOf(const ProcessCommand& command)
@@ -177,13 +198,13 @@ bool Run::start()
         !openPipe(exited, exitAnnouncer))
         error = errno;
     else
-        error = spawn(childInput.number, childOutput.number);
+        error = spawn(childInput.get(), childOutput.get());
     if (error != 0) {
         result.exitCode = error;
         return false;
     }
-    setNonBlocking(input.number);
-    setNonBlocking(output.number);
+    setNonBlocking(input.get());
+    setNonBlocking(output.get());
     if (command.inputBytes == 0)
         input.close();
     return true;
@@ -191,24 +212,7 @@ bool Run::start()
 
 int Run::spawn(int inputEnd, int outputEnd)
 {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, inputEnd, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, outputEnd, STDOUT_FILENO);
-
-    // A group of its own, so that everything the line started can be killed with it.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigset_t none = defaults;
-    for (int signal : {SIGINT, SIGTERM, SIGPIPE})
-        sigaddset(&defaults, signal);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF |
-                                              POSIX_SPAWN_SETSIGMASK);
+    const SpawnSettings settings(inputEnd, outputEnd);
 
     std::string shell = "sh";
     std::string option = "-c";
@@ -220,23 +224,20 @@ int Run::spawn(int inputEnd, int outputEnd)
         variables.push_back(entry.data());
     variables.push_back(nullptr);
 
-    const int error =
-        ::posix_spawn(&process, "/bin/sh", &actions, &attributes, arguments, variables.data());
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return error;
+    return ::posix_spawn(&process, "/bin/sh", &settings.actions, &settings.attributes, arguments,
+                         variables.data());
 }
 
 void Run::exchange()
 {
     bool stopSeen = false;
-    while (output.number >= 0 || exited.number >= 0) {
+    while (output.isOpen() || exited.isOpen()) {
         // Negative descriptors are passed over by poll.
         const int stopNumber = stopSeen ? -1 : static_cast<int>(stop.native);
         std::array<pollfd, 4> waits = {{{stopNumber, POLLIN, 0},
-                                        {output.number, POLLIN, 0},
-                                        {input.number, POLLOUT, 0},
-                                        {exited.number, POLLIN, 0}}};
+                                        {output.get(), POLLIN, 0},
+                                        {input.get(), POLLOUT, 0},
+                                        {exited.get(), POLLIN, 0}}};
         if (::poll(waits.data(), waits.size(), -1) < 0) {
             if (errno == EINTR)
                 continue;
@@ -246,9 +247,9 @@ void Run::exchange()
             stopSeen = true;
             end(ProcessResult::Stopped);
         }
-        if (waits[1].revents != 0 && output.number >= 0)
+        if (waits[1].revents != 0 && output.isOpen())
             readOutput();
-        if (waits[2].revents != 0 && input.number >= 0)
+        if (waits[2].revents != 0 && input.isOpen())
             writeInput();
         if (waits[3].revents != 0)
             exited.close();
@@ -261,7 +262,7 @@ void Run::writeInput()
     const BrokenPipeGuard guard;
     const char* const rest = static_cast<const char*>(command.input) + written;
     const u64 size = std::min(kPieceBytes, command.inputBytes - written);
-    const ssize_t count = ::write(input.number, rest, static_cast<size_t>(size));
+    const ssize_t count = ::write(input.get(), rest, static_cast<size_t>(size));
     if (count >= 0)
         written += static_cast<u64>(count);
     else if (errno == EAGAIN || errno == EINTR)
@@ -273,7 +274,7 @@ void Run::writeInput()
 void Run::readOutput()
 {
     std::array<char, 64 * 1024> block;
-    const ssize_t count = ::read(output.number, block.data(), block.size());
+    const ssize_t count = ::read(output.get(), block.data(), block.size());
     if (count < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     if (count <= 0) {
