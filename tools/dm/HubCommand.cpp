@@ -109,7 +109,8 @@ ExitCode runHub(const HubOptions& options)
     return ExitCode::Ok;
 }
 
-void check(HubOptions& options)
+// --wait names the hub as well.
+void settleName(HubOptions& options)
 {
     constexpr const char* kDefaultName = "hub";
     if (!options.awaitedName.empty() && !options.name.empty() &&
@@ -119,11 +120,6 @@ void check(HubOptions& options)
                                              "the same name");
     if (options.name.empty())
         options.name = options.awaitedName.empty() ? kDefaultName : options.awaitedName;
-}
-
-std::string checkNotEmpty(const std::string& name)
-{
-    return name.empty() ? "the name is empty: give it at least a letter" : "";
 }
 
 } // namespace
@@ -140,12 +136,12 @@ void addHubCommand(CLI::App& app, Action& action)
         ->required()
         ->check(CLI::Range(0, 65535));
     command->add_option("--name", options->name, "The hub's name (\"hub\" without)")
-        ->check(checkNotEmpty);
+        ->check(whyNoName);
     command
         ->add_option("--wait", options->awaitedName,
                      "Names the hub, and ends it when other processes have held the named mutex\n"
                      "NAME_refcount and none does any more")
-        ->check(checkNotEmpty);
+        ->check(whyNoName);
     addFormatOption(*command, options->format);
     command->footer(
         "A hub ends when it is interrupted, with exit code 0. It tells on standard error where it\n"
@@ -167,7 +163,7 @@ void addHubCommand(CLI::App& app, Action& action)
         std::string(kExitCodeHelp));
     command->callback([options, &action] {
         action = [options] {
-            check(*options);
+            settleName(*options);
             return runHub(*options);
         };
     });

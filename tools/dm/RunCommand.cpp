@@ -1,4 +1,5 @@
 #include "tools/dm/Commands.h"
+#include "tools/dm/CommonOptions.h"
 #include "tools/dm/ConnectionWatch.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/JobScript.h"
@@ -53,8 +54,6 @@ private:
     static inline LineWriter* s_writer = nullptr;
     LineWriter writer;
 };
-
-void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
 
 /// A client that runs one script, from its first connection until all it sent is out.
 ///
@@ -259,10 +258,7 @@ void addRunCommand(CLI::App& app, Action& action)
     command->add_option("FILE", options->path, "The script, - for stdin")->required();
     command->add_option("--name", options->name, "The name to present itself with")
         ->required()
-        ->check([](const std::string& name) {
-            return name.empty() ? std::string("the name is empty: give it at least a letter")
-                                : std::string();
-        });
+        ->check(whyNoName);
     command
         ->add_option_function<std::string>(
             "--connect",

@@ -113,11 +113,7 @@ void serveUntilEnd(FileServer& server, fileserver::ServeStatistics& statistics,
 void finish(LineWriter& output, LineWriter& errors, bool isStopped)
 {
     const bool isPrinted = output.tryFinish();
-    if (!isPrinted)
-        errors.write("dm: standard output takes no more, the last lines are lost\n");
-    else if (output.getLost() > 0)
-        errors.write("dm: " + std::to_string(output.getLost()) +
-                     " lines of output are lost: it was not read in time\n");
+    errors.write(isPrinted ? output.lossNotice() : LineWriter::kStuckNotice);
     const bool isTold = errors.tryFinish();
     if (!isPrinted || !isTold || !isStopped)
         std::quick_exit(static_cast<int>(isPrinted ? ExitCode::Ok : ExitCode::File));

@@ -1,7 +1,6 @@
 #include "tools/monitor/MonitorClient.h"
 
 #include <dm/comm.h>
-#include <dm/monitor.h>
 
 #include <algorithm>
 #include <utility>
@@ -45,8 +44,6 @@ void forget(MonitorEvent& event)
 }
 
 } // namespace
-
-static_assert(MonitorClient::kMaxDataBytes == dm::kMaxMonitorRequestBytes - 5);
 
 MonitorClient::MonitorClient(std::string hostName, int portNumber, Sink eventSink)
     : host(std::move(hostName))

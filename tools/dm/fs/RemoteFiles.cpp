@@ -224,6 +224,7 @@ bool RemoteFiles::discard(const std::string& file) noexcept
 
 RemoteFile::RemoteFile(RemoteFiles& remoteFiles, const std::string& path, zu::BaseFile::Mode mode)
     : files(remoteFiles)
+    , name(path)
     , handle(files.ask([&] {
         return decltype(handle)(files.network.openFile(path.c_str(), mode), Closer{&files.network});
     }))
@@ -234,9 +235,15 @@ RemoteFile::RemoteFile(RemoteFiles& remoteFiles, const std::string& path, zu::Ba
 
 std::uint64_t RemoteFile::size() const { return files.network.getFileSize(handle.get()); }
 
-std::uint64_t RemoteFile::read(void* buffer, std::uint64_t count)
+std::size_t RemoteFile::readPiece(std::uint64_t at, std::uint64_t bytes, std::vector<char>& buffer)
 {
-    return files.ask([&] { return files.network.readFile(handle.get(), buffer, count); });
+    const std::uint64_t wanted = std::min<std::uint64_t>(bytes - at, buffer.size());
+    const std::uint64_t count =
+        files.ask([&] { return files.network.readFile(handle.get(), buffer.data(), wanted); });
+    if (count == 0)
+        throw FileError("cannot read '" + name + "': the server gave " + std::to_string(at) +
+                        " of " + std::to_string(bytes) + " bytes");
+    return static_cast<std::size_t>(count);
 }
 
 std::uint64_t RemoteFile::write(void* buffer, std::uint64_t count)
