@@ -122,6 +122,23 @@ void settleName(HubOptions& options)
         options.name = options.awaitedName.empty() ? kDefaultName : options.awaitedName;
 }
 
+constexpr const char* kHubHelp =
+    "A hub ends when it is interrupted, with exit code 0. It tells on standard error where it\n"
+    "listens. Standard output has the members' events only, the library's own log lines are\n"
+    "switched off:\n"
+    "  member 0 joined from 127.0.0.1\n"
+    "  member 0 \"game\" opened pipe \"build\"\n"
+    "  member 0 \"game\" left\n"
+    "--format json prints all on standard output, an object a line, with event (listening,\n"
+    "joined, pipe, left), member, name, address and pipes: those open, or of one that left,\n"
+    "those it had. The name comes with the first pipe.\n\n"
+    "Examples:\n"
+    "  dm hub 5000\n"
+    "  dm listen --hub 127.0.0.1:5000 build --answer yes       joins as a member\n"
+    "  dm call 127.0.0.1:5000 build \"ready?\" --hub --member 0  asks it\n\n"
+    "A notification goes to all other members, a request to the one that its number names,\n"
+    "an answer brings 64 KiB of data at most. Only programs of this machine can be members.\n\n";
+
 } // namespace
 
 void addHubCommand(CLI::App& app, Action& action)
@@ -143,24 +160,7 @@ void addHubCommand(CLI::App& app, Action& action)
                      "NAME_refcount and none does any more")
         ->check(whyNoName);
     addFormatOption(*command, options->format);
-    command->footer(
-        "A hub ends when it is interrupted, with exit code 0. It tells on standard error where it\n"
-        "listens. Standard output has the members' events only, the library's own log lines are\n"
-        "switched off:\n"
-        "  member 0 joined from 127.0.0.1\n"
-        "  member 0 \"game\" opened pipe \"build\"\n"
-        "  member 0 \"game\" left\n"
-        "--format json prints all on standard output, an object a line, with event (listening,\n"
-        "joined, pipe, left), member, name, address and pipes: those open, or of one that left,\n"
-        "those it had. The name comes with the first pipe.\n\n"
-        "Examples:\n"
-        "  dm hub 5000\n"
-        "  dm listen --hub 127.0.0.1:5000 build --answer yes       joins as a member\n"
-        "  dm call 127.0.0.1:5000 build \"ready?\" --hub --member 0  asks it\n\n"
-        "A notification goes to all other members, a request to the one that its number names,\n"
-        "an answer brings 64 KiB of data at most. Only programs of this machine can be "
-        "members.\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kHubHelp) + kExitCodeHelp);
     command->callback([options, &action] {
         action = [options] {
             settleName(*options);

@@ -173,6 +173,14 @@ void takeWords(const Words& words, ListenOptions& options)
         options.port = parsePort(words.first);
 }
 
+constexpr const char* kListenHelp =
+    "Listens on the loopback address, for this machine only. ZUL_LISTEN_ADDRESS=0.0.0.0 opens\n"
+    "it to the network: pipes are neither authenticated nor encrypted.\n"
+    "Without an answer option, requests are answered with an empty text.\n\n"
+    "Examples:\n"
+    "  dm listen 3500 build --answer yes\n"
+    "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no PORT\n\n";
+
 } // namespace
 
 void addListenCommand(CLI::App& app, Action& action)
@@ -204,15 +212,7 @@ void addListenCommand(CLI::App& app, Action& action)
     command->add_option("--count", options->count,
                         "Ends after this many requests and notifications");
     addFormatOption(*command, options->format);
-    command->footer(
-        "Listens on the loopback address, for this machine only. ZUL_LISTEN_ADDRESS=0.0.0.0 opens\n"
-        "it to the network: pipes are neither authenticated nor encrypted.\n"
-        "Without an answer option, requests are answered with an empty text.\n\n"
-        "Examples:\n"
-        "  dm listen 3500 build --answer yes\n"
-        "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no "
-        "PORT\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kListenHelp) + kExitCodeHelp);
     command->callback([options, words, &action] {
         takeWords(*words, *options);
         options->answers.pipeName = options->pipeName;
