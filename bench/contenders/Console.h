@@ -99,8 +99,6 @@ public:
     ImGuiConsole& operator=(const ImGuiConsole&) = delete;
 
     void drawFrame();
-    /// Words in the last frame.
-    uint64_t texts() const { return drawnTexts; }
 
 private:
     struct Run
@@ -109,7 +107,6 @@ private:
         std::string text;
     };
     std::vector<std::vector<Run>> lines;
-    uint64_t drawnTexts = 0;
 };
 
 } // namespace bench

@@ -46,7 +46,6 @@ ImGuiConsole::~ImGuiConsole() { ImGui::DestroyContext(); }
 
 void ImGuiConsole::drawFrame()
 {
-    drawnTexts = 0;
     unsigned drawnLines = 0;
     ImGui::NewFrame();
     ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, {0, 0});
@@ -66,7 +65,6 @@ void ImGuiConsole::drawFrame()
                 ImGui::PushStyleColor(ImGuiCol_Text, run.color);
                 ImGui::TextUnformatted(run.text.data(), run.text.data() + run.text.size());
                 ImGui::PopStyleColor();
-                ++drawnTexts;
             }
         }
     ImGui::End();

@@ -48,6 +48,27 @@ public:
     virtual std::unique_ptr<Client> makeClient(unsigned index) = 0;
 };
 
+/// Clients that share nothing: each makes a connection of its own to the port.
+template <typename AnyClient>
+class SeparateClients : public Connection
+{
+public:
+    SeparateClients(uint16_t serverPort, const Setup& agreed)
+        : port(serverPort)
+        , setup(agreed)
+    {
+    }
+
+    std::unique_ptr<Client> makeClient(unsigned) override
+    {
+        return std::make_unique<AnyClient>(port, setup);
+    }
+
+private:
+    const uint16_t port;
+    const Setup setup;
+};
+
 /// One thread's end that sends kSmallBytes one-way.
 class Notifier
 {

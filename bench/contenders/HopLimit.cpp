@@ -221,25 +221,6 @@ private:
     HopEnd end;
 };
 
-class HopConnection : public Connection
-{
-public:
-    HopConnection(uint16_t serverPort, const Setup& agreed)
-        : port(serverPort)
-        , setup(agreed)
-    {
-    }
-
-    std::unique_ptr<Client> makeClient(unsigned) override
-    {
-        return std::make_unique<HopClient>(port, setup);
-    }
-
-private:
-    uint16_t port;
-    Setup setup;
-};
-
 void answerForever(TcpStream stream, std::chrono::microseconds yieldLimit)
 {
     HopEnd end(std::move(stream), yieldLimit);
@@ -262,7 +243,7 @@ void serveHops(const Setup& setup)
 RequestContender hopLimit()
 {
     return {"limit", serveHops, [](uint16_t port, const Setup& setup) {
-                return std::unique_ptr<Connection>(new HopConnection(port, setup));
+                return std::unique_ptr<Connection>(new SeparateClients<HopClient>(port, setup));
             }};
 }
 

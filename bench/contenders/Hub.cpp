@@ -10,7 +10,6 @@ namespace bench {
 namespace {
 
 constexpr const char* kName = "dm-hub";
-constexpr const char* kMemberName = "dm-hub-member";
 
 void serveHub(const Setup& setup)
 {
@@ -51,7 +50,7 @@ class ForwardConnection : public Connection
 public:
     ForwardConnection(uint16_t port, const Setup& setup)
         : asker(std::move(join(port, setup, 1).front()))
-        , answerer(answererArguments(port, setup))
+        , answerer(startAnswerer(port, setup))
     {
     }
 
@@ -62,13 +61,10 @@ public:
     }
 
 private:
-    static std::vector<std::string> answererArguments(uint16_t hubPort, Setup setup)
+    static ServerProcess startAnswerer(uint16_t hubPort, Setup setup)
     {
         setup.hubPort = hubPort;
-        std::vector<std::string> arguments{"--serve", kMemberName};
-        for (std::string& argument : setup.toArguments())
-            arguments.push_back(std::move(argument));
-        return arguments;
+        return startServer(hubMember(), setup);
     }
 
     std::unique_ptr<ClientManager> asker;
@@ -189,6 +185,6 @@ FanOutContender hubFanOut()
             }};
 }
 
-RequestContender hubMember() { return {kMemberName, serveMember, nullptr}; }
+RequestContender hubMember() { return {"dm-hub-member", serveMember, nullptr}; }
 
 } // namespace bench

@@ -29,25 +29,6 @@ private:
     size_t answerBytes;
 };
 
-class TcpConnection : public Connection
-{
-public:
-    TcpConnection(uint16_t serverPort, const Setup& agreed)
-        : port(serverPort)
-        , setup(agreed)
-    {
-    }
-
-    std::unique_ptr<Client> makeClient(unsigned) override
-    {
-        return std::make_unique<TcpClient>(port, setup);
-    }
-
-private:
-    uint16_t port;
-    Setup setup;
-};
-
 void answerForever(TcpStream stream, const std::vector<char>& answer)
 {
     char request[kSmallBytes];
@@ -72,7 +53,7 @@ void serveTcp(const Setup& setup)
 RequestContender rawTcp()
 {
     return {"tcp", serveTcp, [](uint16_t port, const Setup& setup) {
-                return std::unique_ptr<Connection>(new TcpConnection(port, setup));
+                return std::unique_ptr<Connection>(new SeparateClients<TcpClient>(port, setup));
             }};
 }
 

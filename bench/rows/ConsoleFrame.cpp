@@ -1,4 +1,4 @@
-#include "bench/Report.h"
+#include "bench/MedianFigure.h"
 #include "bench/contenders/Console.h"
 #include "bench/rows/Rows.h"
 
@@ -13,21 +13,12 @@ using Clock = std::chrono::steady_clock;
 template <typename Prepare, typename Frame>
 double microsecondsPerFrame(const Settings& settings, const Prepare& prepare, const Frame& frame)
 {
-    const auto runFor = [&](double seconds) {
-        const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-        std::vector<double> figures;
-        Clock::time_point now;
-        do {
-            prepare();
-            const Clock::time_point start = Clock::now();
-            frame();
-            now = Clock::now();
-            figures.push_back(std::chrono::duration<double, std::micro>(now - start).count());
-        } while (now < end);
-        return median(std::move(figures));
-    };
-    runFor(settings.warmUpSeconds);
-    return runFor(settings.seconds);
+    return medianFigure(settings, [&] {
+        prepare();
+        const Clock::time_point start = Clock::now();
+        frame();
+        return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+    });
 }
 
 enum class Before

@@ -1,4 +1,4 @@
-#include "bench/Report.h"
+#include "bench/MedianFigure.h"
 #include "bench/contenders/Console.h"
 #include "bench/rows/Rows.h"
 
@@ -16,27 +16,18 @@ constexpr unsigned kLines = 1000;
 constexpr size_t kWideRow = 99;
 constexpr size_t kNarrowRow = 60;
 
-/// Prints as long as the settings say. The median of batches.
 template <typename Print>
 double nanosecondsPerLine(const Settings& settings, const Print& print)
 {
     std::vector<std::string> lines;
     for (unsigned line = 0; line < kLines; ++line)
         lines.push_back(consoleLine(line));
-    const auto printFor = [&](double seconds) {
-        const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-        std::vector<double> figures;
-        do {
-            const Clock::time_point start = Clock::now();
-            for (const std::string& line : lines)
-                print(line);
-            const std::chrono::duration<double, std::nano> taken = Clock::now() - start;
-            figures.push_back(taken.count() / kLines);
-        } while (Clock::now() < end);
-        return median(std::move(figures));
-    };
-    printFor(settings.warmUpSeconds);
-    return printFor(settings.seconds);
+    return medianFigure(settings, [&] {
+        const Clock::time_point start = Clock::now();
+        for (const std::string& line : lines)
+            print(line);
+        return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / kLines;
+    });
 }
 
 Row printRow(std::string name, std::string title, size_t rowCharacters)

@@ -1,4 +1,4 @@
-#include "bench/Report.h"
+#include "bench/MedianFigure.h"
 #include "bench/contenders/Console.h"
 #include "bench/rows/Rows.h"
 
@@ -15,16 +15,12 @@ double millisecondsPerSave(const Settings& settings)
     for (unsigned i = 0; i < dm::kMaxConsoleCommands; ++i)
         console.window.addToCommandStack(kConsoleText);
     const std::string line = consoleLine(0);
-    std::vector<double> figures;
-    const auto end =
-        Clock::now() + std::chrono::duration<double>(settings.warmUpSeconds + settings.seconds);
-    do {
+    return medianFigure(settings, [&] {
         console.window.printStringWithPrefix(true, line.c_str());
         const Clock::time_point start = Clock::now();
         console.window.save();
-        figures.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-    } while (Clock::now() < end);
-    return median(std::move(figures));
+        return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    });
 }
 
 } // namespace

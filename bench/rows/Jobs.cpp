@@ -1,4 +1,4 @@
-#include "bench/Report.h"
+#include "bench/MedianFigure.h"
 #include "bench/rows/Rows.h"
 
 #include <dm/jobs.h>
@@ -30,16 +30,7 @@ double runBatch(dm::JobManager& manager)
 double nanosecondsPerJob(const Settings& settings)
 {
     dm::JobManager manager("bench");
-    const auto batchesFor = [&](double seconds) {
-        const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-        std::vector<double> figures;
-        do
-            figures.push_back(runBatch(manager));
-        while (Clock::now() < end);
-        return median(std::move(figures));
-    };
-    batchesFor(settings.warmUpSeconds);
-    return batchesFor(settings.seconds);
+    return medianFigure(settings, [&manager] { return runBatch(manager); });
 }
 
 } // namespace

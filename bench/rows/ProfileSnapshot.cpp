@@ -1,4 +1,4 @@
-#include "bench/Report.h"
+#include "bench/MedianFigure.h"
 #include "bench/rows/Rows.h"
 
 #include <zul/Packet.h>
@@ -75,18 +75,15 @@ double millisecondsPerSnapshot(const Settings& settings)
     const RecordedThreads threads;
     ThreadProfiler::setRecording(false);
     net::Packet packet(kProfilePacket);
-    std::vector<double> figures;
-    const auto end =
-        Clock::now() + std::chrono::duration<double>(settings.warmUpSeconds + settings.seconds);
-    do {
+    const double figure = medianFigure(settings, [&packet] {
         packet.reset(kProfilePacket);
         const Clock::time_point start = Clock::now();
         packet << ThreadProfiler::current();
-        figures.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-    } while (Clock::now() < end);
+        return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    });
     if (countZones(packet) < size_t{kThreads} * kZonesEach)
         throw std::runtime_error("zones are missing in the snapshot");
-    return median(std::move(figures));
+    return figure;
 }
 
 } // namespace

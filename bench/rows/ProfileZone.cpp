@@ -1,4 +1,4 @@
-#include "bench/Report.h"
+#include "bench/MedianFigure.h"
 #include "bench/rows/Rows.h"
 
 #include <zul/Profile.h>
@@ -28,16 +28,7 @@ double nanosecondsPerZone()
 double medianPerZone(const Settings& settings, bool recording)
 {
     ThreadProfiler::setRecording(recording);
-    const auto zonesFor = [](double seconds) {
-        const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-        std::vector<double> figures;
-        do
-            figures.push_back(nanosecondsPerZone());
-        while (Clock::now() < end);
-        return median(std::move(figures));
-    };
-    zonesFor(settings.warmUpSeconds);
-    const double figure = zonesFor(settings.seconds);
+    const double figure = medianFigure(settings, nanosecondsPerZone);
     ThreadProfiler::setRecording(false);
     return figure;
 }

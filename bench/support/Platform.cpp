@@ -1,5 +1,7 @@
 #include "bench/support/Platform.h"
 
+#include "bench/support/Checked.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
@@ -20,13 +22,6 @@
 
 namespace bench {
 namespace {
-
-int checked(int result, const char* what)
-{
-    if (result < 0)
-        throw std::system_error(errno, std::generic_category(), what);
-    return result;
-}
 
 sockaddr_in loopback(uint16_t port)
 {

@@ -1,5 +1,7 @@
 #include "bench/support/Processes.h"
 
+#include "bench/support/Checked.h"
+
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -29,13 +31,6 @@ bool s_pinned = false;
 
 constexpr milliseconds kStartLimit{10'000};
 constexpr milliseconds kStopLimit{2000};
-
-int checked(int result, const char* what)
-{
-    if (result < 0)
-        throw std::system_error(errno, std::generic_category(), what);
-    return result;
-}
 
 struct Pipe
 {

@@ -14,28 +14,31 @@ std::string binary(size_t size)
     return bytes;
 }
 
-TEST_F(CommandLine, MistakesExitWith2AndSaySoOnStandardError)
+TEST_F(CommandLine, MistakesExitWith2AndAreNamedOnStandardError)
 {
-    const std::vector<Words> mistakes = {
-        {},
-        {"shout"},
-        {"pipes"},
-        {"call", "127.0.0.1:1", "chat"},
-        {"call", "127.0.0.1", "chat", "text"},
-        {"call", "127.0.0.1:0", "chat", "text"},
-        {"call", "127.0.0.1:1", "chat", ""},
-        {"call", "127.0.0.1:1", "chat", std::string(100 * 1000, 'x'), "--value", "-1"},
-        {"call", "127.0.0.1:1", "chat", "text", "--timeout", "5"},
-        {"call", "127.0.0.1:1", "chat", "text", "--format", "json", "--out", "-"},
-        {"listen", "65536", "chat"},
-        {"listen", "0", "chat", "--answer", "a", "--exec", "b"},
+    const std::vector<std::pair<Words, const char*>> mistakes = {
+        {{}, "dm: a command is missing: `dm --help`"},
+        {{"shout", "a"}, "dm: there is no command 'shout': `dm --help`"},
+        {{"pipes"}, "--version is required: `dm pipes --help`"},
+        {{"fs", "127.0.0.1:1", "shout"}, "no command 'shout': `dm fs --help`"},
+        {{"call", "127.0.0.1:1", "chat"}, "TEXT is required"},
+        {{"call", "127.0.0.1", "chat", "text"}, "'127.0.0.1' is no address"},
+        {{"call", "127.0.0.1:0", "chat", "text"}, "1 to 65535"},
+        {{"call", "127.0.0.1:1", std::string(1025, 'p'), "text"}, "PIPE: must have 1 to 1024"},
+        {{"call", "127.0.0.1:1", "chat", ""}, "TEXT is empty"},
+        {{"call", "127.0.0.1:1", "chat", "text", "--value", "-1"}, "--value = -1: that is no"},
+        {{"call", "127.0.0.1:1", "chat", "text", "--timeout", "5"}, "'5' is no duration"},
+        {{"call", "127.0.0.1:1", "a", "b", "--format", "json", "--out", "-"}, "choose a file"},
+        {{"listen", "65536", "chat"}, "'65536' is no port"},
+        {{"listen", "--hub", "127.0.0.1:1"}, "PIPE is missing"},
+        {{"listen", "0", "chat", "--answer", "a", "--exec", "b"}, "at most 1"},
     };
-    for (const Words& words : mistakes) {
+    for (const auto& [words, says] : mistakes) {
         SCOPED_TRACE(::testing::PrintToString(words));
         const Outcome outcome = dm(words);
         EXPECT_EQ(outcome.exitCode, 2);
         EXPECT_EQ(outcome.output, "");
-        EXPECT_NE(outcome.errors, "");
+        EXPECT_NE(outcome.errors.find(says), std::string::npos) << outcome.errors;
     }
 }
 
@@ -47,6 +50,8 @@ TEST_F(CommandLine, TellsVersionsAndHelpOnStandardOutput)
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_NE(help.output.find("ZUL_LISTEN_ADDRESS"), std::string::npos);
     EXPECT_NE(help.output.find("Exit codes"), std::string::npos);
+    EXPECT_EQ(dm({"fs", "ls", "--help"}).output.substr(0, 15), "Lists a folder."); // no ADDRESS
+    EXPECT_EQ(dm({"call", "nowhere", "--version"}).output, dm({"--version"}).output);
 }
 
 TEST_F(Call, RoundTripsDataOfAnySizeAndContentThroughFiles)

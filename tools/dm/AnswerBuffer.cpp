@@ -1,8 +1,9 @@
 #include "tools/dm/AnswerBuffer.h"
 
+#include "tools/dm/ExitCode.h"
 #include "tools/dm/Files.h"
+#include "tools/dm/ProgressMeter.h"
 
-#include <cstdint>
 #include <new>
 
 namespace tool {
@@ -16,6 +17,14 @@ zu::ZeroedBuffer allocateForAnyAnswer()
             return buffer;
     }
     throw std::bad_alloc();
+}
+
+void requireFits(std::uint64_t answerBytes, const zu::ZeroedBuffer& buffer, const std::string& path)
+{
+    if (answerBytes > buffer.size())
+        throw ToolError(ExitCode::File,
+                        "the answer's " + describeSize(static_cast<double>(answerBytes)) +
+                            " do not fit in memory, " + path + " is not written: free some memory");
 }
 
 } // namespace tool

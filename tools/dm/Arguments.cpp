@@ -8,6 +8,8 @@ namespace tool {
 
 namespace {
 
+constexpr int kMaxPort = 65535;
+
 [[noreturn]] void rejectAddress(const std::string& text, const std::string& why)
 {
     throw ToolError(ExitCode::Usage,
@@ -39,6 +41,23 @@ std::string Address::toString() const
     return (hasColons ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
 
+std::optional<int> findPort(std::string_view text)
+{
+    int port = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || stop != end || port < 0 || port > kMaxPort)
+        return std::nullopt;
+    return port;
+}
+
+int parsePort(const std::string& text)
+{
+    if (const auto port = findPort(text))
+        return *port;
+    throw ToolError(ExitCode::Usage, "'" + text + "' is no port: give a number from 0 to 65535");
+}
+
 Address parseAddress(const std::string& text)
 {
     const size_t colon = text.rfind(':');
@@ -53,11 +72,17 @@ Address parseAddress(const std::string& text)
     if (address.host.empty())
         rejectAddress(text, "the host is missing");
 
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data() + colon + 1, end, address.port);
-    if (error != std::errc() || stop != end || address.port < 1 || address.port > 65535)
+    address.port = findPort(std::string_view(text).substr(colon + 1)).value_or(0);
+    if (address.port == 0)
         rejectAddress(text, "the port must be a number from 1 to 65535");
     return address;
+}
+
+std::string whyNoPipeName(std::string_view name)
+{
+    return name.empty() || name.size() > kMaxPipeNameBytes
+               ? "must have 1 to " + std::to_string(kMaxPipeNameBytes) + " bytes"
+               : "";
 }
 
 std::chrono::milliseconds parseDuration(const std::string& text)

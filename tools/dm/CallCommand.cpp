@@ -83,13 +83,9 @@ Answer ask(const CallOptions& options, const std::vector<char>& data)
 
 void checkFits(const CallOptions& options, const Answer& answer)
 {
-    if (answer.size <= answer.data.size())
-        return;
     if (!options.outPath.empty())
-        throw ToolError(ExitCode::File, "the answer's " + describeSize(answer.size) +
-                                            " do not fit in memory, " + options.outPath +
-                                            " is not written: free some memory");
-    if (options.format == Format::Json)
+        requireFits(answer.size, answer.data, options.outPath);
+    else if (options.format == Format::Json && answer.size > answer.data.size())
         throw ToolError(ExitCode::File, "the answer's " + describeSize(answer.size) +
                                             " are too much for JSON: use --out FILE");
 }

@@ -28,8 +28,6 @@ constexpr zu::u32 kLookMs = 25;
 // What the end of a series may take to tidy up, with the pipe and once more without it.
 constexpr auto kTidyUp = 1s;
 
-void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
-
 } // namespace
 
 ClientSession::ClientSession(const SessionOptions& sessionOptions, Meter* sharedMeter)

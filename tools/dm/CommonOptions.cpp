@@ -33,7 +33,9 @@ void addTimeoutOption(CLI::App& command, SessionOptions& options)
 void addSessionOptions(CLI::App& command, SessionOptions& options)
 {
     addAddress(command, options);
-    command.add_option("PIPE", options.pipeName, "The pipe's name")->required();
+    command.add_option("PIPE", options.pipeName, "The pipe's name")
+        ->required()
+        ->check(whyNoPipeName);
     addTimeoutOption(command, options);
 }
 
@@ -46,6 +48,11 @@ void addHubOptions(CLI::App& command, SessionOptions& options, const char* membe
             "--member", [&options](const std::uint32_t& number) { options.member = number; },
             memberHelp)
         ->needs(hub);
+}
+
+std::string whyNoName(const std::string& name)
+{
+    return name.empty() ? "the name is empty: give it at least a letter" : "";
 }
 
 void addFormatOption(CLI::App& command, Format& format)

@@ -23,6 +23,9 @@ void addSessionOptions(CLI::App& command, SessionOptions& options);
 /// --hub and --member, the latter for what `memberHelp` says.
 void addHubOptions(CLI::App& command, SessionOptions& options, const char* memberHelp);
 
+/// For options that name a manager: why this is no name; "" when it is.
+std::string whyNoName(const std::string& name);
+
 /// --format text|json
 void addFormatOption(CLI::App& command, Format& format);
 

@@ -3,6 +3,8 @@
 #include "tools/dm/ExitCode.h"
 #include "tools/dm/Text.h"
 
+#include <zul/Interrupt.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <utility>
@@ -64,6 +66,8 @@ void ConnectionWatch::sayMissed(dm::CommunicationPipe& missing) const
     std::fprintf(stderr, "dm: not connected to %s yet%s%s%s, trying on\n", destination.c_str(),
                  reason.empty() ? "" : " (", reason.c_str(), reason.empty() ? "" : ")");
 }
+
+void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
 
 void requireOwnVersion(const dm::ConnectionStatus& status, const std::string& destination)
 {

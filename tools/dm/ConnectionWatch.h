@@ -55,6 +55,9 @@ private:
     State state = Awaited;
 };
 
+/// A pipe's callback that wakes the main thread out of its zu::Interrupt, to look.
+void wakeMainThread(void*, dm::CommunicationPipe*);
+
 /// Throws ToolError when `destination` has been met and speaks another version of the protocol.
 void requireOwnVersion(const dm::ConnectionStatus& status, const std::string& destination);
 

@@ -13,8 +13,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string lastError() { return std::generic_category().message(errno); }
-
 [[noreturn]] void failReading(const std::string& name, const std::string& why)
 {
     throw ToolError(ExitCode::File, "cannot read " + name + ": " + why);
@@ -49,6 +47,8 @@ std::string uniqueSuffix()
 }
 
 } // namespace
+
+std::string lastError() { return std::generic_category().message(errno); }
 
 std::vector<char> readWhole(const std::string& path)
 {

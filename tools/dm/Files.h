@@ -18,6 +18,9 @@ struct FileCloser
 };
 using FilePointer = std::unique_ptr<std::FILE, FileCloser>;
 
+/// Why the system call or the function of <cstdio> that came last has failed, in words.
+std::string lastError();
+
 /// All bytes of the file, or of standard input for "-". Throws ToolError when it cannot be read or
 /// holds more than kMaxDataBytes.
 std::vector<char> readWhole(const std::string& path);

@@ -234,8 +234,7 @@ void addFsCommand(CLI::App& app, Action& action)
     addAddress(*command, options->session);
     command->require_subcommand(1);
     command->footer("PATHs begin with one of the server's folders, as in data/levels/one.map;\n"
-                    "`folders` lists them. `dm fs HOST:PORT SUBCOMMAND --help` has\n"
-                    "examples.\n\n"
+                    "`folders` lists them. `dm fs SUBCOMMAND --help` has examples.\n\n"
                     "Example: dm fs 127.0.0.1:3510 ls data/levels\n\n" +
                     std::string(kExitCodeHelp));
     SubCommands commands(*command, options, action);

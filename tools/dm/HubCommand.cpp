@@ -109,7 +109,8 @@ ExitCode runHub(const HubOptions& options)
     return ExitCode::Ok;
 }
 
-void check(HubOptions& options)
+// --wait names the hub as well.
+void settleName(HubOptions& options)
 {
     constexpr const char* kDefaultName = "hub";
     if (!options.awaitedName.empty() && !options.name.empty() &&
@@ -121,10 +122,22 @@ void check(HubOptions& options)
         options.name = options.awaitedName.empty() ? kDefaultName : options.awaitedName;
 }
 
-std::string checkNotEmpty(const std::string& name)
-{
-    return name.empty() ? "the name is empty: give it at least a letter" : "";
-}
+constexpr const char* kHubHelp =
+    "A hub ends when it is interrupted, with exit code 0. It tells on standard error where it\n"
+    "listens. Standard output has the members' events only, the library's own log lines are\n"
+    "switched off:\n"
+    "  member 0 joined from 127.0.0.1\n"
+    "  member 0 \"game\" opened pipe \"build\"\n"
+    "  member 0 \"game\" left\n"
+    "--format json prints all on standard output, an object a line, with event (listening,\n"
+    "joined, pipe, left), member, name, address and pipes: those open, or of one that left,\n"
+    "those it had. The name comes with the first pipe.\n\n"
+    "Examples:\n"
+    "  dm hub 5000\n"
+    "  dm listen --hub 127.0.0.1:5000 build --answer yes       joins as a member\n"
+    "  dm call 127.0.0.1:5000 build \"ready?\" --hub --member 0  asks it\n\n"
+    "A notification goes to all other members, a request to the one that its number names,\n"
+    "an answer brings 64 KiB of data at most. Only programs of this machine can be members.\n\n";
 
 } // namespace
 
@@ -140,34 +153,17 @@ void addHubCommand(CLI::App& app, Action& action)
         ->required()
         ->check(CLI::Range(0, 65535));
     command->add_option("--name", options->name, "The hub's name (\"hub\" without)")
-        ->check(checkNotEmpty);
+        ->check(whyNoName);
     command
         ->add_option("--wait", options->awaitedName,
                      "Names the hub, and ends it when other processes have held the named mutex\n"
                      "NAME_refcount and none does any more")
-        ->check(checkNotEmpty);
+        ->check(whyNoName);
     addFormatOption(*command, options->format);
-    command->footer(
-        "A hub ends when it is interrupted, with exit code 0. It tells on standard error where it\n"
-        "listens. Standard output has the members' events only, the library's own log lines are\n"
-        "switched off:\n"
-        "  member 0 joined from 127.0.0.1\n"
-        "  member 0 \"game\" opened pipe \"build\"\n"
-        "  member 0 \"game\" left\n"
-        "--format json prints all on standard output, an object a line, with event (listening,\n"
-        "joined, pipe, left), member, name, address and pipes: those open, or of one that left,\n"
-        "those it had. The name comes with the first pipe.\n\n"
-        "Examples:\n"
-        "  dm hub 5000\n"
-        "  dm listen --hub 127.0.0.1:5000 build --answer yes       joins as a member\n"
-        "  dm call 127.0.0.1:5000 build \"ready?\" --hub --member 0  asks it\n\n"
-        "A notification goes to all other members, a request to the one that its number names,\n"
-        "an answer brings 64 KiB of data at most. Only programs of this machine can be "
-        "members.\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kHubHelp) + kExitCodeHelp);
     command->callback([options, &action] {
         action = [options] {
-            check(*options);
+            settleName(*options);
             return runHub(*options);
         };
     });

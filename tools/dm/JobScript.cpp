@@ -1,5 +1,7 @@
 #include "tools/dm/JobScript.h"
 
+#include "tools/dm/Arguments.h"
+
 #include <dm/comm.h>
 
 #include <algorithm>
@@ -139,7 +141,7 @@ public:
         ScriptStep step;
         step.kind = takeKind();
         grammar = &kGrammars[step.kind];
-        step.pipe = takeName("PIPE");
+        step.pipe = takePipe();
         if (grammar->hasNotification)
             step.notification = take("NOTIFY");
         if (grammar->hasText)
@@ -178,13 +180,12 @@ private:
         return text;
     }
 
-    std::string takeName(const char* what)
+    std::string takePipe()
     {
-        constexpr std::size_t kLongestName = 1024;
         const std::size_t at = word.at;
-        std::string name = take(what);
-        if (name.empty() || name.size() > kLongestName)
-            fail(at, std::string(what) + " must have 1 to 1024 bytes");
+        std::string name = take("PIPE");
+        if (const std::string why = whyNoPipeName(name); !why.empty())
+            fail(at, "PIPE " + why);
         return name;
     }
 

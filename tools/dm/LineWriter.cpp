@@ -71,10 +71,12 @@ bool LineWriter::hasFailed()
     return failure != nullptr;
 }
 
-unsigned long LineWriter::getLost()
+std::string LineWriter::lossNotice()
 {
     const std::lock_guard lock(mutex);
-    return lost;
+    return lost == 0 ? ""
+                     : "dm: " + std::to_string(lost) +
+                           " lines of output are lost: it was not read in time\n";
 }
 
 std::exception_ptr LineWriter::getFailure()
@@ -109,14 +111,13 @@ void LineWriter::finish()
     if (!tryFinish()) {
         // Standard error may be the same pipe, and as stuck.
         LineWriter errors(Stream::Error);
-        errors.write("dm: standard output takes no more, the last lines are lost\n");
+        errors.write(kStuckNotice);
         errors.tryFinish();
         std::quick_exit(static_cast<int>(ExitCode::File));
     }
     if (failure != nullptr)
         std::rethrow_exception(failure);
-    if (lost > 0)
-        std::fprintf(stderr, "dm: %lu lines of output are lost: it was not read in time\n", lost);
+    std::fputs(lossNotice().c_str(), stderr);
 }
 
 void LineWriter::run()

@@ -67,8 +67,14 @@ public:
     /// std::quick_exit. Throws nothing.
     bool tryFinish();
 
-    /// After finish or tryFinish.
-    unsigned long getLost();
+    /// The notice that standard output stands still; with its end.
+    static constexpr const char* kStuckNotice =
+        "dm: standard output takes no more, the last lines are lost\n";
+
+    // After finish or tryFinish:
+
+    /// The notice of lines that were lost, with its end; "" when none was.
+    std::string lossNotice();
     std::exception_ptr getFailure();
 
 private:

@@ -10,7 +10,6 @@
 #include <zul/Interrupt.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -162,22 +161,25 @@ struct Words
 
 void takeWords(const Words& words, ListenOptions& options)
 {
-    if (options.hub) {
-        if (!words.second.empty())
-            throw ToolError(ExitCode::Usage, "with --hub give the pipe's name alone: a member "
-                                             "does not listen on a port");
-        options.pipeName = words.first;
-        return;
-    }
-    if (words.second.empty())
+    if (options.hub && !words.second.empty())
+        throw ToolError(ExitCode::Usage, "with --hub give the pipe's name alone: a member does not "
+                                         "listen on a port");
+    options.pipeName = options.hub ? words.first : words.second;
+    if (options.pipeName.empty())
         throw ToolError(ExitCode::Usage, "PIPE is missing: give PORT and PIPE, or --hub and PIPE");
-    const char* const end = words.first.data() + words.first.size();
-    const auto [stop, error] = std::from_chars(words.first.data(), end, options.port);
-    if (error != std::errc() || stop != end || options.port < 0 || options.port > 65535)
-        throw ToolError(ExitCode::Usage,
-                        "'" + words.first + "' is no port: give a number from 0 to 65535");
-    options.pipeName = words.second;
+    if (const std::string why = whyNoPipeName(options.pipeName); !why.empty())
+        throw ToolError(ExitCode::Usage, "PIPE " + why);
+    if (!options.hub)
+        options.port = parsePort(words.first);
 }
+
+constexpr const char* kListenHelp =
+    "Listens on the loopback address, for this machine only. ZUL_LISTEN_ADDRESS=0.0.0.0 opens\n"
+    "it to the network: pipes are neither authenticated nor encrypted.\n"
+    "Without an answer option, requests are answered with an empty text.\n\n"
+    "Examples:\n"
+    "  dm listen 3500 build --answer yes\n"
+    "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no PORT\n\n";
 
 } // namespace
 
@@ -187,10 +189,8 @@ void addListenCommand(CLI::App& app, Action& action)
     auto words = std::make_shared<Words>();
     CLI::App* const command = app.add_subcommand(
         "listen", "Serves a pipe: prints what arrives and answers the requests.");
-    command
-        ->add_option("PORT", words->first,
-                     "The port to listen on, 0 for any free one; left out with --hub")
-        ->required();
+    command->add_option("PORT", words->first,
+                        "The port to listen on, 0 for any free one; left out with --hub");
     command->add_option("PIPE", words->second, "The pipe's name, with --hub the only word");
     command
         ->add_option_function<std::string>(
@@ -212,15 +212,7 @@ void addListenCommand(CLI::App& app, Action& action)
     command->add_option("--count", options->count,
                         "Ends after this many requests and notifications");
     addFormatOption(*command, options->format);
-    command->footer(
-        "Listens on the loopback address, for this machine only. ZUL_LISTEN_ADDRESS=0.0.0.0 opens\n"
-        "it to the network: pipes are neither authenticated nor encrypted.\n"
-        "Without an answer option, requests are answered with an empty text.\n\n"
-        "Examples:\n"
-        "  dm listen 3500 build --answer yes\n"
-        "  dm listen --hub 127.0.0.1:5000 build --answer yes    PIPE alone: a member has no "
-        "PORT\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kListenHelp) + kExitCodeHelp);
     command->callback([options, words, &action] {
         takeWords(*words, *options);
         options->answers.pipeName = options->pipeName;

@@ -1,4 +1,5 @@
 #include "tools/dm/Commands.h"
+#include "tools/dm/CommonOptions.h"
 #include "tools/dm/ConnectionWatch.h"
 #include "tools/dm/Files.h"
 #include "tools/dm/JobScript.h"
@@ -53,8 +54,6 @@ private:
     static inline LineWriter* s_writer = nullptr;
     LineWriter writer;
 };
-
-void wakeMainThread(void*, dm::CommunicationPipe*) { zu::Interrupt::get().notify(); }
 
 /// A client that runs one script, from its first connection until all it sent is out.
 ///
@@ -249,6 +248,33 @@ ExitCode run(const RunOptions& options)
     return ExitCode::Ok;
 }
 
+constexpr const char* kRunHelp =
+    "A script has one job a line; they run in order, each when the one before is over:\n"
+    "  notify PIPE TEXT VALUE             sends a notification\n"
+    "  request PIPE TEXT [> FILE]         sends a request with number 0, waits for the answer\n"
+    "  wait-notify PIPE                   waits for one notification, of any text but \"\"\n"
+    "  wait-request PIPE                  waits for one request, of any text but \"\"\n"
+    "  respond PIPE TEXT [< FILE]         answers it\n"
+    "  wait-notify-and-request PIPE NOTIFY TEXT [> FILE]\n"
+    "                                     waits for one notification of any text (NOTIFY is\n"
+    "                                     for the reader and the log), then sends a request\n"
+    "                                     with the notification's number\n"
+    "> FILE stores the answer's data, < FILE sends the file's bytes along; FILE is looked up\n"
+    "from the current folder. A word with blanks is written in quotes, where \\\" \\\\ \\n and\n"
+    "\\t work. # starts a comment. A script with errors runs nothing, nor does one with a\n"
+    "missing < FILE; after a > FILE that cannot be written, what follows is not run.\n\n"
+    "The first job begins when all pipes of the script are open. In a hub, requests with\n"
+    "number 0 go to member 0, and a notification arrives with its sender's member number as\n"
+    "VALUE, so that wait-notify-and-request asks the sender; but member 0's arrives with the\n"
+    "receiver's own: ask member 0 with request. Answers bring 64 KiB of data at most, and\n"
+    "neither text nor data when the member is not there.\n"
+    "Standard output has the library's log lines.\n\n"
+    "Example: dm run build.jobs --name build --connect 127.0.0.1:5000, where build.jobs is\n"
+    "  # Tell the others, then serve the first that asks for the log.\n"
+    "  notify build \"level one is ready\" 1\n"
+    "  wait-request build\n"
+    "  respond build ok < build.log\n\n";
+
 } // namespace
 
 void addRunCommand(CLI::App& app, Action& action)
@@ -259,10 +285,7 @@ void addRunCommand(CLI::App& app, Action& action)
     command->add_option("FILE", options->path, "The script, - for stdin")->required();
     command->add_option("--name", options->name, "The name to present itself with")
         ->required()
-        ->check([](const std::string& name) {
-            return name.empty() ? std::string("the name is empty: give it at least a letter")
-                                : std::string();
-        });
+        ->check(whyNoName);
     command
         ->add_option_function<std::string>(
             "--connect",
@@ -277,34 +300,7 @@ void addRunCommand(CLI::App& app, Action& action)
             "Gives up when the whole run takes longer")
         ->type_name("TIME")
         ->default_str("none");
-    command->footer(
-        "A script has one job a line; they run in order, each when the one before is over:\n"
-        "  notify PIPE TEXT VALUE             sends a notification\n"
-        "  request PIPE TEXT [> FILE]         sends a request with number 0, waits for the answer\n"
-        "  wait-notify PIPE                   waits for one notification, of any text but \"\"\n"
-        "  wait-request PIPE                  waits for one request, of any text but \"\"\n"
-        "  respond PIPE TEXT [< FILE]         answers it\n"
-        "  wait-notify-and-request PIPE NOTIFY TEXT [> FILE]\n"
-        "                                     waits for one notification of any text (NOTIFY is\n"
-        "                                     for the reader and the log), then sends a request\n"
-        "                                     with the notification's number\n"
-        "> FILE stores the answer's data, < FILE sends the file's bytes along; FILE is looked up\n"
-        "from the current folder. A word with blanks is written in quotes, where \\\" \\\\ \\n "
-        "and\n"
-        "\\t work. # starts a comment. A script with errors runs nothing, nor does one with a\n"
-        "missing < FILE; after a > FILE that cannot be written, what follows is not run.\n\n"
-        "The first job begins when all pipes of the script are open. In a hub, requests with\n"
-        "number 0 go to member 0, and a notification arrives with its sender's member number as\n"
-        "VALUE, so that wait-notify-and-request asks the sender; but member 0's arrives with the\n"
-        "receiver's own: ask member 0 with request. Answers bring 64 KiB of data at most, and\n"
-        "neither text nor data when the member is not there.\n"
-        "Standard output has the library's log lines.\n\n"
-        "Example: dm run build.jobs --name build --connect 127.0.0.1:5000, where build.jobs is\n"
-        "  # Tell the others, then serve the first that asks for the log.\n"
-        "  notify build \"level one is ready\" 1\n"
-        "  wait-request build\n"
-        "  respond build ok < build.log\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kRunHelp) + kExitCodeHelp);
     command->callback([options, &action] { action = [options] { return run(*options); }; });
 }
 

@@ -1,9 +1,7 @@
 #include "tools/dm/ScriptBatch.h"
 
 #include "tools/dm/AnswerBuffer.h"
-#include "tools/dm/ExitCode.h"
 #include "tools/dm/Files.h"
-#include "tools/dm/ProgressMeter.h"
 
 #include <zul/Interrupt.h>
 
@@ -107,10 +105,7 @@ void ScriptBatch::runAndStore(std::size_t index, dm::Job& job, const char* manag
     job.run(managerName);
     if (!out || stopping)
         return; // stopped, what was received may be half an answer
-    if (receivedBytes > received.size())
-        throw ToolError(ExitCode::File, "the answer's " + describeSize(receivedBytes) +
-                                            " do not fit in memory, " + step.file +
-                                            " is not written: free some memory");
+    requireFits(receivedBytes, received, step.file);
     out->write(received.data(), receivedBytes);
     out->commit();
 }

@@ -113,11 +113,7 @@ void serveUntilEnd(FileServer& server, fileserver::ServeStatistics& statistics,
 void finish(LineWriter& output, LineWriter& errors, bool isStopped)
 {
     const bool isPrinted = output.tryFinish();
-    if (!isPrinted)
-        errors.write("dm: standard output takes no more, the last lines are lost\n");
-    else if (output.getLost() > 0)
-        errors.write("dm: " + std::to_string(output.getLost()) +
-                     " lines of output are lost: it was not read in time\n");
+    errors.write(isPrinted ? output.lossNotice() : LineWriter::kStuckNotice);
     const bool isTold = errors.tryFinish();
     if (!isPrinted || !isTold || !isStopped)
         std::quick_exit(static_cast<int>(isPrinted ? ExitCode::Ok : ExitCode::File));
@@ -161,6 +157,23 @@ ExitCode serve(const ServeOptions& options)
     return ExitCode::Ok;
 }
 
+constexpr const char* kServeHelp =
+    "A game connects to the port, is sent on to one of its own, and reads and writes there what\n"
+    "begins with a map's name. Nothing outside the folders can be reached. Games are neither\n"
+    "authenticated nor is anything encrypted: beyond loopback, open it to trusted networks only.\n"
+    "Names that exist in other letter case only are not found, and the warning says so.\n\n"
+    "Standard output has a line for each game that comes or leaves, and with -v each command:\n"
+    "  game 1 \"racer\" came from 127.0.0.1\n"
+    "  game 1 read 0 4096 \"data/a.map\": 4096 bytes, 0.052 ms\n"
+    "Addresses, warnings and statistics go to standard error; on a terminal a line there tells\n"
+    "how much is read and written. --format json prints all on standard output, an object a\n"
+    "line, with event (listening, map, came, command, warning, statistics, left).\n"
+    "SIGUSR1 prints statistics, an interrupt ends it, with statistics and exit code 0.\n\n"
+    "Examples:\n"
+    "  dm serve --map data=/home/me/game/data\n"
+    "  dm serve --map data=data --map save=/tmp/save:rw --listen 0.0.0.0 -v\n"
+    "  dm serve --map data=data --port 0 --format json\n\n";
+
 } // namespace
 
 void addServeCommand(CLI::App& app, Action& action)
@@ -197,26 +210,7 @@ void addServeCommand(CLI::App& app, Action& action)
                      "How many games are served at a time; others wait")
         ->check(CLI::Range(1, 128)) // each takes a few of the process's descriptors
         ->capture_default_str();
-    command->footer(
-        "A game connects to the port, is sent on to one of its own, and reads and writes there "
-        "what\n"
-        "begins with a map's name. Nothing outside the folders can be reached. Games are neither\n"
-        "authenticated nor is anything encrypted: beyond loopback, open it to trusted networks "
-        "only.\n"
-        "Names that exist in other letter case only are not found, and the warning says so.\n\n"
-        "Standard output has a line for each game that comes or leaves, and with -v each command:\n"
-        "  game 1 \"racer\" came from 127.0.0.1\n"
-        "  game 1 read 0 4096 \"data/a.map\": 4096 bytes, 0.052 ms\n"
-        "Addresses, warnings and statistics go to standard error; on a terminal a line there "
-        "tells\n"
-        "how much is read and written. --format json prints all on standard output, an object a\n"
-        "line, with event (listening, map, came, command, warning, statistics, left).\n"
-        "SIGUSR1 prints statistics, an interrupt ends it, with statistics and exit code 0.\n\n"
-        "Examples:\n"
-        "  dm serve --map data=/home/me/game/data\n"
-        "  dm serve --map data=data --map save=/tmp/save:rw --listen 0.0.0.0 -v\n"
-        "  dm serve --map data=data --port 0 --format json\n\n" +
-        std::string(kExitCodeHelp));
+    command->footer(std::string(kServeHelp) + kExitCodeHelp);
     command->callback([options, &action] { action = [options] { return serve(*options); }; });
 }
 

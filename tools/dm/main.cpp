@@ -1,5 +1,7 @@
 #include "tools/dm/Color.h"
 #include "tools/dm/Commands.h"
+#include "tools/dm/Files.h"
+#include "tools/dm/ParseCommandLine.h"
 #include "tools/dm/Text.h"
 #include "tools/dm/Version.h"
 
@@ -49,10 +51,9 @@ ExitCode run(int argc, char** argv)
     tool::addCompletionCommand(app, action);
     tool::addManCommand(app, action);
     tool::addVersionFlags(app, tool::describeVersion("dm", tool::kCommit));
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitCode::Ok : ExitCode::Usage;
+    if (const auto answer = tool::parseCommandLine(app, argc, argv)) {
+        tool::writeOutput(answer->data(), answer->size());
+        return ExitCode::Ok;
     }
 
     // An answer larger than its buffer must never be written past it, whoever sends it.

@@ -1,5 +1,7 @@
 #include "tools/fileserver/CaseDoctor.h"
 
+#include "tools/fileserver/GamePaths.h"
+
 #include <functional>
 
 namespace fileserver {
@@ -11,9 +13,9 @@ bool CaseDoctor::examine(std::string_view mapName, const zu::ConfinedFolder& fol
     if (!isNew(salt, path))
         return false;
     // What was to be made is not there in any case, but its folder may be.
-    const size_t separator = path.find_last_of("/\\");
+    const std::string_view above = folderOf(path);
     return folder.findOtherCase(path, outPath) ||
-           (separator != path.npos && folder.findOtherCase(path.substr(0, separator), outPath));
+           (!above.empty() && folder.findOtherCase(above, outPath));
 }
 
 bool CaseDoctor::isNew(size_t salt, std::string_view text)

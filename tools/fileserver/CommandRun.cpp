@@ -1,5 +1,7 @@
 #include "tools/fileserver/CommandRun.h"
 
+#include "tools/fileserver/GamePaths.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <utility>
@@ -15,24 +17,6 @@ namespace {
 constexpr char kEmptyList[] = "0"; // with its zero
 
 constexpr size_t kMaxQuotedBytes = 200;
-
-size_t findLastSeparator(std::string_view path) { return path.find_last_of("/\\"); }
-
-std::string_view folderOf(std::string_view path)
-{
-    const size_t separator = findLastSeparator(path);
-    return separator != path.npos ? path.substr(0, separator) : std::string_view();
-}
-
-std::string_view nameOf(std::string_view path)
-{
-    return path.substr(findLastSeparator(path) + 1); // npos + 1 is 0
-}
-
-bool endsInSeparator(std::string_view path)
-{
-    return !path.empty() && findLastSeparator(path) == path.size() - 1;
-}
 
 std::string textOf(zu::u64 number) { return std::to_string(number); }
 

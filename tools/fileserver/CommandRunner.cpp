@@ -1,6 +1,7 @@
 #include "tools/fileserver/CommandRunner.h"
 
 #include "tools/fileserver/CommandRun.h"
+#include "tools/fileserver/GamePaths.h"
 
 #include <new>
 #include <optional>
@@ -9,18 +10,14 @@ namespace fileserver {
 
 namespace {
 
-std::string_view folderOf(std::string_view pattern)
-{
-    const size_t separator = pattern.find_last_of("/\\");
-    return separator != pattern.npos ? pattern.substr(0, separator) : pattern;
-}
-
 /// What a command is about, and how many of the claims that is.
 size_t claimsOf(const CommandSyntax& command, const ParsedCommand& arguments,
                 WriteTurns::Claims& outClaims)
 {
-    const bool isSearch = command.id == CommandId::FindFiles;
-    outClaims[0] = {isSearch ? folderOf(arguments.path) : arguments.path, command.access};
+    // A search is about a folder; a pattern without one is the name of a map.
+    const std::string_view folder =
+        command.id == CommandId::FindFiles ? folderOf(arguments.path) : std::string_view();
+    outClaims[0] = {folder.empty() ? arguments.path : folder, command.access};
     outClaims[1] = {arguments.secondPath, command.access};
     if (command.id == CommandId::CopyFile)
         outClaims[0].access = Access::Read;

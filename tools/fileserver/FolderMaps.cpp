@@ -1,5 +1,7 @@
 #include "tools/fileserver/FolderMaps.h"
 
+#include "tools/fileserver/GamePaths.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
@@ -9,15 +11,8 @@ namespace fileserver {
 
 namespace {
 
-bool isSeparator(char character) { return character == '/' || character == '\\'; }
-
-char fold(char character)
-{
-    if (character == '\\')
-        return '/';
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
-                                                : character;
-}
+/// The same for all ways to write a character of a name.
+char fold(char character) { return isSeparator(character) ? '/' : toLower(character); }
 
 bool isControl(char character)
 {

@@ -1,5 +1,7 @@
 #include "tools/fileserver/WriteTurns.h"
 
+#include "tools/fileserver/GamePaths.h"
+
 #include <algorithm>
 
 namespace fileserver {
@@ -9,7 +11,6 @@ namespace {
 /// The next name that means something, "" at the end.
 std::string_view takeName(std::string_view& path)
 {
-    constexpr std::string_view kSeparators = "/\\";
     for (;;) {
         path.remove_prefix(std::min(path.find_first_not_of(kSeparators), path.size()));
         const std::string_view name = path.substr(0, path.find_first_of(kSeparators));
@@ -19,16 +20,10 @@ std::string_view takeName(std::string_view& path)
     }
 }
 
-char fold(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
-                                                : character;
-}
-
 bool isSameName(std::string_view left, std::string_view right)
 {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char one, char other) { return fold(one) == fold(other); });
+                      [](char one, char other) { return toLower(one) == toLower(other); });
 }
 
 /// Whether one is the other, or above it.

@@ -1,7 +1,8 @@
 #include "tools/monitor/MonitorClient.h"
 
+#include "tools/dm/Arguments.h"
+
 #include <dm/comm.h>
-#include <dm/monitor.h>
 
 #include <algorithm>
 #include <utility>
@@ -18,12 +19,6 @@ namespace {
 constexpr std::chrono::seconds kWorthMentioning{1};
 
 constexpr zu::u32 kLookAgainMs = 50; // while a name is looked up there is nothing to wait for
-
-std::string describe(const std::string& host, int port)
-{
-    const bool hasColons = host.find(':') != std::string::npos;
-    return (hasColons ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
 
 void takeValue(const dm::MonitorMessage& message, MonitorEvent& event)
 {
@@ -46,12 +41,10 @@ void forget(MonitorEvent& event)
 
 } // namespace
 
-static_assert(MonitorClient::kMaxDataBytes == dm::kMaxMonitorRequestBytes - 5);
-
 MonitorClient::MonitorClient(std::string hostName, int portNumber, Sink eventSink)
     : host(std::move(hostName))
     , port(portNumber)
-    , address(describe(host, port))
+    , address(tool::Address{host, port}.toString())
     , sink(std::move(eventSink))
 {
 }

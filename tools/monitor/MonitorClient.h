@@ -20,6 +20,7 @@
 
 #include "tools/monitor/MonitorEvent.h"
 
+#include <dm/monitor.h>
 #include <zul/Socket.h>
 #include <zul/WaitHandle.h>
 
@@ -59,7 +60,8 @@ public:
     bool request(int request);
     bool sendData(std::string data);
 
-    static constexpr std::size_t kMaxDataBytes = 64 * 1024 - 5;
+    /// What the game takes, less what the text has beside its bytes.
+    static constexpr std::size_t kMaxDataBytes = dm::kMaxMonitorRequestBytes - 5;
 
     /// Between Connected and Lost or NotAMonitor.
     bool isConnected() const { return connected; }

@@ -129,6 +129,15 @@ Background::Work printing(const char* command, Output& output, std::function<std
     };
 }
 
+/// The same for bytes that become a file.
+Background::Work writing(const char* command, Output& output, std::string path, std::string bytes)
+{
+    return printing(command, output, [path = std::move(path), bytes = std::move(bytes)] {
+        writeAll(path, bytes);
+        return "wrote " + std::to_string(bytes.size()) + " bytes";
+    });
+}
+
 void exec(Commands& commands, Background& background, Output& output, const CommandText& text)
 {
     const std::string path = pathOf(text);
@@ -169,23 +178,14 @@ void addFileCommands(Commands& commands, Background& background, Output& output)
     commands.add({"write", "FILE TEXT",
                   "Writes a text into a file, with a line end. What was in the file is gone.",
                   [&](const CommandText& text) {
-                      const std::string path = pathOf(text);
-                      const std::string bytes = toUtf8(text.restFrom(1)) + '\n';
-                      background.inOrder(printing("write", output, [path, bytes] {
-                          writeAll(path, bytes);
-                          return "wrote " + std::to_string(bytes.size()) + " bytes";
-                      }));
+                      background.inOrder(
+                          writing("write", output, pathOf(text), toUtf8(text.restFrom(1)) + '\n'));
                   }});
-    commands.add({"dump", "FILE",
-                  "Writes what was entered and printed since the start into a file.",
-                  [&](const CommandText& text) {
-                      const std::string path = pathOf(text);
-                      const std::string bytes = toUtf8(output.transcript());
-                      background.inOrder(printing("dump", output, [path, bytes] {
-                          writeAll(path, bytes);
-                          return "wrote " + std::to_string(bytes.size()) + " bytes";
-                      }));
-                  }});
+    commands.add(
+        {"dump", "FILE", "Writes what was entered and printed since the start into a file.",
+         [&](const CommandText& text) {
+             background.inOrder(writing("dump", output, pathOf(text), toUtf8(output.transcript())));
+         }});
 }
 
 } // namespace sandbox

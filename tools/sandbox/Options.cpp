@@ -1,6 +1,8 @@
 #include "tools/sandbox/Options.h"
 
 #include "tools/dm/ExitCode.h"
+#include "tools/dm/Files.h"
+#include "tools/dm/ParseCommandLine.h"
 #include "tools/dm/Version.h"
 
 #include <CLI/CLI.hpp>
@@ -129,7 +131,7 @@ void complete(Options& options, const Given& given)
 
 } // namespace
 
-std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit, int& exitCode)
+std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit)
 {
     CLI::App app{"A small scene behind the developer console.", "sandbox"};
     app.set_help_flag("-h,--help", "Prints this help and ends");
@@ -141,11 +143,8 @@ std::optional<Options> parseOptions(int argc, char** argv, const std::string& co
     addPictureOptions(app, options, given);
     addLinkOptions(app, given);
     addConsoleOptions(app, options, given);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        exitCode =
-            static_cast<int>(app.exit(error) == 0 ? tool::ExitCode::Ok : tool::ExitCode::Usage);
+    if (const auto answer = tool::parseCommandLine(app, argc, argv)) {
+        tool::writeOutput(answer->data(), answer->size());
         return std::nullopt;
     }
     complete(options, given);

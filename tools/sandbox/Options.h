@@ -27,9 +27,8 @@ struct Options
     SDL_Scancode consoleKey = SDL_SCANCODE_GRAVE;
 };
 
-/// Nothing when the program is to end at once, as for --help: `exitCode` tells how. Throws
+/// Nothing when the line asked for the help or the version, which is printed then. Throws
 /// tool::ToolError.
-std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit,
-                                    int& exitCode);
+std::optional<Options> parseOptions(int argc, char** argv, const std::string& commit);
 
 } // namespace sandbox

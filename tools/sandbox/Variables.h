@@ -83,7 +83,7 @@ private:
 /// "0.5", "on" or "\"a text\"": as it is shown.
 std::string toText(const Variables::Value& value);
 
-/// "float from 0 to 10, default 1": what may be in it.
+/// "a number from 0 to 10, default 1": what may be in it.
 std::string describe(const Variables::Variable& variable);
 
 std::string toLower(std::string_view text);

@@ -9,14 +9,6 @@
 
 namespace {
 
-int run(int argc, char** argv)
-{
-    int exitCode = 0;
-    if (const auto options = sandbox::parseOptions(argc, argv, tool::kCommit, exitCode))
-        sandbox::Game(*options).run();
-    return exitCode;
-}
-
 int report(tool::ExitCode code, const char* message)
 {
     std::fprintf(stderr, "sandbox: %s\n", message);
@@ -28,7 +20,9 @@ int report(tool::ExitCode code, const char* message)
 int main(int argc, char** argv)
 {
     try {
-        return run(argc, argv);
+        if (const auto options = sandbox::parseOptions(argc, argv, tool::kCommit))
+            sandbox::Game(*options).run();
+        return static_cast<int>(tool::ExitCode::Ok);
     } catch (const tool::ToolError& error) {
         return report(error.code, error.what());
     } catch (const std::exception& error) {

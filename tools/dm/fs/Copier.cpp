@@ -5,7 +5,6 @@
 #include "tools/dm/fs/CopyPlan.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <functional>
 #include <random>
 #include <system_error>
@@ -18,8 +17,6 @@ namespace {
 
 // Large enough that the round trip of a piece does not count, small enough for a lively progress.
 constexpr std::size_t kPieceBytes = 1024 * 1024;
-
-std::string lastError() { return std::generic_category().message(errno); }
 
 /// A file at the server that is deleted again unless it gets its name.
 class TemporaryRemoteFile
@@ -65,22 +62,6 @@ private:
     bool hasMoved = false;
 };
 
-/// Calls take(data, count) for each piece. Throws when there are fewer bytes than `size`.
-template <typename Take>
-void readRemote(RemoteFile& source, const std::string& path, std::uint64_t size,
-                std::vector<char>& buffer, Take take)
-{
-    for (std::uint64_t at = 0; at < size;) {
-        const std::uint64_t wanted = std::min<std::uint64_t>(size - at, buffer.size());
-        const std::uint64_t count = source.read(buffer.data(), wanted);
-        if (count == 0)
-            throw FileError("cannot read '" + path + "': the server gave " + std::to_string(at) +
-                            " of " + std::to_string(size) + " bytes");
-        take(buffer.data(), static_cast<std::size_t>(count));
-        at += count;
-    }
-}
-
 [[noreturn]] void failHash(const std::string& from, const std::string& to)
 {
     throw FileError("'" + to + "' is not copied: it does not have the content of '" + from +
@@ -111,7 +92,7 @@ void Copier::get(const std::string& remote, const std::string& local)
     const std::uint64_t size = source.size();
     requireSendableSize(remote, size);
     OutputFile out(local);
-    readRemote(source, remote, size, buffer, [&](const char* data, std::size_t count) {
+    source.readPieces(size, buffer, [&](const char* data, std::size_t count) {
         out.write(data, count);
         meter.addBytes(count);
     });
@@ -211,8 +192,8 @@ std::string Copier::hashRemote(const std::string& path, std::uint64_t size)
 {
     RemoteFile source(files, path, zu::File::Read);
     Sha256 hash;
-    readRemote(source, path, size, buffer,
-               [&](const char* data, std::size_t count) { hash.add(data, count); });
+    source.readPieces(size, buffer,
+                      [&](const char* data, std::size_t count) { hash.add(data, count); });
     return hash.finish();
 }
 

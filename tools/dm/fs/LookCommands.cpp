@@ -91,15 +91,8 @@ void printFile(const FsTask& task, const std::string& path)
     requireSendableSize(path, file.size());
     std::vector<char> piece(kPieceBytes);
     ContentPrinter printer;
-    std::uint64_t total = 0;
-    while (total < file.size()) {
-        const std::uint64_t count = file.read(piece.data(), piece.size());
-        if (count == 0)
-            throw FileError("cannot read '" + path + "': the server gave " + std::to_string(total) +
-                            " of " + std::to_string(file.size()) + " bytes");
-        printer.print(piece.data(), static_cast<std::size_t>(count));
-        total += count;
-    }
+    file.readPieces(file.size(), piece,
+                    [&](const char* data, std::size_t count) { printer.print(data, count); });
     printer.end();
 }
 

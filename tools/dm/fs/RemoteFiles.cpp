@@ -224,6 +224,7 @@ bool RemoteFiles::discard(const std::string& file) noexcept
 
 RemoteFile::RemoteFile(RemoteFiles& remoteFiles, const std::string& path, zu::BaseFile::Mode mode)
     : files(remoteFiles)
+    , name(path)
     , handle(files.ask([&] {
         return decltype(handle)(files.network.openFile(path.c_str(), mode), Closer{&files.network});
     }))
@@ -234,9 +235,15 @@ RemoteFile::RemoteFile(RemoteFiles& remoteFiles, const std::string& path, zu::Ba
 
 std::uint64_t RemoteFile::size() const { return files.network.getFileSize(handle.get()); }
 
-std::uint64_t RemoteFile::read(void* buffer, std::uint64_t count)
+std::size_t RemoteFile::readPiece(std::uint64_t at, std::uint64_t bytes, std::vector<char>& buffer)
 {
-    return files.ask([&] { return files.network.readFile(handle.get(), buffer, count); });
+    const std::uint64_t wanted = std::min<std::uint64_t>(bytes - at, buffer.size());
+    const std::uint64_t count =
+        files.ask([&] { return files.network.readFile(handle.get(), buffer.data(), wanted); });
+    if (count == 0)
+        throw FileError("cannot read '" + name + "': the server gave " + std::to_string(at) +
+                        " of " + std::to_string(bytes) + " bytes");
+    return static_cast<std::size_t>(count);
 }
 
 std::uint64_t RemoteFile::write(void* buffer, std::uint64_t count)
@@ -244,24 +251,49 @@ std::uint64_t RemoteFile::write(void* buffer, std::uint64_t count)
     return files.ask([&] { return files.network.writeFile(handle.get(), buffer, count); });
 }
 
-void walk(RemoteFiles& files, const std::string& root, Problems& problems, const Visit& visit)
+namespace {
+
+/// A walk through what is below a folder.
+class Walk
 {
+public:
+    Walk(RemoteFiles& remoteFiles, const std::string& rootFolder, Problems& sharedProblems,
+         const Visit& visitor)
+        : files(remoteFiles)
+        , root(rootFolder)
+        , problems(sharedProblems)
+        , visit(visitor)
+        , known{std::string(trimEnd(rootFolder))}
+    {
+    }
+
+    void run()
+    {
+        std::vector<Folder> waiting = {{"", 0}};
+        while (!waiting.empty()) {
+            const Folder folder = std::move(waiting.back());
+            waiting.pop_back();
+            const std::vector<Folder> found = lookInto(folder);
+            waiting.insert(waiting.end(), found.rbegin(), found.rend()); // the first comes next
+        }
+        tellHidden();
+    }
+
+private:
     struct Folder
     {
         std::string below;
         zu::u32 depth;
     };
-    std::vector<Folder> waiting = {{"", 0}};
-    std::unordered_set<std::string> known = {std::string(trimEnd(root))};
-    std::size_t entries = 0;
-    while (!waiting.empty()) {
-        const Folder folder = std::move(waiting.back());
-        waiting.pop_back();
+
+    /// Visits what is in it; returns the folders among that.
+    std::vector<Folder> lookInto(const Folder& folder)
+    {
         const std::string path = folder.below.empty() ? root : join(root, folder.below);
-        std::vector<Folder> found;
         const RemoteFiles::Listing listing = files.list(path);
         if (listing.mayBeCut)
             problems.fail(describeCut(path));
+        std::vector<Folder> found;
         for (const RemoteFiles::Entry& entry : listing.entries) {
             if (++entries > kMaxEntries)
                 throw FileError("'" + root + "' has more than " + std::to_string(kMaxEntries) +
@@ -281,15 +313,33 @@ void walk(RemoteFiles& files, const std::string& root, Problems& problems, const
             else
                 problems.fail("'" + join(root, below) + "' is too deep: what is in it is left out");
         }
-        waiting.insert(waiting.end(), found.rbegin(), found.rend()); // the first comes next
+        return found;
     }
-    // Of folders whose names differ in letter case only, a search shows one.
-    for (const std::string& folder : files.foldersWithFiles(std::string(trimEnd(root)))) {
-        if (known.insert(folder).second)
-            problems.fail("'" + folder +
-                          "' is left out: it is hidden by one that differs in letter " +
-                          "case only, or was made meanwhile");
+
+    /// Of folders whose names differ in letter case only, a search shows one.
+    void tellHidden()
+    {
+        for (const std::string& folder : files.foldersWithFiles(std::string(trimEnd(root)))) {
+            if (known.insert(folder).second)
+                problems.fail("'" + folder +
+                              "' is left out: it is hidden by one that differs in letter " +
+                              "case only, or was made meanwhile");
+        }
     }
+
+    RemoteFiles& files;
+    const std::string& root;
+    Problems& problems;
+    const Visit& visit;
+    std::unordered_set<std::string> known; // folders
+    std::size_t entries = 0;
+};
+
+} // namespace
+
+void walk(RemoteFiles& files, const std::string& root, Problems& problems, const Visit& visit)
+{
+    Walk(files, root, problems, visit).run();
 }
 
 } // namespace tool

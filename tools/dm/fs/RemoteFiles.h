@@ -133,7 +133,17 @@ public:
     /// As it was when opened or last written.
     std::uint64_t size() const;
 
-    std::uint64_t read(void* buffer, std::uint64_t count);
+    /// Reads the first `bytes` of it from where it stands, piece by piece, and calls
+    /// take(data, count) for each. Throws when the server gives fewer.
+    template <typename Take>
+    void readPieces(std::uint64_t bytes, std::vector<char>& buffer, Take take)
+    {
+        for (std::uint64_t at = 0; at < bytes;) {
+            const std::size_t count = readPiece(at, bytes, buffer);
+            take(static_cast<const char*>(buffer.data()), count);
+            at += count;
+        }
+    }
     std::uint64_t write(void* buffer, std::uint64_t count);
 
 private:
@@ -143,7 +153,10 @@ private:
         void operator()(zu::FileHandle* opened) const { network->closeFile(opened); }
     };
 
+    std::size_t readPiece(std::uint64_t at, std::uint64_t bytes, std::vector<char>& buffer);
+
     RemoteFiles& files;
+    const std::string name;
     std::unique_ptr<zu::FileHandle, Closer> handle;
 };
 

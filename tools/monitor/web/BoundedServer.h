@@ -1,6 +1,6 @@
 /// The HTTP server of the page: no connection holds it up, whoever makes it.
 ///
-/// A connection has kRequestTime to say what it wants, and kMaxRequestBytes for it. When others
+/// A connection has kRequestTime to say what it wants, and maxRequestBytes for it. When others
 /// wait for a thread it is only heard if it has said it already, or does so within kPatience: a
 /// browser connects ahead of need, and so may any program on this machine. What takes nothing for
 /// kStalledTime is given up.

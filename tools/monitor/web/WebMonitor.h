@@ -15,6 +15,7 @@
 /// for a while does whoever connects without a URL, see BoundedServer.h.
 #pragma once
 
+#include "tools/monitor/MonitorClient.h"
 #include "tools/monitor/web/EventHistory.h"
 
 #include <functional>
@@ -40,7 +41,7 @@ public:
     /// A browser opens six connections to one server and each page holds one: the rest is for
     /// profiles and commands.
     static constexpr int kMaxPages = 4;
-    static constexpr std::size_t kMaxDataBytes = 64 * 1024 - 5;
+    static constexpr std::size_t kMaxDataBytes = MonitorClient::kMaxDataBytes;
 
     explicit WebMonitor(WebOptions options);
 

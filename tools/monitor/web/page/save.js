@@ -1,8 +1,6 @@
 'use strict';
 // The page as one file that opens without dm: the page's own files put into it, and what it shows.
 
-const SCRIPTS = ['model.js', 'matcher.js', 'log.js', 'statistics.js', 'flame.js', 'save.js', 'app.js'];
-
 async function fetchText(name) {
   const response = await fetch(name);
   if (!response.ok) throw new Error((await response.text()).trim());
@@ -11,8 +9,9 @@ async function fetchText(name) {
 
 // Fetched when the page opens: when it is saved, dm may be gone.
 async function fetchParts() {
-  const [html, style, ...scripts] = await Promise.all(['./', 'style.css', ...SCRIPTS].map(fetchText));
-  return { html, style, scripts };
+  const [html, style] = await Promise.all(['./', 'style.css'].map(fetchText));
+  const names = [...html.matchAll(/<script src="([^"]+)">/g)].map(([, name]) => name);
+  return { html, style, names, scripts: await Promise.all(names.map(fetchText)) };
 }
 
 async function hashOf(text) {
@@ -40,7 +39,7 @@ async function makeSavedPage(parts, state) {
     (found, charset, style, name) => {
       if (charset) return `${charset}\n<meta http-equiv="Content-Security-Policy" content="${policy}">`;
       if (style) return `<style>${parts.style}</style>`;
-      const number = SCRIPTS.indexOf(name);
+      const number = parts.names.indexOf(name);
       return `${number === 0 ? data : ''}<script>${scripts[number]}</script>`;
     });
 }

@@ -1,4 +1,4 @@
-#include "tools/dm/WatchSession.h"
+#include "tools/dm/WatchOutputs.h"
 
 #include "tools/dm/ExitCode.h"
 
