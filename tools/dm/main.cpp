@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -52,6 +54,11 @@ ExitCode run(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
+        const std::vector<std::string> unknown = app.remaining();
+        if (error.get_name() == "RequiredError" && app.get_subcommands().empty() &&
+            !unknown.empty())
+            return report(ExitCode::Usage, "there is no '" + unknown.front() +
+                                               "': dm --help lists commands and options");
         return app.exit(error) == 0 ? ExitCode::Ok : ExitCode::Usage;
     }
 
