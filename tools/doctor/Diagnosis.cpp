@@ -218,12 +218,11 @@ Diagnosis Examination::stalled(const std::string& what) const
         return make(Cause::Stalled, address + " is stalled: " + who() + ", is halted",
                     "let it go on: by fg in its terminal, by kill -CONT " +
                         std::to_string(process.processId) + ", or in the debugger that holds it");
-    const bool mayBeMonitor =
-        found == Service::Any && (wanted == Service::Any || wanted == Service::Monitor);
     return make(Cause::Stalled, address + inBrackets() + " is stalled: it " + what,
-                std::string(mayBeMonitor ? "a game with a debug monitor must call dm::update() "
-                                           "once a frame; else see"
-                                         : "see") +
+                std::string(found == Service::Any
+                                ? "a game with a debug monitor must call dm::update() "
+                                  "once a frame; else see"
+                                : "see") +
                     " in a debugger where it hangs, or start it anew");
 }
 
