@@ -273,6 +273,8 @@ Observation observe(const Target& target, milliseconds patience)
     seen.reason = visit.reason();
     if (seen.reach == Reach::Connected) {
         seen.reached = visit.reached();
+        // Names that the system's tables have for this machine are known by where they lead.
+        seen.isOwnMachine = seen.isOwnMachine || net::isOwnHost(seen.reached.c_str());
         listen(visit, seen);
     }
     if (seen.speech == Speech::Pipes)
