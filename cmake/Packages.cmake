@@ -47,7 +47,7 @@ if(DM_BUILD_TOOLS)
     find_program(GZIP_COMMAND gzip)
     mark_as_advanced(GZIP_COMMAND)
     set(CPACK_GZIP_COMMAND ${GZIP_COMMAND})
-    set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/CompressManPages.cmake)
+    set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianLayout.cmake)
     # Where the libraries of the same build are, which no installed package has.
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 endif()
