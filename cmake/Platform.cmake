@@ -4,7 +4,9 @@ if(UNIX)
     set(ZUL_PLATFORM posix)
     set(ZUL_PLATFORM_LIBRARIES "")
     # What is installed finds the libraries beside it, under whatever prefix.
-    set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    file(RELATIVE_PATH libraries_from_programs
+        ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/${libraries_from_programs}")
     set(DM_PACKAGE_GENERATOR DEB)
 else()
     message(FATAL_ERROR "zul has no port for ${CMAKE_SYSTEM_NAME} yet: see zul/README.md")

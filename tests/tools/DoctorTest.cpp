@@ -205,7 +205,7 @@ TEST(Diagnosis, JudgesOtherMachines)
     };
     EXPECT_EQ(causeOf([&](auto& seen) {
                   redirecting(seen);
-                  seen.redirectHost = "127.0.0.1";
+                  seen.redirect = {"127.0.0.1", 3601};
               }),
               Cause::LoopbackOnly);
     EXPECT_EQ(causeOf([&](auto& seen) {

@@ -106,7 +106,7 @@ protected:
     Names zshOptions(const Words& words) const
     {
         return find(between(read("zsh"), "\n_" + join(words, "_") + "() {", "\n}\n"),
-                    R"(^ +'(?:\([^)]*\)|\*)(-[^\[]+)\[)");
+                    R"(^ +'(?:\([^)]*\)|\*)(-[^\[=]+)=?\[)");
     }
 
     Names fishOptions(const Words& words) const

@@ -140,10 +140,10 @@ constexpr const char* kHelp =
     "     none of ours), wrong-kind, full\n"
     "  5  other-version\n"
     "  8  stalled, no-such-pipe\n\n"
-    "To look is to connect for a moment. A hub gives the visitor the number of a member. With "
-    "PIPE\n"
-    "the pipe is opened, and so taken from whoever has it, until that program connects anew; a\n"
-    "program that lets clients make pipes makes it.\n\n"
+    "To look is to connect for a moment. A hub gives the visitor the number of a member, a file\n"
+    "server a game's place for some seconds. With PIPE the pipe is opened, and so taken from\n"
+    "whoever has it, until that program connects anew; a program that lets clients make pipes\n"
+    "makes it.\n\n"
     "Examples:\n"
     "  dm doctor\n"
     "  dm doctor 192.168.0.10:3600 --expect monitor\n"
@@ -179,6 +179,7 @@ void addDoctorCommand(CLI::App& app, Action& action)
             "--timeout",
             [options](const std::string& text) { options->timeout = parseDuration(text); },
             "How long to look in all")
+        ->type_name("TIME")
         ->default_str("2s");
     addFormatOption(*command, options->format);
     command->footer(kHelp + std::string(kExitCodeHelp));

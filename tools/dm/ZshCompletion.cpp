@@ -58,12 +58,15 @@ std::string specify(const OptionDescription& option)
     for (const std::string& name : option.names)
         all += (all.empty() ? "" : " ") + name;
     std::string text;
-    for (const std::string& name : option.names)
-        text +=
-            "        " +
-            quote((option.isRepeatable ? "*" : "(" + all + ")") + name + "[" + escape(option.help) +
-                  "]" + (option.value == Value::None ? "" : valueOf(option))) +
-            " \\\n";
+    for (const std::string& name : option.names) {
+        // The value as the next word, or behind a =.
+        const bool mayHaveSign = option.value != Value::None && name.starts_with("--");
+        text += "        " +
+                quote((option.isRepeatable ? "*" : "(" + all + ")") + name +
+                      (mayHaveSign ? "=" : "") + "[" + escape(option.help) + "]" +
+                      (option.value == Value::None ? "" : valueOf(option))) +
+                " \\\n";
+    }
     return text;
 }
 

@@ -15,6 +15,8 @@ using PipeAnswer = Observation::PipeAnswer;
 
 namespace {
 
+constexpr const char* kLoopback = "127.0.0.1";
+
 Service serviceOf(const Observation& seen)
 {
     if (seen.speech == Speech::Monitor)
@@ -85,6 +87,17 @@ const char* howToStart(Service service)
     return "start the program, and look on its standard error whether it could listen";
 }
 
+bool isForAllNetworks(const std::string& address)
+{
+    return address == "0.0.0.0" || address == "::";
+}
+
+bool isNumeric(const std::string& host)
+{
+    return host.find(':') != std::string::npos ||
+           host.find_first_not_of("0123456789.") == std::string::npos;
+}
+
 /// The words and the judgement about one target.
 class Examination
 {
@@ -125,14 +138,15 @@ Examination::Examination(const Target& lookedFor, Service wantedService,
     , found(serviceOf(observation))
     , address(lookedFor.address.toString())
 {
-    // Of several, the one that listens right there; else there is hardly ever more than one.
-    const auto exact = std::find_if(
-        seen.listeners.begin(), seen.listeners.end(),
-        [&](const net::PortListener& one) { return one.address == target.address.host; });
-    if (exact != seen.listeners.end())
-        process = *exact;
-    else if (!seen.listeners.empty())
-        process = seen.listeners.front();
+    // Who listens right there comes before who does for all networks. Whoever listens elsewhere is
+    // not who has answered.
+    const auto distance = [&](const net::PortListener& one) {
+        const bool isThere = one.address == target.address.host || one.address == seen.reached;
+        return isThere ? 0 : isForAllNetworks(one.address) ? 1 : 2;
+    };
+    const auto nearest = std::ranges::min_element(seen.listeners, {}, distance);
+    if (nearest != seen.listeners.end() && (seen.reached.empty() || distance(*nearest) < 2))
+        process = *nearest;
 }
 
 /// "game (process 12)", or "" when the system does not tell.
@@ -179,20 +193,23 @@ Diagnosis Examination::judgeRefusal() const
         return make(Cause::NothingListening, "nothing listens on " + address,
                     howToStart(wanted) + elsewhere);
     }
-    const std::string where = process.address.empty() ? "127.0.0.1" : process.address;
+    const std::string where = process.address.empty() ? kLoopback : process.address;
     const std::string place = tool::Address{where, target.address.port}.toString();
     const std::string& host = target.address.host;
-    const bool isFromHere = host == "127.0.0.1" || host == "::1" || host == "localhost";
+    const std::string allNetworks = host.find(':') == std::string::npos ? "0.0.0.0" : "::";
+    const bool isFromHere = host == kLoopback || host == "::1" || host == "localhost";
     if (isFromHere || !Observation::isLoopback(where))
         return make(Cause::OtherAddress,
                     "nothing listens on " + address + ", but on " + place + inBrackets(),
-                    "use that address; or start the program with ZUL_LISTEN_ADDRESS=0.0.0.0, for "
-                    "all networks");
-    return make(Cause::LoopbackOnly,
-                place + inBrackets() + " listens on loopback only, so nothing answers on " +
-                    address,
-                "start it with ZUL_LISTEN_ADDRESS=" + host +
-                    ", in networks where everybody may connect; or use 127.0.0.1 on its machine");
+                    "use " + (isForAllNetworks(where) ? std::string(kLoopback) : where) +
+                        "; or start the program with ZUL_LISTEN_ADDRESS=" + allNetworks +
+                        ", for all networks");
+    const bool canListenThere = isNumeric(host) && !Observation::isLoopback(host);
+    return make(
+        Cause::LoopbackOnly,
+        place + inBrackets() + " listens on loopback only, so nothing answers on " + address,
+        "start it with ZUL_LISTEN_ADDRESS=" + (canListenThere ? host : allNetworks) +
+            ", in networks where everybody may connect; or use " + where + " on its machine");
 }
 
 Diagnosis Examination::stalled(const std::string& what) const
@@ -202,8 +219,11 @@ Diagnosis Examination::stalled(const std::string& what) const
                     "let it go on: by fg in its terminal, by kill -CONT " +
                         std::to_string(process.processId) + ", or in the debugger that holds it");
     return make(Cause::Stalled, address + inBrackets() + " is stalled: it " + what,
-                "a game with a debug monitor must call dm::update() once a frame; else see in a "
-                "debugger where it hangs, or start it anew");
+                std::string(found == Service::Any
+                                ? "a game with a debug monitor must call dm::update() "
+                                  "once a frame; else see"
+                                : "see") +
+                    " in a debugger where it hangs, or start it anew");
 }
 
 Diagnosis Examination::judgeSpeech() const
@@ -213,8 +233,9 @@ Diagnosis Examination::judgeSpeech() const
     const bool hungUp = seen.speech == Speech::HungUp;
     const std::string owner = who().empty() ? "another program" : who();
     return make(Cause::PortTaken,
-                address + " is taken by " + owner +
-                    ", which is none of ours: " + (hungUp ? "it hangs up at once" : seen.reason),
+                address + " is taken by " + owner + ", which " +
+                    (hungUp ? "hangs up at once: none of ours, or one that is full"
+                            : "is none of ours: " + seen.reason),
                 std::string("end that program, or give yours another port") +
                     (hungUp ? "; if it is yours, it has no room for a further connection" : ""));
 }
@@ -232,7 +253,7 @@ Diagnosis Examination::judgeService() const
                     address + inBrackets() + " is " + describe(found) + ", not " +
                         describe(wanted == Service::Any ? Service::Pipes : wanted),
                     std::string("it is for ") + usersOf(found) +
-                        "; give what you want to find the port that it was told");
+                        "; what you look for has another port: see what it was told");
     if (seen.isRedirectedOutOfReach())
         return make(Cause::LoopbackOnly,
                     address + " is " + describe(found) + " for programs of its own machine only",
@@ -257,10 +278,11 @@ Diagnosis Examination::judgePipe() const
     case PipeAnswer::NotAsked:
         break;
     }
-    const std::string where = seen.isRedirecting ? "sends its clients on to " + seen.redirectHost +
-                                                       ", but nobody answers there"
-                                                 : "greets, but does not answer";
-    return stalled(where + " when asked for the pipe '" + target.pipe + "'");
+    if (!seen.isRedirecting)
+        return stalled("greets, but does not answer when asked for the pipe '" + target.pipe + "'");
+    return stalled("sends its clients on to " + seen.redirect.toString() +
+                   ", where nobody answers" +
+                   (seen.redirectReason.empty() ? "" : ": " + seen.redirectReason));
 }
 
 Diagnosis Examination::healthy() const

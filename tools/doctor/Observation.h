@@ -46,13 +46,15 @@ struct Observation
     Reach reach = Reach::Failed;
     Speech speech = Speech::Silent;
     std::string reason;
+    std::string reached; ///< the address in numbers, when connected
 
     // Of a server of pipes.
     std::uint32_t version = 0;
     std::string serverName; ///< whatever it calls itself
     bool isRedirecting = false;
     bool isSentBack = false; ///< redirected to where it came from
-    std::string redirectHost;
+    tool::Address redirect;
+    std::string redirectReason; ///< why nobody answers there; "" for no answer at all
     PipeAnswer pipeAnswer = PipeAnswer::NotAsked;
 
     // Of this machine, when the target is on it.
@@ -62,7 +64,7 @@ struct Observation
 
     /// Whether clients are sent to an address that is good on the server's machine only, and this
     /// is another one.
-    bool isRedirectedOutOfReach() const { return !isOwnMachine && isLoopback(redirectHost); }
+    bool isRedirectedOutOfReach() const { return !isOwnMachine && isLoopback(redirect.host); }
 
     static bool isLoopback(const std::string& address)
     {

@@ -4,6 +4,7 @@
 #include <dm/monitor.h>
 #include <zul/Packet.h>
 #include <zul/Socket.h>
+#include <zul/String.h>
 
 #include <algorithm>
 #include <optional>
@@ -25,9 +26,9 @@ using PipeAnswer = Observation::PipeAnswer;
 constexpr const char* kSenderName = "dm doctor";
 
 // Greetings and the answers of strangers come within milliseconds; whoever needs longer is heard
-// all the same, later.
+// all the same, later. A redirect follows the greeting at once, unless the machine is very busy.
 constexpr milliseconds kGreetingTime = 300ms;
-constexpr milliseconds kRedirectTime = 150ms;
+constexpr milliseconds kRedirectTime = 300ms;
 
 // While a name is looked up there is nothing to wait for, and a refused pipe may come to be.
 constexpr milliseconds kLookAgain = 20ms;
@@ -62,14 +63,20 @@ public:
     void send(const net::Packet& packet) { socket.sendPacket(&packet); }
     bool isOpen() const { return socket.isConnected(); }
     bool gotMalformed() const { return socket.gotMalformed(); }
-    std::string reason() const { return socket.closeReason(); }
+    std::string reason() const { return failure.empty() ? socket.closeReason() : failure; }
+    std::string reached() const { return socket.getConnectedIP().c_str(); }
     milliseconds left() const { return until(end); }
 
 private:
     void wait(milliseconds time);
+    bool isReason(std::errc error) const
+    {
+        return reason() == std::make_error_condition(error).message();
+    }
 
     const Clock::time_point end;
     net::Socket socket;
+    std::string failure; // to connect, where the socket has no reason yet
 };
 
 void Visit::wait(milliseconds time)
@@ -77,7 +84,6 @@ void Visit::wait(milliseconds time)
     const zu::WaitHandle handle = socket.getWaitHandle();
     const milliseconds most = handle.isValid() ? time : std::min(time, kLookAgain);
     zu::waitAny(&handle, 1, static_cast<zu::u32>(most.count()));
-    socket.update();
 }
 
 Reach Visit::connect(const tool::Address& address)
@@ -86,14 +92,20 @@ Reach Visit::connect(const tool::Address& address)
     socket.connect(address.host.c_str(), static_cast<zu::u32>(address.port));
     while (socket.isPending()) {
         const milliseconds time = until(connectEnd);
-        if (time == 0ms)
+        if (time == 0ms && socket.getWaitHandle().isValid())
             return Reach::NoAnswer;
+        if (time == 0ms) {
+            failure = "looking up the name took too long";
+            return Reach::Failed;
+        }
         wait(time);
+        // No more than that: whoever hangs up at once was connected all the same.
+        socket.update(false, false);
     }
-    if (socket.isConnected())
+    // Cut off again before anybody looked is connected, too.
+    if (socket.isConnected() || isReason(std::errc::connection_reset))
         return Reach::Connected;
-    const auto refused = std::make_error_condition(std::errc::connection_refused).message();
-    return reason() == refused ? Reach::Refused : Reach::Failed;
+    return isReason(std::errc::connection_refused) ? Reach::Refused : Reach::Failed;
 }
 
 net::Packet* Visit::next(milliseconds time)
@@ -106,6 +118,7 @@ net::Packet* Visit::next(milliseconds time)
         if (!isOpen() || rest == 0ms)
             return nullptr;
         wait(rest);
+        socket.update();
     }
 }
 
@@ -180,7 +193,7 @@ using Redirect = std::optional<tool::Address>;
 /// Where the server sends its clients, if it does: it says so right behind its greeting.
 Redirect listenForRedirect(Visit& visit, const tool::Address& reached)
 {
-    net::Packet* const packet = visit.next(kRedirectTime);
+    net::Packet* const packet = visit.next(std::min(visit.left() * 3 / 10, kRedirectTime));
     if (packet == nullptr)
         return {};
     const dm::PipeServerMessage message = dm::readPipeServerMessage(*packet);
@@ -199,7 +212,7 @@ PipeAnswer askForPipe(Visit& visit, const std::string& pipe)
         visit.send(question);
         while (net::Packet* const packet = visit.next(kAskAgain)) {
             const dm::PipeServerMessage message = dm::readPipeServerMessage(*packet);
-            if (message.name != pipe)
+            if (zu::stricmp(message.name, pipe.c_str()) != 0)
                 continue;
             if (message.kind == Kind::PipeOpened)
                 return PipeAnswer::Opened;
@@ -210,15 +223,15 @@ PipeAnswer askForPipe(Visit& visit, const std::string& pipe)
     return PipeAnswer::None;
 }
 
-PipeAnswer askElsewhere(const tool::Address& address, const std::string& pipe,
-                        Clock::time_point end)
+/// The same where the server sends its clients.
+void askElsewhere(const std::string& pipe, Clock::time_point end, Observation& seen)
 {
     Visit visit(end);
-    Observation seen;
-    if (visit.connect(address) != Reach::Connected)
-        return PipeAnswer::None;
-    listen(visit, seen);
-    return seen.speech == Speech::Pipes ? askForPipe(visit, pipe) : PipeAnswer::None;
+    Observation there;
+    if (visit.connect(seen.redirect) == Reach::Connected)
+        listen(visit, there);
+    seen.pipeAnswer = there.speech == Speech::Pipes ? askForPipe(visit, pipe) : PipeAnswer::None;
+    seen.redirectReason = visit.reason();
 }
 
 void lookAtPipes(Visit& visit, const Target& target, Clock::time_point end, Observation& seen)
@@ -228,13 +241,16 @@ void lookAtPipes(Visit& visit, const Target& target, Clock::time_point end, Obse
     const Redirect redirect = listenForRedirect(visit, target.address);
     seen.isRedirecting = redirect.has_value();
     if (redirect) {
-        seen.redirectHost = redirect->host;
-        seen.isSentBack = redirect->port == target.address.port;
+        seen.redirect = *redirect;
+        seen.isSentBack = redirect->port == target.address.port &&
+                          (redirect->host == target.address.host || redirect->host == seen.reached);
     }
     if (target.pipe.empty() || seen.isSentBack || seen.isRedirectedOutOfReach())
         return;
-    seen.pipeAnswer =
-        redirect ? askElsewhere(*redirect, target.pipe, end) : askForPipe(visit, target.pipe);
+    if (redirect)
+        askElsewhere(target.pipe, end, seen);
+    else
+        seen.pipeAnswer = askForPipe(visit, target.pipe);
 }
 
 void lookAtOwnMachine(const tool::Address& address, Clock::time_point end, Observation& seen)
@@ -255,8 +271,12 @@ Observation observe(const Target& target, milliseconds patience)
     Visit visit(end);
     seen.reach = visit.connect(target.address);
     seen.reason = visit.reason();
-    if (seen.reach == Reach::Connected)
+    if (seen.reach == Reach::Connected) {
+        seen.reached = visit.reached();
+        // Names that the system's tables have for this machine are known by where they lead.
+        seen.isOwnMachine = seen.isOwnMachine || net::isOwnHost(seen.reached.c_str());
         listen(visit, seen);
+    }
     if (seen.speech == Speech::Pipes)
         lookAtPipes(visit, target, end, seen);
     if (seen.isOwnMachine)
