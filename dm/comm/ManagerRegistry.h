@@ -43,6 +43,7 @@ public:
     NetCommunicationPipeManager* find(const char* name);
     CommunicationPipeManager* sole() const { return soleManager.load(); }
     bool empty() const { return managerCount.load() == 0; }
+    bool hasSeveral() const { return managerCount.load() > 1; }
 
     /// Runs `work` with the named manager, or with the only one where the name is null. It is not
     /// destroyed meanwhile, and the registry is not locked. Returns what `work` does, and

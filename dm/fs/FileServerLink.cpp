@@ -14,13 +14,18 @@ namespace {
 
 constinit OrderedMutex<LockRank::ListBuffer> s_listLock;
 std::atomic<bool> s_saidOwnThread{false};
+std::atomic<bool> s_saidSeveral{false};
 char s_listBuffer[NetworkFileSystem::kMaxListBytes]; // under s_listLock
 
 /// Hands the pipe to `work`, or returns `otherwise`.
 template <typename Result, typename Work>
 Result withPipe(Result otherwise, Work work)
 {
-    return ManagerRegistry::instance().with(
+    ManagerRegistry& registry = ManagerRegistry::instance();
+    if (registry.hasSeveral() && !s_saidSeveral.exchange(true))
+        warn("remote files fail while the process has several pipe managers: they go over its only "
+             "one, the client of the file server");
+    return registry.with(
         nullptr, std::move(otherwise), [&](NetCommunicationPipeManager& manager) -> Result {
             return work(manager, manager.getPipe(NetworkFileSystem::kPipeName, nullptr));
         });

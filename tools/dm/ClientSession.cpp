@@ -205,14 +205,16 @@ void ClientSession::giveUp(const dm::ConnectionStatus& now)
     if (milestone < Welcomed)
         throw ToolError(ExitCode::TimedOut,
                         destination + " takes connections but said nothing for " + patience +
-                            ": is it a program with pipes, and is it running?");
+                            ": `dm doctor " + destination + "` says what is there");
     if (!pipe->isConnected())
         throw ToolError(ExitCode::TimedOut, destination + " has not opened the pipe '" +
                                                 options.pipeName + "' for " + patience +
                                                 ": check the pipe's name");
     throw ToolError(ExitCode::TimedOut,
                     "no answer on the pipe '" + options.pipeName + "' of " + destination + " for " +
-                        patience + ": is the program busy or stopped? A longer --timeout waits on");
+                        patience +
+                        ": is the program busy or stopped, or does nobody in it serve a pipe of "
+                        "that name? A longer --timeout waits on");
 }
 
 } // namespace tool

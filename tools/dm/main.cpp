@@ -12,7 +12,6 @@
 #include <exception>
 #include <new>
 #include <string>
-#include <vector>
 
 namespace {
 

@@ -175,7 +175,7 @@ void File::writeDirectly(const void* data, u64 size, u64 to)
     u64 count = fileSystem.writeFile(handle, const_cast<void*>(data), size);
     handlePosition += count;
     if (count != size)
-        fail("cannot be written: the disk is full, or it is gone");
+        fail("cannot be written: the disk is full, or the file is gone or read-only where it is");
 }
 
 // What cannot be written is dropped, so that the failure is reported once.

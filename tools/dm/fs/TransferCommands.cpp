@@ -112,7 +112,7 @@ public:
             object["seconds"] = elapsed.count();
             printJsonLine(object);
         } else if (options.isRecursive) {
-            const std::string line = std::to_string(files) + " files, " +
+            const std::string line = std::to_string(files) + (files == 1 ? " file, " : " files, ") +
                                      describeSize(static_cast<double>(bytes)) + " copied\n";
             writeOutput(line.data(), line.size());
         }
