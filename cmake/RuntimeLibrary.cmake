@@ -7,10 +7,11 @@
 # Programs name it NAME::NAME, whether they find it installed or build it as a part of themselves.
 #
 #   SOURCES      its sources
+#   DESCRIPTION  a line for pkg-config
 #   NAMESPACES   whose symbols it exports
 #   DEPENDS      libraries that its headers include
 function(dm_add_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;NAMESPACES;DEPENDS" ${ARGN})
+    cmake_parse_arguments(ARG "" "DESCRIPTION" "SOURCES;NAMESPACES;DEPENDS" ${ARGN})
 
     add_library(${name}_objects OBJECT ${ARG_SOURCES})
     target_include_directories(${name}_objects
@@ -48,13 +49,13 @@ function(dm_add_library name)
     endif()
 
     if(DM_INSTALL)
-        dm_install_library(${name} "${ARG_DEPENDS}")
+        dm_install_library(${name} "${ARG_DESCRIPTION}" "${ARG_DEPENDS}")
     endif()
 endfunction()
 
 # The library, its headers and its pkg-config file. Each library has an export set of its own, for
 # its own namespace; cmake/PackageConfig.cmake installs them.
-function(dm_install_library name depends)
+function(dm_install_library name pc_description depends)
     install(TARGETS ${name} EXPORT ${name}Targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
             COMPONENT libraries NAMELINK_COMPONENT development
