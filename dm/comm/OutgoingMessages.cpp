@@ -80,8 +80,7 @@ void OutgoingMessages::finishRelayedResponses(RelayNews& news)
 
 void OutgoingMessages::giveUpForOneConnection()
 {
-    for (size_t index = 0; index < responses.size(); ++index) {
-        OutgoingResponse& response = responses[index];
+    for (OutgoingResponse& response : responses) {
         if (!response.isForOneConnection || response.sending.sent)
             continue;
         response.giveUp();
@@ -91,18 +90,16 @@ void OutgoingMessages::giveUpForOneConnection()
 
 void OutgoingMessages::restart()
 {
-    for (size_t index = 0; index < requests.size(); ++index) {
-        // One that is answered already only waits for its caller to wake up.
-        OutgoingRequest& request = requests[index];
+    for (OutgoingRequest& request : requests) {
         if (request.responseReceived)
-            continue;
+            continue; // only waits for its caller to wake up
         request.sending.restart();
         request.responseSize = 0;
         request.responseReceivedBytes = 0;
     }
-    for (size_t index = 0; index < responses.size(); ++index) {
-        if (!responses[index].sending.sent)
-            responses[index].sending.restart();
+    for (OutgoingResponse& response : responses) {
+        if (!response.sending.sent)
+            response.sending.restart();
     }
 }
 

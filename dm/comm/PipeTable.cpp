@@ -31,7 +31,7 @@ NetCommunicationPipe& PipeTable::getPipe(const char* name, bool& made,
             if (connected != nullptr)
                 pipe->setConnectionCallback(*connected);
             std::lock_guard guard(pipesLock);
-            pipes.find(name)->second.ready = true;
+            findEntry(name)->ready = true;
             noteNewToOpen();
             return *pipe;
         }
@@ -46,8 +46,8 @@ NetCommunicationPipe* PipeTable::findOrInsert(const char* name, bool& made)
 {
     std::lock_guard guard(pipesLock);
     // Not ready here means: being made further up on this very thread.
-    if (const auto found = pipes.find(name); found != pipes.end())
-        return found->second.pipe.get();
+    if (const Entry* entry = findEntry(name))
+        return entry->pipe.get();
     made = true;
     Entry& entry = insert(name);
     entry.ready = false;
@@ -57,15 +57,15 @@ NetCommunicationPipe* PipeTable::findOrInsert(const char* name, bool& made)
 NetCommunicationPipe* PipeTable::findReady(const char* name)
 {
     std::lock_guard guard(pipesLock);
-    const auto found = pipes.find(name);
-    return found != pipes.end() && found->second.ready ? found->second.pipe.get() : nullptr;
+    const Entry* entry = findEntry(name);
+    return entry != nullptr && entry->ready ? entry->pipe.get() : nullptr;
 }
 
 NetCommunicationPipe* PipeTable::find(const char* name)
 {
     std::lock_guard guard(pipesLock);
-    const auto found = pipes.find(name);
-    return found != pipes.end() ? found->second.pipe.get() : nullptr;
+    const Entry* entry = findEntry(name);
+    return entry != nullptr ? entry->pipe.get() : nullptr;
 }
 
 bool PipeTable::hasAttached()
@@ -75,6 +75,13 @@ bool PipeTable::hasAttached()
 }
 
 bool PipeTable::exists(const char* name) { return find(name) != nullptr; }
+
+/// Under pipesLock. Null when there is none.
+PipeTable::Entry* PipeTable::findEntry(const char* name)
+{
+    const auto found = pipes.find(name);
+    return found != pipes.end() ? &found->second : nullptr;
+}
 
 /// Under pipesLock.
 PipeTable::Entry& PipeTable::insert(const char* name)
@@ -109,29 +116,27 @@ PipeTable::AttachResult PipeTable::attach(const char* name, bool mayCreate, Conn
 {
     AttachResult attached;
     std::lock_guard guard(pipesLock);
-    auto found = pipes.find(name);
-    if (found == pipes.end()) {
+    Entry* entry = findEntry(name);
+    if (entry == nullptr) {
         const bool hasRoom = mayCreate && pipes.size() < kMaxPipes &&
                              (sharedNames == nullptr || sharedNames->admit(name));
         attached.sayTooMany = mayCreate && !hasRoom && saidTooMany.raise();
         if (!mayCreate || !hasRoom)
             return attached;
-        insert(name);
+        entry = &insert(name);
         attached.made = true;
-        found = pipes.find(name);
     }
-    Entry& entry = found->second;
-    attached.pipe = entry.pipe.get();
+    attached.pipe = entry->pipe.get();
     attached.result = OpenResult::NotYet;
-    if (!entry.ready)
+    if (!entry->ready)
         return attached;
     attached.result = OpenResult::AlreadyOpen;
-    if (entry.connection == &connection)
+    if (entry->connection == &connection)
         return attached;
-    if (entry.connection == nullptr)
+    if (entry->connection == nullptr)
         --detachedCount;
-    entry.connection = &connection;
-    entry.pipe->attach(connection);
+    entry->connection = &connection;
+    entry->pipe->attach(connection);
     attached.result = OpenResult::Attached;
     return attached;
 }

@@ -34,8 +34,7 @@ public:
     ///
     ///   connected   set as the pipe's connection callback, if not null. A pipe that is made cannot
     ///               connect before.
-    NetCommunicationPipe& getPipe(const char* name, bool& made,
-                                  const PipeCallback* connected = nullptr);
+    NetCommunicationPipe& getPipe(const char* name, bool& made, const PipeCallback* connected);
 
     bool exists(const char* name);
 
@@ -98,6 +97,7 @@ private:
     };
 
     AttachResult attach(const char* name, bool mayCreate, Connection& connection);
+    Entry* findEntry(const char* name);
     Entry& insert(const char* name);
     NetCommunicationPipe* findReady(const char* name);
     NetCommunicationPipe* findOrInsert(const char* name, bool& made);

@@ -25,6 +25,8 @@ public:
     Record& operator[](size_t index) { return records[head + index]; }
     const Record& operator[](size_t index) const { return records[head + index]; }
     Record& front() { return records[head]; }
+    auto begin() { return records.begin() + static_cast<std::ptrdiff_t>(head); }
+    auto end() { return records.end(); }
 
     Record& append(Record&& record)
     {

@@ -1,5 +1,6 @@
 #include "dm/console/CommandSplit.h"
 #include "dm/console/KeyCodes.h"
+#include "dm/console/WindowParts.h"
 
 #include <dm/console.h>
 
@@ -100,13 +101,12 @@ void Console::render() { scrollingTextWindow->renderVisibleText(); }
 
 void Console::print(const char* format, ...)
 {
-    char text[kMaxConsolePrintLength + 1];
     va_list arguments;
     va_start(arguments, format);
-    zu::formatBounded(text, sizeof text, sizeof text, format, arguments);
+    const console::PrintText text(format, arguments);
     va_end(arguments);
     if (scrollingTextWindow)
-        scrollingTextWindow->printString(text);
+        scrollingTextWindow->printString(text.characters);
 }
 
 void Console::clear() { scrollingTextWindow->clear(); }

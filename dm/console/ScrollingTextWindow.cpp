@@ -42,24 +42,22 @@ ScrollingTextWindow::~ScrollingTextWindow() = default;
 
 void ScrollingTextWindow::print(const char* format, ...)
 {
-    char text[kMaxConsolePrintLength + 1];
     va_list arguments;
     va_start(arguments, format);
-    zu::formatBounded(text, sizeof text, sizeof text, format, arguments);
+    const console::PrintText text(format, arguments);
     va_end(arguments);
-    printString(text);
+    printString(text.characters);
 }
 
 void ScrollingTextWindow::printString(const char* text) { printStringWithPrefix(false, text); }
 
 void ScrollingTextWindow::printWithPrefix(bool withPrefix, const char* format, ...)
 {
-    char text[kMaxConsolePrintLength + 1];
     va_list arguments;
     va_start(arguments, format);
-    zu::formatBounded(text, sizeof text, sizeof text, format, arguments);
+    const console::PrintText text(format, arguments);
     va_end(arguments);
-    printStringWithPrefix(withPrefix, text);
+    printStringWithPrefix(withPrefix, text.characters);
 }
 
 // Calls nothing of the drawing interface: this may be any thread, and it may be the drawing

@@ -11,6 +11,9 @@
 #include "dm/console/WindowLock.h"
 
 #include <dm/console.h>
+#include <zul/String.h>
+
+#include <cstdarg>
 
 namespace dm {
 
@@ -27,6 +30,17 @@ inline constexpr const char* kPrompt = ">";
 inline constexpr const char* kCursorText = "_";
 /// Before every line printed without a prefix.
 inline constexpr const char* kLinePrefix = "";
+
+/// What a formatting print prints: "" when it is longer than kMaxConsolePrintLength.
+struct PrintText
+{
+    PrintText(const char* format, va_list arguments)
+    {
+        zu::formatBounded(characters, sizeof characters, sizeof characters, format, arguments);
+    }
+
+    char characters[kMaxConsolePrintLength + 1];
+};
 
 /// Whole lines of a height; 0 when either is of no use. With an upper bound, because each line is
 /// given memory.

@@ -2,8 +2,8 @@
 
 namespace dm {
 
-// The group, and the name with its length and its zero.
-static constexpr size_t kMaxPlaceBytes = 4 + 4 + kMaxKeptInPlaceNameLength + 1;
+// The group and the name, encoded.
+static constexpr size_t kMaxPlaceBytes = 4 + net::kTextFrameBytes + kMaxKeptInPlaceNameLength;
 
 // All at once, because growing would hold up the thread that prints.
 InPlaceValues::InPlaceValues()

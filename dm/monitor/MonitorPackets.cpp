@@ -102,7 +102,7 @@ bool writeMonitorData(net::Packet& packet, const char* data)
 {
     packet.reset(idOf(MonitorPacketId::Data));
     const size_t length = data ? std::strlen(data) : 0;
-    if (length > kMaxMonitorRequestBytes - 5)
+    if (length > kMaxMonitorRequestBytes - net::kTextFrameBytes)
         return false;
     packet.writeText(data, static_cast<u32>(length));
     return true;

@@ -93,7 +93,7 @@ Packet& Packet::writeText(const char* text, u32 length)
         failed = true;
         return *this;
     }
-    if (u8* bytes = place(4 + length + 1)) {
+    if (u8* bytes = place(length + kTextFrameBytes)) {
         store32(bytes, length);
         if (length > 0)
             std::memcpy(bytes + 4, text, length);

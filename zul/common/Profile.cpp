@@ -9,8 +9,6 @@
 
 namespace d::Profile {
 
-// A text in a packet has four bytes before it and one behind it.
-static constexpr u32 kTextFrameBytes = 5;
 static_assert(kMaxSnapshotBytes <= net::kMaxPayloadBytes);
 
 std::atomic<bool> Recorder::recording{false};
@@ -76,7 +74,7 @@ static std::vector<u8> takeSnapshot()
         std::erase_if(entries, [since](const ZoneEntry& entry) { return entry.begin < since; });
         writer.addThread(share.threadId, share.threadName, share.ended, entries);
     }
-    return writer.finish(kMaxSnapshotBytes - kTextFrameBytes);
+    return writer.finish(kMaxSnapshotBytes - net::kTextFrameBytes);
 }
 
 } // namespace d::Profile

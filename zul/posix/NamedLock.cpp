@@ -16,6 +16,8 @@
 
 namespace zu {
 
+using posix::Descriptor;
+
 namespace {
 
 using Path = InplaceString<256>;
@@ -95,13 +97,9 @@ bool isHeldIn(const Path& folder, const char* name)
 {
     if (!isOwnFolder(folder))
         return false;
-    const int file = open(pathOf(folder, name).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-    if (file < 0)
-        return false;
+    const Descriptor file(open(pathOf(folder, name).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     struct flock lock = wholeFile(F_WRLCK);
-    const bool asked = fcntl(file, F_OFD_GETLK, &lock) == 0;
-    close(file);
-    return asked && lock.l_type == F_RDLCK;
+    return file.isOpen() && fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
 }
 
 } // namespace
@@ -114,15 +112,11 @@ s64 acquireNamedLock(const char* name)
         return kNoNamedLock;
     const Path path = pathOf(folder, name);
     for (;;) {
-        const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-        if (file < 0)
+        Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        if (!file.isOpen() || !lockFile(file.get(), F_OFD_SETLKW, F_RDLCK))
             return kNoNamedLock;
-        const bool locked = lockFile(file, F_OFD_SETLKW, F_RDLCK);
-        if (locked && isFileAt(file, path.c_str()))
-            return file;
-        close(file);
-        if (!locked)
-            return kNoNamedLock;
+        if (isFileAt(file.get(), path.c_str()))
+            return file.release();
         // Its last holder removed it between open and lock: nobody would find this one.
     }
 }
@@ -131,14 +125,13 @@ void releaseNamedLock(s64 holder, const char* name)
 {
     close(static_cast<int>(holder));
     const Path path = pathOf(currentFolder(), name);
-    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-    if (file < 0)
+    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (!file.isOpen())
         return;
     // Nobody gets the exclusive lock while there are holders, and only under it the file may go.
     // Not through the holder's own description, which a forked process shares and goes on holding.
-    if (lockFile(file, F_OFD_SETLK, F_WRLCK) && isFileAt(file, path.c_str()))
+    if (lockFile(file.get(), F_OFD_SETLK, F_WRLCK) && isFileAt(file.get(), path.c_str()))
         unlink(path.c_str());
-    close(file);
 }
 
 bool isNamedLockHeld(const char* name)

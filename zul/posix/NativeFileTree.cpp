@@ -13,7 +13,6 @@
 
 namespace zu {
 
-using posix::closeDescriptor;
 using posix::CopyPurpose;
 using posix::Descriptor;
 using posix::isSame;
@@ -111,15 +110,13 @@ public:
     {
         do {
             path = folderOf(target) + posix::makeTemporaryName();
-            descriptor = openDescriptor(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
-        } while (descriptor < 0 && errno == EEXIST); // left by a process killed in the middle
-        exists = descriptor >= 0;
+            file = Descriptor(openDescriptor(path, O_WRONLY | O_CREAT | O_EXCL, 0600));
+        } while (!file.isOpen() && errno == EEXIST); // left by a process killed in the middle
+        exists = file.isOpen();
     }
 
     ~TemporaryFile()
     {
-        if (descriptor >= 0)
-            closeDescriptor(descriptor);
         if (exists)
             ::unlink(path.c_str());
     }
@@ -127,14 +124,12 @@ public:
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    bool isOpen() const { return descriptor >= 0; }
-    int getDescriptor() const { return descriptor; }
+    bool isOpen() const { return file.isOpen(); }
+    int getFile() const { return file.get(); }
 
     bool take(const std::string& target, Existing existing)
     {
-        bool complete = closeDescriptor(descriptor);
-        descriptor = -1;
-        if (!complete || !renameAs(path, target, existing))
+        if (!file.close() || !renameAs(path, target, existing))
             return false;
         exists = false;
         return true;
@@ -142,7 +137,7 @@ public:
 
 private:
     std::string path;
-    int descriptor = -1;
+    Descriptor file;
     bool exists = false;
 };
 
@@ -154,8 +149,8 @@ bool copyRegularFile(const std::string& from, const std::string& to, Existing ex
     if (!source.isOpen() || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return false;
     TemporaryFile copy(to);
-    return copy.isOpen() && posix::copyBytes(source.get(), copy.getDescriptor()) &&
-           posix::completeCopy(copy.getDescriptor(), status, purpose) && copy.take(to, existing);
+    return copy.isOpen() && posix::copyBytes(source.get(), copy.getFile()) &&
+           posix::completeCopy(copy.getFile(), status, purpose) && copy.take(to, existing);
 }
 
 // What a rename changed. Disks that cannot do it on demand do it some time.

@@ -4,20 +4,31 @@
 /// alive, and asks it for pipes by name. Two pipes of one name, one at each end, are joined as
 /// soon as the ends are connected, and joined again by themselves after every lost connection.
 ///
-///     // The asking end.
-///     dm::initCommunicationManagerAsClient("tool", "127.0.0.1", 3500);
-///     dm::CommunicationPipe* pipe = dm::getCommunicationPipe("tool", "assets");
-///     char data[4096];
-///     dm::uint32 size = 0;
-///     auto text = pipe->sendRequest("read hero.mesh", 0, data, sizeof data, &size, nullptr, 0);
-///     dm::deinitCommunicationManagers();
+///     #include <dm/comm.h>
+///     #include <cstdio>
+///     #include <thread>
 ///
-///     // The answering end, on a thread of its own.
-///     dm::initCommunicationManagerAsServer("game", 3500, 1, true);
-///     dm::CommunicationPipe* pipe = dm::getCommunicationPipe("game", "assets");
-///     auto text = pipe->receiveRequest(nullptr);   // "" while there is none
-///     if (!text.empty())
-///         pipe->respond("ok", bytes, byteCount);
+///     int main() // both ends, which usually are programs of their own
+///     {
+///         dm::setResponseCapacityEnforced(true);
+///         dm::initCommunicationManagerAsServer("game", 3500, 1, true);
+///         std::thread game([] {
+///             dm::CommunicationPipe* pipe = dm::getCommunicationPipe("game", "assets");
+///             while (pipe->receiveRequest(nullptr).empty()) // "" while there is none
+///                 zu::sleepMs(1);
+///             pipe->respond("ok", "three vertices", 14);
+///         });
+///
+///         dm::initCommunicationManagerAsClient("tool", "127.0.0.1", 3500);
+///         dm::CommunicationPipe* pipe = dm::getCommunicationPipe("tool", "assets");
+///         char data[256];
+///         dm::uint32 size = 0;
+///         auto text = pipe->sendRequest("hero.mesh", 0, data, sizeof data, &size, nullptr, 0);
+///         std::printf("%s, %u bytes\n", text.c_str(), size);
+///
+///         game.join();
+///         dm::deinitCommunicationManagers();
+///     }
 ///
 /// When not: for traffic that must never wait, use notifications; for anything beyond a trusted
 /// development network, nothing here: pipes are neither authenticated nor encrypted. A server
@@ -26,11 +37,21 @@
 /// Threads: every function may be called from any thread, except that the callbacks below run on
 /// the manager's own thread, and nothing that waits (sendRequest, respond, deinit...) may be
 /// called there: the thread would wait for itself.
-/// Ownership: managers are the library's, from init to deinit; pipes are their manager's.
+/// Ownership: managers are the library's, from init to deinit; pipes are their manager's. Data is
+/// lent to a call until it returns. What a callback has as context stays the program's.
 /// Errors: a connection that is not there, or is lost, is no error: what waits goes on waiting, and
 /// what does not gives "", null or false. getConnectionStatus tells why there is none.
-/// Order: on one pipe requests arrive in the order in which they were sent, and so do
-/// notifications; the two may overtake each other, and so may different pipes.
+/// Limits: stand at what they limit, those of single messages at CommunicationPipe. A client tries
+/// every half second to connect. Of what an end does not take, its manager keeps 256 MiB of
+/// notifications and 1024 requests a pipe, and of all that came over one connection 1 GiB and 16
+/// MiB, so that a request with 1 GiB of data fits; what is more is dropped, with one message a
+/// connection on stderr. Other ends cannot make pipes of a manager that has 4096, each of which
+/// takes some 25 KiB. A name of more than 1024 bytes is refused by every other end.
+/// Order: first init, then pipes and their callbacks, at last deinit, when no thread is about to
+/// use a pipe: closeCommunicationManager lets those go that wait on one, flushCommunicationManager
+/// lets what was sent last go out. After deinit contexts of callbacks may go. On one pipe requests
+/// arrive in the order in which they were sent, and so do notifications; the two may overtake each
+/// other, and so may different pipes.
 #pragma once
 
 #include <dm/export.h>
@@ -75,15 +96,19 @@ using PipeCreateCallback = Callback<CommunicationPipeManager*, CommunicationPipe
 /// of the pipe. One thread a pipe should take requests and answer them: a pipe has a single slot
 /// for the request being answered, and taking the next one gives up the answer to the last.
 /// Ownership: the manager's; a pipe lives exactly as long as its manager.
-/// Limits: texts of requests and responses at most kMaxTextBytes, data at most 4 GiB - 1 bytes.
+/// Limits: texts of requests and responses at most kMaxTextBytes, data at most 4 GiB - 1 bytes,
+/// which is what 32 bits count. Eight requests of a pipe are on their way at a time; more wait for
+/// their turn on this side.
 class DM_API CommunicationPipe
 {
 public:
     /// The longest text a request or response carries, in bytes; a longer one is refused with a
-    /// message on stderr. Text travels with every chunk of the data, so keep it short.
+    /// message on stderr. Text travels with every chunk of the data, in one packet of at most
+    /// net::kMaxPayloadBytes with it, so keep it short.
     static constexpr uint32 kMaxTextBytes = 256 * 1024;
 
-    /// How much notification text a pipe keeps for an end that does not read, in bytes.
+    /// How much notification text a pipe keeps for an end that does not read, in bytes: a bound
+    /// against one that stands still.
     static constexpr uint32 kMaxQueuedNotifyBytes = 64 * 1024 * 1024;
 
     /// The name the pipe was made with. Letter case does not distinguish names.
@@ -92,6 +117,7 @@ public:
     /// True while a connection is attached; stays true until the manager has seen a lost one.
     virtual bool isConnected() = 0;
 
+    /// Never null.
     virtual CommunicationPipeManager* getManager() = 0;
 
     /// The address of the other end in numbers, "" while not connected.
@@ -176,8 +202,9 @@ public:
 
 /// One endpoint: its pipes, and the thread that does all its socket work.
 ///
-/// Made and destroyed only by the init and deinit functions below.
-/// Texts returned as pointers stay valid as long as the manager.
+/// Threads: any. Callbacks run on the manager's own, but for the pipe-create callback.
+/// Ownership: made and destroyed only by the init and deinit functions below. Texts returned as
+/// pointers stay valid as long as the manager, also when they are replaced.
 class DM_API CommunicationPipeManager : public zu::Thread
 {
 public:
@@ -190,6 +217,8 @@ public:
     virtual bool isServer() = 0;
 
     /// The name this end presents to the other, at first the one it was made with.
+    /// A new name goes with the next pipe that a client opens, or to the next client of a server;
+    /// the manager is still found by its first.
     virtual const char* getName() = 0;
     virtual void setName(const char* name) = 0;
 
@@ -258,14 +287,17 @@ DM_API CommunicationPipeManager* getCommunicationPipeManager(const char* name);
 DM_API CommunicationPipeManager* getCommunicationPipeManager();
 
 DM_API bool communicationPipeManagerExists(const char* name);
+/// True when there is no manager at all.
 DM_API bool isCommunicationPipeManagerMapEmpty();
 
-/// The pipe of the named manager, made if absent; null when there is no such manager.
+/// The pipe of the named manager, made if absent; null when there is no such manager. The two names
+/// mean the same.
 DM_API CommunicationPipe* getCommunicationPipe(const char* managerName, const char* pipeName);
 DM_API CommunicationPipe* getCommunicationPipeChecked(const char* managerName,
                                                       const char* pipeName);
 
-/// The pipe of the only manager, made if absent; null when there is not exactly one.
+/// The pipe of the only manager, made if absent; null when there is not exactly one. The two names
+/// mean the same.
 DM_API CommunicationPipe* getCommunicationPipe(const char* pipeName);
 DM_API CommunicationPipe* getCommunicationPipeChecked(const char* pipeName);
 

@@ -2,18 +2,27 @@
 /// game, text comes from anywhere; history, aliases, key bindings, completion and colours are the
 /// console's.
 ///
+///     #include <dm/console.h>
+///
 ///     struct Commands : dm::IOInterface
 ///     {
-///         void executeCommand(const zu::InplaceString<128>& command) override;
+///         void executeCommand(const zu::InplaceString<128>& command) override
+///         {
+///             dm::Console::getInstance()->print("there is no %s\n", command.c_str()); // "quit;"
+///         }
 ///     };
 ///
-///     dm::Console console(&shapes, 0.02f);            // shapes draws: a dm::ShapeEngineInterface
-///     console.setIOInterface(&commands);
-///     console.getScrollingTextWindow()->addKnownWord("quit", false);
-///     console.bind('q', "quit");                      // for while the console is hidden
-///     while (running) {
-///         for (const Key& key : keys)
-///             console.deliverKeystroke(key.code, key.character, key.alt, key.control, key.shift);
+///     void play(dm::ShapeEngineInterface& screen) // which draws
+///     {
+///         Commands commands;
+///         dm::Console console(&screen, 0.02f);
+///         console.setIOInterface(&commands);
+///         console.getScrollingTextWindow()->addKnownWord("quit", false);
+///         console.bind('q', "quit"); // for while the console is hidden
+///
+///         // A frame: the keys that were pressed, then update and render. 220 shows the console.
+///         for (const int key : {220, int{'q'}, int{'u'}, int{'\t'}, int{'\r'}})
+///             console.deliverKeystroke(key, static_cast<char>(key), false, false, false);
 ///         console.update();
 ///         console.render();
 ///     }
@@ -29,9 +38,16 @@
 /// Threads: printing (print..., Console::print) from any thread at any time; everything else on the
 /// one thread that draws and delivers keys. No lock is held while the drawing interface or the
 /// executor is called.
-/// Ownership: drawing interface and executor stay the game's and must outlive the console.
+/// Ownership: drawing interface and executor stay the game's and must outlive the console. What it
+/// is given as text it copies.
+/// Errors: a cache file that cannot be read or written throws, see ScrollingTextWindow's
+/// constructor and save; so does an alias that is checked and found wrong. What the executor throws
+/// passes through. Nothing else throws, but for want of memory.
 /// Limits: kMaxConsoleLines lines, kMaxConsoleCommands commands; formatted text of more than
-/// kMaxConsolePrintLength characters is dropped whole.
+/// kMaxConsolePrintLength characters is dropped whole. A line, a command and the line being typed
+/// have no limit but memory.
+/// Order: setIOInterface before the first key, or commands are answered with an error. Each frame
+/// keys, then update, then render. Before the console goes, those who print to it stop.
 #pragma once
 
 #include <dm/export.h>
@@ -55,11 +71,12 @@ namespace dm {
 using zu::u32;
 using zu::u64;
 
-/// Lines that the console keeps; the oldest goes first. A cache file brings its own number.
+/// Lines that the console keeps, as rows of the pane; the oldest goes first. A cache file brings
+/// its own number.
 inline constexpr u32 kMaxConsoleLines = 1000;
 /// Commands that the history keeps.
 inline constexpr u32 kMaxConsoleCommands = 30;
-/// The longest result of a formatting print.
+/// The longest result of a formatting print, in characters: it is formatted on the stack.
 inline constexpr u32 kMaxConsolePrintLength = 4095;
 
 /// The words of a text: joined they are the text.

@@ -4,22 +4,35 @@
 /// NetworkFileSystem stands in front of the game's own file system: paths that begin with such a
 /// name go to the server over the pipe "fileserver", all others where they went before.
 ///
-///     dm::initCommunicationManagerAsClient("game", "192.168.0.10", 3510);
-///     new dm::NetworkFileSystem(zu::LocalFileSystem::getInstance());
-///     zu::FileSystem::set(&dm::NetworkFileSystem::getInstance());
+///     #include <dm/comm.h>
+///     #include <dm/fs.h>
+///     #include <zul/LocalFileSystem.h>
 ///
+///     int main()
 ///     {
-///         zu::File level("data/levels/one.map", zu::File::Read);   // the server's
-///         ...
-///     }   // files are closed before what they came from goes
+///         dm::initCommunicationManagerAsClient("game", "192.168.0.10", 3510);
+///         new dm::NetworkFileSystem(zu::LocalFileSystem::getInstance());
+///         zu::FileSystem::set(&dm::NetworkFileSystem::getInstance());
+///         {
+///             zu::File level("data/levels/one.map", zu::File::Write); // the server's
+///             level.write("a level\n", 8);
+///             level.close(); // throws if the server did not take it
+///         }
+///         zu::FileSystem::set(nullptr);
+///         dm::deinitCommunicationManagers();
+///         dm::NetworkFileSystem::deleteInstance();
+///     }
 ///
-///     zu::FileSystem::set(nullptr);
-///     dm::deinitCommunicationManagers();                       // ends whatever still waits
-///     dm::NetworkFileSystem::deleteInstance();
+/// When not: in what is shipped. Servers are trusted with what they are asked to keep, no further:
+/// nothing that one answers harms the process.
 ///
-/// When not: in what is shipped, and for single files beyond 2 GiB: positions and counts travel as
-/// 32 bits. Servers are trusted with what they are asked to keep, no further: nothing that one
-/// answers harms the process.
+/// Threads, Ownership, Errors: at NetworkFileSystem.
+/// Limits: files of 2 GiB, because positions and counts travel as signed 32 bits; lists of
+/// NetworkFileSystem::kMaxListBytes.
+/// Order: the manager first, then the file system, then FileSystem::set. At the end close all
+/// files, set the local file system again, so that nobody begins a new operation, deinitialise the
+/// manager, which ends operations that still wait, join the threads that used files, and delete the
+/// instance.
 #pragma once
 
 #include <dm/export.h>
@@ -52,14 +65,15 @@ class MappedFolders;
 /// Errors: nothing throws for what the server does. The pipe is that of the only manager, looked up
 /// anew for each operation: without exactly one manager, or after it has been deinitialised, remote
 /// operations give false, 0 or null.
-/// Limits: lists that the server sends are cut at kMaxListBytes.
+/// Limits: lists that the server sends are cut at kMaxListBytes. Other limits are the server's.
 class DM_API NetworkFileSystem : public zu::FileSystem
 {
 public:
     /// The pipe on which file servers are asked.
     static constexpr const char* kPipeName = "fileserver";
 
-    /// What a list may take, its count and the terminators of its entries included.
+    /// What a list may take, its count and the terminators of its entries included, in bytes: the
+    /// process has one buffer for lists, of that size.
     static constexpr zu::u32 kMaxListBytes = 0xA0000;
 
     /// Becomes the one that getInstance returns. Make it after the manager and before the pipe is

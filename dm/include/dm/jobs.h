@@ -4,28 +4,40 @@
 /// thread that runs jobs in order; a hub gives every client that connects a manager of its own and
 /// relays between all of them.
 ///
-///     // A build tool, in one process:
-///     dm::BroadcastServer hub("studio", 5000);
+///     #include <dm/jobs.h>
 ///
-///     // A game, in another:
-///     dm::Client game("game");
-///     game.connect("127.0.0.1", 5000);
-///     game.waitPipeToConnect("assets");
-///     game.addJob(new dm::JobSendNotify(game.getPipe("assets"), "level loaded", 1));
-///     game.addJob(new dm::JobWaitRequest("assets", "screenshot"));
-///     game.addJob(new dm::JobRespond("assets", "ok", pixels, pixelBytes));
-///     game.runJobs(true);
+///     int main() // a hub and two members, which usually are programs of their own
+///     {
+///         dm::BroadcastServer hub("studio", 5000);
+///         dm::Client game("game");
+///         dm::Client viewer("viewer");
+///         for (dm::Client* member : {&game, &viewer}) {
+///             member->connect("127.0.0.1", 5000);
+///             member->waitPipeToConnect("levels");
+///         }
 ///
-///     dm::deinitCommunicationManagers();   // first, then the endpoints go
+///         viewer.addJob(new dm::JobWaitNotify("levels", "loaded"));
+///         viewer.runJobs(false);
+///         game.addJob(new dm::JobSendNotify(game.getPipe("levels"), "loaded", 1));
+///         game.runJobs(true);
+///         viewer.waitJobsToComplete();
+///
+///         dm::deinitCommunicationManagers(); // first, then the endpoints go
+///     }
 ///
 /// When not: what must react to whatever comes uses the pipe's callbacks; jobs follow a script.
 ///
-/// Lifetimes: managers outlive their endpoints and belong to the registry. End with
-/// deinitCommunicationManagers() and then destroy the endpoints: that ends every job that still
-/// waits. An endpoint destroyed before waits for its running batch, possibly for ever.
-///
-/// Threads: every function may be called from any thread unless said otherwise.
-/// Log lines go to standard output, see setLogSink.
+/// Threads: every function may be called from any thread unless said otherwise. Jobs run on a
+/// thread of their manager's.
+/// Ownership: jobs are their job manager's from addJob on. The pipe managers of endpoints are the
+/// library's, and outlive them.
+/// Errors: no connection is none, jobs wait for it; ports that cannot be had are told by
+/// getConnectionStatus and a message on stderr. zu::Exception when the system has no thread left.
+/// What jobs do they say in log lines, see setLogSink.
+/// Limits: those of pipes; a hub's stand at BroadcastServer.
+/// Order: make an endpoint, add jobs, run them. At the end deinitCommunicationManagers(), which
+/// ends every job that still waits, then the endpoints: one destroyed before waits for its running
+/// batch, possibly for ever.
 #pragma once
 
 #include <dm/comm.h>
@@ -266,7 +278,8 @@ private:
 
 /// A pipe manager that listens, and a job manager of the same name.
 ///
-/// Threads: getPipe and getID after deinitialising the managers are a fault, as for a manager.
+/// Threads: any. After the managers were deinitialised getPipe, getID and getName are a fault, as
+/// they are for a manager.
 class DM_API Server
 {
 public:
@@ -277,7 +290,7 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Makes the pipe and logs that it did.
+    /// Makes the pipe, if it is not there, and logs that it did.
     void registerPipe(const char* pipeName);
 
     CommunicationPipe* getPipe(const char* pipeName) { return manager->getPipe(pipeName); }
@@ -303,6 +316,8 @@ private:
 /// A pipe manager that keeps one connection to a server alive, and a job manager of the same name.
 ///
 /// Copies share the pipe manager. Assign only before there are jobs, as for JobManager.
+///
+/// Threads: as Server.
 class DM_API Client
 {
 public:
@@ -375,6 +390,10 @@ using HubCallback = Callback<const HubEvent&>;
 /// joined each other would echo notifications for ever: connect them one way. Names of hubs must
 /// be unique in a process.
 ///
+/// Threads: any.
+/// Ownership: the callbacks of its managers and of their pipes are the hub's: do not replace them.
+/// Errors: a client that cannot be given a manager of its own can be heard but not asked, and a
+/// message on stderr says why.
 /// Limits: a member that left keeps its number, its manager and its port until the managers are
 /// deinitialised. The members make kMaxPipes pipes, all together; the next is refused, like one
 /// that does not exist. For a member that does not read,
@@ -382,7 +401,9 @@ using HubCallback = Callback<const HubEvent&>;
 class DM_API BroadcastServer : public Server
 {
 public:
+    /// Each pipe is there once for every member, and takes some 25 KiB each time.
     static constexpr uint32 kMaxPipes = 512;
+    /// What is kept of an answer on its way, in bytes; one for each pipe of each member.
     static constexpr uint32 kMaxAnswerBytes = 64 * 1024;
 
     ///   events   in force before the first member can come; see setEventCallback.

@@ -1,15 +1,21 @@
 /// The debug monitor: tools connect to the running game over TCP, see its text, statistics and
 /// profile live, and send it small requests and data.
 ///
-///     dm::init(3600);
-///     while (running) {
-///         dm::update();
-///         dm::print("loaded %s", level);
-///         dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f", frameMs);
-///         if (dm::checkAndClearRequest(0))
-///             reloadShaders();
+///     #include <dm/monitor.h>
+///     #include <zul/Thread.h>
+///
+///     int main()
+///     {
+///         dm::init(3600);
+///         for (int frame = 0; !dm::checkAndClearRequest(0); ++frame) { // until a tool asks for it
+///             dm::update();
+///             if (frame % 60 == 0)
+///                 dm::print("%d seconds have passed", frame / 60);
+///             dm::printInPlace(dm::EngineStatistics, "frame", "%d", frame);
+///             zu::sleepMs(16);
+///         }
+///         dm::deinit();
 ///     }
-///     dm::deinit();
 ///
 /// A tool never costs the game: what is printed goes to one log in memory, and a thread of the
 /// monitor sends from there, to each tool as fast as that tool reads. With no tool connected
@@ -23,11 +29,14 @@
 /// time and nobody notices.
 ///
 /// Threads: any, for everything; printing never waits for another thread's callback or for a tool.
-/// Order: a tool sees packets in the order of the calls, from the update() on that accepted it.
+/// Ownership: what is handed over is copied before the call returns, but for the callback.
 /// Errors: without the port, memory or a thread there is no monitor, a line on standard error says
 /// why, and all calls go on doing nothing.
-/// Limits: kMaxMonitorTools tools; texts of kMaxMonitorTextLength characters. Connections are
-/// neither authenticated nor encrypted; see <zul/Listener.h> for where is listened.
+/// Limits: kMaxMonitorTools tools; texts of kMaxMonitorTextLength characters; the others below.
+/// Connections are neither authenticated nor encrypted; see <zul/Listener.h> for where is listened.
+/// Order: init, update once a frame, deinit. Everything may be called before init and after deinit;
+/// nothing is sent then. A tool sees packets in the order of the calls, from the update() on that
+/// accepted it.
 ///
 /// The bytes on the wire are described in docs/protocol/monitor.md. For a tool, the other end, the
 /// second half of this header has what both ends must agree on.
@@ -54,13 +63,14 @@ enum InPlaceGroup : int
 /// How many different requests there are: 0, 1 and 2. What they mean is up to the game.
 inline constexpr int kMonitorRequests = 3;
 
-/// Longer texts of print and printInPlace are cut to this.
+/// Longer texts of print and printInPlace are cut to this, in characters: they are formatted on the
+/// stack.
 inline constexpr u32 kMaxMonitorTextLength = 255;
 
-/// Further tools are turned away.
+/// Further tools are turned away. Each takes a descriptor, and some 130 KiB when it does not read.
 inline constexpr u32 kMaxMonitorTools = 128;
 
-/// Bytes that the log holds for tools that are behind.
+/// Bytes that the log holds for tools that are behind: some 60,000 lines of 50 characters.
 inline constexpr u32 kDefaultMonitorBacklogBytes = 4 * 1024 * 1024;
 /// Enough for two of the longest packets.
 inline constexpr u32 kMinMonitorBacklogBytes = 2 * (net::kMaxPayloadBytes + 64 * 1024);
@@ -70,7 +80,8 @@ inline constexpr u32 kMinMonitorBacklogBytes = 2 * (net::kMaxPayloadBytes + 64 *
 inline constexpr u32 kMaxKeptInPlaceValues = 4096;
 inline constexpr u32 kMaxKeptInPlaceNameLength = 255;
 
-/// An update within so many others, each called by a parseData, does nothing.
+/// An update within so many others, each called by a parseData, does nothing: what a tool sends
+/// must not fill the stack.
 inline constexpr u32 kMaxNestedMonitorUpdates = 64;
 
 /// Receives what tools send as data. Derive from it and pass it to setDataParserCallback.
@@ -193,7 +204,8 @@ DM_API MonitorMessage readMonitorMessage(net::Packet& packet);
 DM_API u64 readLostLines(const MonitorMessage& message);
 
 /// Makes the packet one that sends a request, or data, to the game. Data of more than
-/// kMaxMonitorRequestBytes less five bytes is refused with false: the game would hang up.
+/// kMaxMonitorRequestBytes, net::kTextFrameBytes included, is refused with false: the game would
+/// hang up.
 DM_API void writeMonitorRequest(net::Packet& packet, int request);
 DM_API bool writeMonitorData(net::Packet& packet, const char* data);
 

@@ -5,9 +5,9 @@
 ///
 /// Threads: reading it, any.
 /// Ownership: owns the bytes, whose memory is taken as they are read. The file itself is closed
-/// again when the constructor returns. Errors: FileException_FileOpenFailed when the file cannot be
-/// opened, FileException when it does not fit into memory or ends before the size it was opened
-/// with.
+/// again when the constructor returns.
+/// Errors: FileException_FileOpenFailed when the file cannot be opened, FileException when it does
+/// not fit into memory or ends before the size it was opened with.
 #pragma once
 
 #include <zul/File.h>

@@ -12,9 +12,10 @@
 /// forked from a holder holds the name too, until it destroys its copy of the object, execs or
 /// ends.
 ///
-/// Threads: any. Limits: names are case-sensitive and of any length, null counts as ""; processes
-/// of different users do not see each other's. A system that sweeps its folder of temporary files
-/// may forget, after days, names held by a user without a session.
+/// Threads: any.
+/// Limits: names are case-sensitive and of any length, null counts as ""; processes of different
+/// users do not see each other's. A system that sweeps its folder of temporary files may forget,
+/// after days, names held by a user without a session.
 #pragma once
 
 #include <zul/InplaceString.h>

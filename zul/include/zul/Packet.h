@@ -51,6 +51,9 @@ inline constexpr u32 kNominalPayloadBytes = 64 * 1024;
 /// sender of chunks always gets on.
 inline constexpr u32 kMinimumChunkBytes = 1024;
 
+/// What a text takes in the payload beside its bytes: its length before it and a zero behind it.
+inline constexpr u32 kTextFrameBytes = 5;
+
 class ZUL_API Packet
 {
 public:
