@@ -46,11 +46,9 @@ TEST_F(CommandLine, TellsVersionsAndHelpOnStandardOutput)
 {
     EXPECT_EQ(dm({"--version"}).output.substr(0, 3), "dm ");
     EXPECT_EQ(dm({"pipes", "--version"}).output.substr(0, 16), "pipe protocol 2\n");
-    const Outcome help = dm({"listen", "--help"});
+    const Outcome help = dm({"fs", "ls", "--help"}); // without ADDRESS
     EXPECT_EQ(help.exitCode, 0);
-    EXPECT_NE(help.output.find("ZUL_LISTEN_ADDRESS"), std::string::npos);
-    EXPECT_NE(help.output.find("Exit codes"), std::string::npos);
-    EXPECT_EQ(dm({"fs", "ls", "--help"}).output.substr(0, 15), "Lists a folder."); // no ADDRESS
+    EXPECT_EQ(help.output.substr(0, 15), "Lists a folder.");
     EXPECT_EQ(dm({"call", "nowhere", "--version"}).output, dm({"--version"}).output);
 }
 
