@@ -197,6 +197,11 @@ TEST(Diagnosis, JudgesOtherMachines)
                   seen.listeners = {{"10.0.0.1", 7, "game", false}};
               }),
               Cause::OtherAddress);
+    Observation elsewhere; // who listens at another address is not who has answered
+    elsewhere.reach = Reach::Connected;
+    elsewhere.reached = target.address.host;
+    elsewhere.listeners = {{"10.0.0.1", 7, "game", false}};
+    EXPECT_EQ(doctor::diagnose(target, doctor::Service::Any, elsewhere).process.processId, 0u);
     const auto redirecting = [](Observation& seen) {
         seen.reach = Reach::Connected;
         seen.speech = Observation::Speech::Pipes;
