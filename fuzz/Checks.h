@@ -1,17 +1,21 @@
-/// What the fuzzers and the tests run on arbitrary bytes. Each aborts when that gives what cannot
-/// be.
+/// What the fuzzers and the tests run on arbitrary bytes, which are on the heap and end with their
+/// block: a sanitizer sees what is read beyond them. Each aborts when that gives what cannot be.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 namespace fuzz {
 
-inline void require(bool holds)
+inline void require(bool holds, const char* otherwise = "", std::string_view where = "")
 {
-    if (!holds)
-        std::abort();
+    if (holds)
+        return;
+    std::fprintf(stderr, "%s: \"%.*s\"\n", otherwise, static_cast<int>(where.size()), where.data());
+    std::abort();
 }
 
 /// Judges the bytes as a path by both rules: what is accepted leads down and nowhere else, and

@@ -5,7 +5,6 @@
 #include <zul/File.h>
 
 #include <limits>
-#include <string_view>
 
 namespace fuzz {
 

@@ -9,25 +9,13 @@ namespace fuzz {
 
 namespace {
 
-void checkCommand(const net::Frame& frame)
+void checkCommand(const dm::MonitorCommand& command, const net::Frame& frame)
 {
-    net::Packet packet(0);
-    net::PacketAccess::showFrame(packet, frame);
-    const dm::MonitorCommand command = dm::readMonitorCommand(packet);
     using Kind = dm::MonitorCommand::Kind;
     require(command.kind != Kind::Request ||
             (frame.id == 4 && command.request >= 0 && command.request < dm::kMonitorRequests));
     require(command.kind != Kind::Data || frame.id == 101);
     require(command.data.size() <= frame.payloadBytes);
-}
-
-void checkMessage(const net::Frame& frame)
-{
-    net::Packet packet(0);
-    net::PacketAccess::showFrame(packet, frame);
-    const dm::MonitorMessage message = dm::readMonitorMessage(packet);
-    require(std::strlen(message.name) + std::strlen(message.text) <= frame.payloadBytes);
-    dm::readLostLines(message);
 }
 
 } // namespace
@@ -43,8 +31,13 @@ void checkMonitorStream(const std::uint8_t* data, size_t size)
         data += piece;
         size -= piece;
         for (net::Frame frame; decoder.next(frame) == net::FrameDecoder::Status::Complete;) {
-            checkCommand(frame);
-            checkMessage(frame);
+            net::Packet packet(0);
+            net::PacketAccess::showFrame(packet, frame);
+            checkCommand(dm::readMonitorCommand(packet), frame);
+            net::PacketAccess::showFrame(packet, frame);
+            const dm::MonitorMessage message = dm::readMonitorMessage(packet);
+            require(std::strlen(message.name) + std::strlen(message.text) <= frame.payloadBytes);
+            dm::readLostLines(message);
         }
         if (decoder.status() == net::FrameDecoder::Status::Malformed)
             return;

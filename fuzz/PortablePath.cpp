@@ -2,22 +2,11 @@
 
 #include "fuzz/Checks.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 
 namespace fuzz {
 
 namespace {
-
-void require(bool condition, const char* what, std::string_view path)
-{
-    if (condition)
-        return;
-    std::fprintf(stderr, "%s: \"%.*s\"\n", what, static_cast<int>(path.size()), path.data());
-    std::abort();
-}
 
 void checkNames(std::string_view path, zu::NameRule rule)
 {

@@ -65,7 +65,11 @@ ChildProcess::~ChildProcess()
     ::close(error.file);
 }
 
-std::string ChildProcess::ownProgram() { return std::filesystem::read_symlink("/proc/self/exe"); }
+std::vector<std::string> ChildProcess::role(const std::string& disabledCase)
+{
+    return {std::filesystem::read_symlink("/proc/self/exe"), "--gtest_also_run_disabled_tests",
+            "--gtest_filter=" + disabledCase};
+}
 
 void ChildProcess::writeInput(std::string_view bytes)
 {
@@ -109,6 +113,15 @@ std::optional<std::string> ChildProcess::takeLine(Stream& stream)
     const std::string line = bytes.substr(0, bytes.find('\n'));
     stream.taken += static_cast<off_t>(line.size()) + 1;
     return line;
+}
+
+std::string ChildProcess::readLineAfter(std::string_view beginning)
+{
+    std::string line;
+    do
+        line = readLine().value();
+    while (!line.starts_with(beginning));
+    return line.substr(beginning.size());
 }
 
 void ChildProcess::send(int signal)

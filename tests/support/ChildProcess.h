@@ -8,12 +8,6 @@
 #include <vector>
 
 /// A child process with its three streams in the test's hands.
-///
-///     ChildProcess child({toolPath, "listen", "0", "chat"});
-///     std::string line = child.readErrorLine().value_or("");
-///     child.interrupt();
-///     EXPECT_EQ(child.wait(), 130);
-///
 /// Output goes to files in memory, so a child never blocks on a full pipe. What still runs at
 /// destruction is killed, and so is what outlasts the long limit of a wait.
 ///
@@ -29,8 +23,8 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// The path of the running test program, to start it again in another role.
-    static std::string ownProgram();
+    /// Starts the running test program again, for a disabled case: the part of another process.
+    static std::vector<std::string> role(const std::string& disabledCase);
 
     void writeInput(std::string_view bytes);
     void closeInput();
@@ -38,6 +32,8 @@ public:
     /// The next line without its end; nothing when the child has ended (or patience has).
     std::optional<std::string> readLine() { return takeLine(output); }
     std::optional<std::string> readErrorLine() { return takeLine(error); }
+    /// Skips lines up to the one that begins so: what stands behind. Throws when there is none.
+    std::string readLineAfter(std::string_view beginning);
 
     /// What has come so far and no readLine has taken.
     std::string peekOutput() const { return peek(output); }

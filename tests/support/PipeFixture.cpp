@@ -1,7 +1,6 @@
 #include "support/PipeFixture.h"
 
 #include <stdexcept>
-#include <vector>
 
 namespace support {
 
@@ -49,8 +48,8 @@ std::string takeNotify(dm::CommunicationPipe* pipe, dm::uint32* value)
 
 std::string requestData(dm::CommunicationPipe* pipe)
 {
-    void* data = nullptr;
-    dm::uint32 size = 0;
+    dm::uint32 size = 1;
+    void* data = &size; // which it replaces even when there is none
     pipe->getRequestData(&data, &size);
     return {static_cast<const char*>(data), data ? size : 0};
 }

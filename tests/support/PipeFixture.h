@@ -10,8 +10,6 @@
 #include <functional>
 #include <future>
 #include <gtest/gtest.h>
-#include <string>
-#include <thread>
 
 namespace support {
 
@@ -39,9 +37,9 @@ Answer ask(dm::CommunicationPipe* pipe, const std::string& text, const std::stri
            dm::uint32 value = 0, dm::uint32 capacity = 0);
 
 inline auto askAside(dm::CommunicationPipe* pipe, std::string text, std::string data = "",
-                     dm::uint32 capacity = 0)
+                     dm::uint32 capacity = 0, dm::uint32 value = 0)
 {
-    return std::async(std::launch::async, [=] { return ask(pipe, text, data, 0, capacity); });
+    return std::async(std::launch::async, [=] { return ask(pipe, text, data, value, capacity); });
 }
 
 /// True when the asker has its answer within the limit.

@@ -1,5 +1,4 @@
-/// A packet as its receiver sees it: a view of exactly as many heap bytes as arrived, so that a
-/// sanitizer sees every byte read beyond them.
+/// Packets as bytes, and bytes as packets.
 #pragma once
 
 #include "zul/common/Frame.h"
@@ -7,10 +6,22 @@
 #include <zul/Packet.h>
 
 #include <memory>
-#include <string_view>
+#include <string>
 
 namespace support {
 
+/// What is sent of the packet.
+inline std::string frameOf(const net::Packet& packet)
+{
+    net::u32 ownBytes = 0;
+    net::u32 lentBytes = 0;
+    const net::u8* own = net::PacketAccess::frameBytes(packet, ownBytes);
+    const net::u8* lent = net::PacketAccess::lentBytes(packet, lentBytes);
+    return std::string(own, own + ownBytes).append(lent, lent + lentBytes);
+}
+
+/// A packet as its receiver sees it: a view of exactly as many heap bytes as arrived, so that a
+/// sanitizer sees every byte read beyond them.
 class ReceivedPacket
 {
 public:

@@ -1,7 +1,6 @@
 #include "support/ScriptedFileServer.h"
 
 #include <stdexcept>
-#include <utility>
 
 namespace support {
 
@@ -27,15 +26,12 @@ ScriptedFileServer::~ScriptedFileServer()
 
 void ScriptedFileServer::answer(const std::string& command, const Answer& answer)
 {
-    std::lock_guard guard(lock);
-    withheld.erase(command);
-    answers[command] = answer;
+    locked(command, [&](Behaviour& behaviour) { behaviour.answer = answer; });
 }
 
 void ScriptedFileServer::answerOnce(const std::string& command, const Answer& answer)
 {
-    std::lock_guard guard(lock);
-    onceAnswers[command] = answer;
+    locked(command, [&](Behaviour& behaviour) { behaviour.once.push_back(answer); });
 }
 
 void ScriptedFileServer::answerList(const std::string& command, std::vector<std::string> entries)
@@ -46,60 +42,29 @@ void ScriptedFileServer::answerList(const std::string& command, std::vector<std:
 
 void ScriptedFileServer::withhold(const std::string& command)
 {
-    std::lock_guard guard(lock);
-    withheld.insert(command);
+    locked(command, [](Behaviour& behaviour) { behaviour.withholds = true; });
 }
 
 void ScriptedFileServer::dropAt(const std::string& command)
 {
-    std::lock_guard guard(lock);
-    dropping.insert(command);
+    locked(command, [](Behaviour& behaviour) { behaviour.dropsOnce = true; });
 }
 
 std::vector<std::string> ScriptedFileServer::takeCommands()
 {
-    std::lock_guard guard(lock);
+    const std::lock_guard guard(lock);
     return std::exchange(commands, {});
 }
 
 size_t ScriptedFileServer::countOf(const std::string& command)
 {
-    std::lock_guard guard(lock);
-    return counts[command];
+    return locked(command, [](Behaviour& behaviour) { return behaviour.count; });
 }
 
 std::string ScriptedFileServer::writtenData()
 {
-    std::lock_guard guard(lock);
+    const std::lock_guard guard(lock);
     return written;
-}
-
-void ScriptedFileServer::follow(std::vector<Exchange> exchanges)
-{
-    std::lock_guard guard(lock);
-    script.assign(exchanges.begin(), exchanges.end());
-    follows = true;
-}
-
-std::string ScriptedFileServer::whereItDiffers()
-{
-    std::lock_guard guard(lock);
-    return !difference.empty() || script.empty() ? difference
-                                                 : "missing: " + script.front().command;
-}
-
-/// Under the lock.
-Answer ScriptedFileServer::nextInScript(const WireMessage& asked)
-{
-    if (difference.empty() && (script.empty() || asked.text != script.front().command ||
-                               asked.chunk != script.front().data))
-        difference = "asked " + asked.text + " instead of " +
-                     (script.empty() ? "nothing" : script.front().command);
-    if (!difference.empty())
-        return {};
-    Answer answer = std::move(script.front().answer);
-    script.pop_front();
-    return answer;
 }
 
 void ScriptedFileServer::run()
@@ -123,17 +88,19 @@ void ScriptedFileServer::serve(ScriptedPeer& peer)
     const WireMessage asked = peer.expectWhole(WireMessage::Request);
     Answer answer;
     {
-        std::lock_guard guard(lock);
+        const std::lock_guard guard(lock);
+        Behaviour& behaviour = behaviours[asked.text];
         commands.push_back(asked.text);
-        ++counts[asked.text];
+        ++behaviour.count;
         if (asked.text.starts_with("write"))
-            written = asked.chunk;
-        if (dropping.erase(asked.text) > 0)
+            written += asked.chunk;
+        if (std::exchange(behaviour.dropsOnce, false))
             throw std::runtime_error("dropped");
-        if (withheld.contains(asked.text))
+        if (behaviour.withholds)
             return;
-        const auto once = onceAnswers.extract(asked.text);
-        answer = follows ? nextInScript(asked) : once ? once.mapped() : answers[asked.text];
+        answer = behaviour.once.empty() ? behaviour.answer : behaviour.once.front();
+        if (!behaviour.once.empty())
+            behaviour.once.pop_front();
     }
     peer.send(response("fileserver", asked.id, answer.text, answer.data));
 }

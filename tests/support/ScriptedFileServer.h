@@ -7,10 +7,6 @@
 #include <deque>
 #include <map>
 #include <mutex>
-#include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace support {
 
@@ -28,7 +24,7 @@ public:
 
     /// What a command is answered from now on; others get "".
     void answer(const std::string& command, const Answer& answer);
-    /// The same for the next time only.
+    /// The same for one time only; each such answer is given once, in order.
     void answerOnce(const std::string& command, const Answer& answer);
     /// A list without its count.
     void answerList(const std::string& command, std::vector<std::string> entries);
@@ -37,43 +33,39 @@ public:
     /// The connection is dropped the next time that the command comes.
     void dropAt(const std::string& command);
 
-    /// One command, the data with it, and its answer.
-    struct Exchange
-    {
-        std::string command;
-        std::string data;
-        Answer answer;
-    };
-    /// From now on exactly these are expected, one after the other.
-    void follow(std::vector<Exchange> exchanges);
-    /// What came instead of what was expected first; else what has not come; "" when all has.
-    std::string whereItDiffers();
-
     /// All that has come since the last call.
     std::vector<std::string> takeCommands();
     /// How often the command has come.
     size_t countOf(const std::string& command);
-    /// What came with the last write.
+    /// What has come with all writes.
     std::string writtenData();
 
 private:
+    struct Behaviour
+    {
+        Answer answer{};
+        std::deque<Answer> once{};
+        bool withholds = false;
+        bool dropsOnce = false;
+        size_t count = 0;
+    };
+
+    /// Calls `use` with the behaviour of a command, under the lock.
+    template <typename Use>
+    auto locked(const std::string& command, Use use)
+    {
+        const std::lock_guard guard(lock);
+        return use(behaviours[command]);
+    }
     void run();
     void serve(ScriptedPeer& peer);
-    Answer nextInScript(const WireMessage& asked);
 
     ScriptedServer listener;
 
     std::mutex lock;
-    std::map<std::string, Answer> answers;
-    std::map<std::string, Answer> onceAnswers;
-    std::set<std::string> withheld;
-    std::set<std::string> dropping;
+    std::map<std::string, Behaviour> behaviours;
     std::vector<std::string> commands;
-    std::map<std::string, size_t> counts;
     std::string written;
-    std::deque<Exchange> script;
-    bool follows = false;
-    std::string difference;
 
     std::atomic<bool> stopping{false};
     std::thread thread;

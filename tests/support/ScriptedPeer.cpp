@@ -4,7 +4,6 @@
 
 #include <arpa/inet.h>
 #include <cstring>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -55,8 +54,6 @@ ScriptedPeer ScriptedPeer::connectTo(std::uint32_t port)
     require(::connect(peer.descriptor, reinterpret_cast<const sockaddr*>(&address),
                       sizeof address) == 0,
             "cannot connect");
-    const int on = 1; // what is sent byte by byte arrives so
-    ::setsockopt(peer.descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return peer;
 }
 

@@ -4,9 +4,6 @@
 
 #include "support/WireMessage.h"
 
-#include <string>
-#include <string_view>
-
 namespace support {
 
 class ScriptedPeer

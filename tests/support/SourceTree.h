@@ -7,8 +7,6 @@
 #include <iterator>
 #include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace support {
 

@@ -3,6 +3,7 @@
 
 #include <zul/ConfinedFolder.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -10,7 +11,6 @@
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using zu::ConfinedFolder;
 using zu::u64;
@@ -210,16 +210,15 @@ TEST_P(ConfinedFolderTest, KnowsRegularFilesAndFoldersOnly)
     ASSERT_EQ(std::system(("mkfifo " + at("in/pipe")).c_str()), 0);
     char byte = 0;
     u64 count = 0;
-    EXPECT_EQ(confined->read("pipe", 0, &byte, 1, count).error, Error::WrongKind);
-    EXPECT_EQ(write("pipe", 0, "x"), Error::WrongKind); // without waiting for a reader
+    for (const char* other : {"pipe", "dir"}) {
+        EXPECT_EQ(confined->read(other, 0, &byte, 1, count).error, Error::WrongKind);
+        EXPECT_EQ(write(other, 0, "x"), Error::WrongKind); // without waiting for a reader
+        EXPECT_EQ(confined->removeFile(other).error, Error::WrongKind);
+    }
     EXPECT_EQ(replace("pipe", "x"), Error::WrongKind);
     EXPECT_EQ(getInfoError("pipe"), Error::WrongKind);
     EXPECT_EQ(confined->rename("file", "pipe").error, Error::WrongKind);
-    EXPECT_EQ(confined->removeFile("pipe").error, Error::WrongKind);
     EXPECT_THAT(list(""), ElementsAre("dir", "file"));
-    EXPECT_EQ(confined->read("dir", 0, &byte, 1, count).error, Error::WrongKind);
-    EXPECT_EQ(write("dir", 0, "x"), Error::WrongKind);
-    EXPECT_EQ(confined->removeFile("dir").error, Error::WrongKind);
     EXPECT_EQ(confined->removeDirectory("file").error, Error::WrongKind);
     EXPECT_EQ(confined->removeDirectory("").error, Error::BadPath);
 }
@@ -281,6 +280,8 @@ TEST_P(ConfinedFolderTest, CopiesAndMovesIntoOtherFolders)
     if (fs::is_directory("/dev/shm")) // another disk
         others.push_back("/dev/shm/" + folder.filename().string());
     const auto time = fs::last_write_time(folder / "in/file") - std::chrono::hours(5);
+    const auto never = [] { return false; };
+    Names found;
     for (const fs::path& other : others) {
         fs::create_directory(other);
         ConfinedFolder::Outcome outcome;
@@ -297,18 +298,13 @@ TEST_P(ConfinedFolderTest, CopiesAndMovesIntoOtherFolders)
         make("in/file", "again");
         fs::permissions(other / "copy", fs::perms::owner_read);
         EXPECT_EQ(confined->moveInto(*target, "file", "copy").error, Error::ReadOnly);
-        EXPECT_EQ(confined->copyInto(*target, "file", "new", [] { return false; }).error,
-                  Error::Stopped);
+        EXPECT_EQ(confined->copyInto(*target, "file", "new", never).error, Error::Stopped);
         EXPECT_EQ(contentOf("in/file"), "again");
-        EXPECT_EQ(target
-                      ->walk(
-                          "", nullptr, [](const auto&) { return true; }, [] { return false; })
-                      .error,
-                  Error::Stopped);
+        EXPECT_EQ(target->walk("", nullptr, collectInto(found), never).error, Error::Stopped);
         const bool isOneDisk = confined->moveInto(*target, "dir", "dir").succeeded();
         EXPECT_EQ(isOneDisk, other.parent_path() == folder);
         EXPECT_EQ(fs::exists(folder / "in/dir/canary"), !isOneDisk);
-        Names found;
+        found.clear();
         target->walk("", nullptr, collectInto(found));
         EXPECT_EQ(found, isOneDisk ? Names({"copy", "dir", "dir/canary"}) : Names({"copy"}));
         fs::remove_all(other);
@@ -349,10 +345,8 @@ TEST_P(ConfinedFolderTest, TellsThatTheFolderIsGone)
     fs::remove_all(folder / "in");
     make("in/file", "another one");
     EXPECT_EQ(getInfoError("file"), Error::Gone);
-    EXPECT_EQ(getInfoError(""), Error::Gone);
     EXPECT_EQ(write("new", 0, "x"), Error::Gone);
     EXPECT_EQ(confined->makeDirectory("new").error, Error::Gone);
-    EXPECT_EQ(confined->list("", nullptr, [](const auto&) { return true; }).error, Error::Gone);
     EXPECT_EQ(confined->list("", nullptr, [](const auto&) { return true; }).getText(),
               "the opened folder is gone");
 }

@@ -4,15 +4,11 @@
 #include <zul/LocalFileSystem.h>
 
 #include <algorithm>
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <iterator>
 #include <random>
-#include <string>
-#include <vector>
 
 class FileFixture : public testing::Test
 {
@@ -22,6 +18,7 @@ protected:
         std::random_device random;
         folder = std::filesystem::temp_directory_path() / ("zul-files-" + std::to_string(random()));
         std::filesystem::create_directories(folder);
+        root = folder;
     }
     ~FileFixture() override { std::filesystem::remove_all(folder); }
 
@@ -63,10 +60,24 @@ protected:
     {
         std::vector<std::string> found;
         for (const auto& path : paths)
-            found.push_back(std::filesystem::path(path.c_str()).lexically_relative(folder));
+            found.push_back(std::filesystem::path(path.c_str()).lexically_relative(root));
+        return found;
+    }
+
+    // What a search finds, each as "folder/" or "file SIZE".
+    static std::vector<std::string> find(zu::FileSystem& in, const std::string& pattern)
+    {
+        std::vector<std::string> found;
+        zu::FindFileHandle* entry = in.findFirstFile(pattern.c_str());
+        for (; entry != nullptr; entry = in.findNextFile(entry))
+            found.push_back(in.findGetFileName(entry) +
+                            (in.findIsDirectory(entry)
+                                 ? "/"
+                                 : " " + std::to_string(in.findGetFileSize(entry))));
         return found;
     }
 
     std::filesystem::path folder;
+    std::string root; // what the folder is called in the file system that is looked at
     zu::LocalFileSystem files;
 };

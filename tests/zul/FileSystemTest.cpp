@@ -2,6 +2,7 @@
 
 #include <zul/FileUtils.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <latch>
 #include <thread>
@@ -33,11 +34,9 @@ protected:
 
 TEST_F(LocalFileSystem, OpensNothingButRegularFilesAndNeverWaits)
 {
-    EXPECT_EQ(files.openFile(folder.c_str(), BaseFile::Read), nullptr);
     EXPECT_EQ(files.openFile("/dev/zero", BaseFile::Read), nullptr);
     ASSERT_EQ(std::system(("mkfifo " + at("pipe")).c_str()), 0);
-    EXPECT_EQ(open("pipe", BaseFile::Read), nullptr);
-    EXPECT_EQ(open("pipe", BaseFile::Write), nullptr);
+    EXPECT_FALSE(open("pipe", BaseFile::Read) || open("pipe", BaseFile::Write));
     EXPECT_FALSE(files.fileExists(at("pipe").c_str()));
 }
 
@@ -164,27 +163,26 @@ class EndlessFileSystem : public zu::LocalFileSystem
 public:
     struct Search : FindFileHandle
     {
-        size_t next = 0;
+        std::vector<const char*> left = std::vector<const char*>(100, "folder");
     };
-    static constexpr const char* kNames[] = {".", "..", "a/b", "", "file"};
+    static auto& left(FindFileHandle* handle) { return static_cast<Search*>(handle)->left; }
 
-    FindFileHandle* findFirstFile(const char*) override { return new Search; }
+    FindFileHandle* findFirstFile(const char*) override
+    {
+        auto* search = new Search;
+        search->left.insert(search->left.end(), {".", "..", "a/b", "", "file"});
+        return search;
+    }
     FindFileHandle* findNextFile(FindFileHandle* handle) override
     {
-        if (++static_cast<Search*>(handle)->next < 100 + std::size(kNames))
+        left(handle).pop_back();
+        if (!left(handle).empty())
             return handle;
         findClose(handle);
         return nullptr;
     }
-    const char* findGetFileName(FindFileHandle* handle) override
-    {
-        const size_t index = static_cast<Search*>(handle)->next;
-        return index < std::size(kNames) ? kNames[index] : "f";
-    }
-    bool findIsDirectory(FindFileHandle* handle) override
-    {
-        return static_cast<Search*>(handle)->next != std::size(kNames) - 1;
-    }
+    const char* findGetFileName(FindFileHandle* handle) override { return left(handle).back(); }
+    bool findIsDirectory(FindFileHandle* handle) override { return left(handle).size() != 105; }
 };
 
 TEST_F(FileSystemBase, AWalkThroughFoldersWithoutEndEnds)

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <string>
 
 using net::Frame;
 using net::FrameDecoder;

@@ -7,10 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
 #include <sys/resource.h>
-#include <vector>
 
 using net::Listener;
 using net::Socket;
@@ -25,8 +22,7 @@ static bool acceptsConnection(Listener& listener, const char* host)
                client.update();
                if (!accepted)
                    accepted.reset(listener.pollConnect());
-               return (accepted && client.isConnected()) ||
-                      !(client.isPending() || client.isConnected());
+               return !client.isPending() && (accepted || !client.isConnected());
            }) &&
            accepted;
 }

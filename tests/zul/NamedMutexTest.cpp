@@ -7,12 +7,9 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <memory>
-#include <string>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -33,12 +30,9 @@ class Holder
 {
 public:
     explicit Holder(const std::string& name, const std::string& part = "HoldsUntilItsInputEnds")
-        : child({ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",
-                 "--gtest_filter=NamedMutexHolder.DISABLED_" + part},
-                {{kNameVariable, name}})
+        : child(ChildProcess::role("NamedMutexHolder.DISABLED_" + part), {{kNameVariable, name}})
     {
-        for (auto line = child.readLine(); line && *line != "held"; line = child.readLine()) {
-        }
+        child.readLineAfter("held");
     }
     void end()
     {
@@ -59,13 +53,6 @@ private:
 class NamedMutexHolder : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        if (const char* name = std::getenv(kNameVariable))
-            mutex = std::make_unique<NamedMutex>(name);
-        else
-            GTEST_SKIP() << "the part of another process";
-    }
     void holdUntilInputEnds()
     {
         std::cout << "held" << std::endl;
@@ -73,7 +60,7 @@ protected:
         std::getline(std::cin, line);
     }
 
-    std::unique_ptr<NamedMutex> mutex;
+    std::unique_ptr<NamedMutex> mutex = std::make_unique<NamedMutex>(std::getenv(kNameVariable));
 };
 
 TEST_F(NamedMutexHolder, DISABLED_HoldsUntilItsInputEnds) { holdUntilInputEnds(); }

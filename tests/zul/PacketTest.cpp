@@ -1,25 +1,10 @@
 #include "support/ReceivedPacket.h"
 #include "support/SourceTree.h"
-#include "zul/common/Frame.h"
 
-#include <zul/Packet.h>
-
-using net::Frame;
 using net::Packet;
-using net::PacketAccess;
 using net::u32;
-using net::u8;
+using support::frameOf;
 using support::ReceivedPacket;
-
-static std::string frameOf(const Packet& packet)
-{
-    u32 ownBytes = 0;
-    u32 lentBytes = 0;
-    const u8* own = PacketAccess::frameBytes(packet, ownBytes);
-    const u8* lent = PacketAccess::lentBytes(packet, lentBytes);
-    std::string result(reinterpret_cast<const char*>(own), ownBytes);
-    return result.append(reinterpret_cast<const char*>(lent), lentBytes);
-}
 
 TEST(Packet, IsWrittenAndReadAsDocumented)
 {
@@ -104,27 +89,6 @@ TEST(Packet, TakesDataUpToTheNominalSizeAndAlwaysSome)
     EXPECT_EQ(crowded.getSize(), size + 5);
     EXPECT_GE(crowded.lend(data.data(), size), net::kMinimumChunkBytes);
     EXPECT_TRUE(crowded.good());
-}
-
-TEST(Packet, PatchingAFieldKeepsWhatFollows)
-{
-    std::string data(2000, 'p'); // outgrows the inline room
-    for (bool lends : {false, true}) {
-        Packet packet(1);
-        packet << "name" << 0u;
-        u32 patched = packet.getPos() - 4;
-        u32 taken = lends ? packet.lend(data.data(), 2000) : packet.write(data.data(), 2000);
-        u32 end = packet.getPos();
-        packet.setPos(patched);
-        packet << taken;
-        EXPECT_EQ(end, packet.getSize());
-        packet.setPos(patched);
-        unsigned size = 0;
-        packet >> size;
-        ASSERT_EQ(size, 2000u);
-        EXPECT_EQ(std::string(reinterpret_cast<const char*>(packet.view(size)), size), data);
-        EXPECT_TRUE(packet.good());
-    }
 }
 
 TEST(Packet, LentBytesAreReadAsOneWithItsOwnAndComeLast)

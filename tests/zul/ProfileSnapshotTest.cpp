@@ -4,8 +4,6 @@
 
 #include <zul/ProfileSnapshot.h>
 
-#include <gtest/gtest.h>
-
 using d::Profile::Snapshot;
 using d::Profile::SnapshotWriter;
 using d::Profile::ZoneEntry;
@@ -22,10 +20,8 @@ std::vector<u8> readDocumented()
 
 bool isReadable(const std::vector<u8>& bytes)
 {
-    // On the heap and of their own size.
-    const std::vector<u8> exact(bytes);
     Snapshot snapshot;
-    return snapshot.read(exact.data(), exact.size());
+    return snapshot.read(bytes.data(), bytes.size());
 }
 
 TEST(ProfileSnapshot, IsWrittenAndReadAsDocumented)

@@ -2,7 +2,6 @@
 #include <zul/Vector.h>
 
 #include <gtest/gtest.h>
-#include <memory>
 #include <type_traits>
 
 namespace {

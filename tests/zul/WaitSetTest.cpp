@@ -1,17 +1,9 @@
-#include "support/WaitUntil.h"
+#include "ConnectionFixture.h"
 
-#include <zul/Listener.h>
-#include <zul/Socket.h>
-#include <zul/WaitHandle.h>
 #include <zul/WaitSet.h>
 #include <zul/Yield.h>
 
 #include <atomic>
-#include <chrono>
-#include <gtest/gtest.h>
-#include <memory>
-#include <thread>
-#include <vector>
 
 using net::u32;
 using net::WaitSet;
@@ -49,18 +41,12 @@ TEST(WaitAny, TakesTheTokenOfTheEventItReturns)
 }
 
 // A set with a connected pair in it: key 1 the server's socket, key 2 the client's.
-class WaitSetTest : public ::testing::Test
+class WaitSetTest : public ConnectionFixture
 {
 protected:
     void SetUp() override
     {
-        client.connect("127.0.0.1", listener.getPort());
-        ASSERT_TRUE(support::waitUntil([&] {
-            client.update();
-            if (!server)
-                server.reset(listener.pollConnect());
-            return server && client.isConnected();
-        }));
+        ASSERT_TRUE(connectPair());
         ASSERT_TRUE(set.add(server->getWaitHandle(), zu::Interest::Read, 1));
         ASSERT_TRUE(set.add(client.getWaitHandle(), zu::Interest::Read, 2));
     }
@@ -72,9 +58,6 @@ protected:
         return set.wait(ready, 8, timeoutMs) > 0 ? ready[0].key : 0;
     }
 
-    net::Listener listener{0};
-    net::Socket client;
-    std::unique_ptr<net::Socket> server;
     WaitSet set;
 };
 

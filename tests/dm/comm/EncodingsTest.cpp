@@ -1,7 +1,6 @@
 #include <dm/comm.h>
 
 #include <gtest/gtest.h>
-#include <string>
 
 namespace {
 

@@ -4,10 +4,6 @@
 #include "support/SourceTree.h"
 #include "support/WireMessage.h"
 
-#include <gtest/gtest.h>
-#include <string>
-#include <type_traits>
-
 using namespace support;
 
 namespace {
@@ -41,9 +37,7 @@ std::string encoded(const Message& message, Extra... extra)
         dm::encode(packet, extra..., message);
     else
         dm::encode(packet, message, extra...);
-    net::u32 size = 0;
-    const net::u8* bytes = net::PacketAccess::frameBytes(packet, size);
-    return testing::PrintToString(std::string(reinterpret_cast<const char*>(bytes), size));
+    return testing::PrintToString(frameOf(packet));
 }
 
 /// Encodes the message, and once more what is decoded of that: both must be the bytes documented.
@@ -99,20 +93,4 @@ TEST(PipeMessages, NamesAreLimited)
     EXPECT_FALSE(decode(openPipe("pipe", tooLong).payload(), open));
     dm::RequestMessage asking;
     EXPECT_FALSE(decode(request(tooLong, 0, "").payload(), asking));
-}
-
-TEST(PipeMessages, ALongTextLeavesRoomForAChunk)
-{
-    const std::string text(200 * 1024, 't');
-    const std::string data(5000, 'd');
-    dm::RequestMessage message;
-    message.text = text.c_str();
-    message.chunk.totalBytes = static_cast<dm::uint32>(data.size());
-    for (dm::uint32& sent = message.chunk.offset; sent < data.size();) {
-        net::Packet packet(dm::kPipePacketId);
-        message.chunk.bytes = message.chunk.totalBytes - sent;
-        const dm::uint32 taken = dm::encode(packet, message, data.data() + sent);
-        ASSERT_GE(taken, std::min<size_t>(1024, data.size() - sent));
-        sent += taken;
-    }
 }

@@ -19,19 +19,14 @@ constexpr dm::uint32 kGigabyte = 1 << 30;
 std::unique_ptr<ChildProcess> startRole(const std::string& role, dm::uint32 port)
 {
     return std::make_unique<ChildProcess>(
-        std::vector<std::string>{ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",
-                                 "--gtest_filter=PipeProcessRole.DISABLED_" + role},
+        ChildProcess::role("PipeProcessRole.DISABLED_" + role),
         ChildProcess::Environment{{kPortVariable, std::to_string(port)}});
 }
 
 /// The port that a child in the server's role says it listens on.
 dm::uint32 announcedPort(ChildProcess& child)
 {
-    while (const auto line = child.readLine()) {
-        if (line->rfind("port ", 0) == 0)
-            return static_cast<dm::uint32>(std::stoul(line->substr(5)));
-    }
-    throw std::runtime_error("the child never listened");
+    return static_cast<dm::uint32>(std::stoul(child.readLineAfter("port ")));
 }
 
 using PipeProcess = PipeFixture;
@@ -119,8 +114,7 @@ TEST_F(PipeProcess, ClientMayBeStartedFirst)
 {
     const dm::uint32 port = unusedPort();
     const auto child = startRole("Client", port);
-    while (child->readLine().value_or("trying") != "trying")
-        ;
+    child->readLineAfter("trying");
     dm::CommunicationPipeManager* server =
         dm::initCommunicationManagerAsServer("server", static_cast<int>(port), kServerId, true);
     EXPECT_EQ(ask(server->getPipe("child"), "who was first?").text, "who was first?");
@@ -149,8 +143,8 @@ TEST_F(PipeProcessRole, DISABLED_Server)
 TEST_F(PipeProcessRole, DISABLED_Giver)
 {
     dm::CommunicationPipe* pipe = startServer()->getPipe("child");
-    const auto gigabyte =
-        zu::ZeroedBuffer::tryAllocate(kGigabyte); // never written, so never resident
+    // Never written, so never resident.
+    const auto gigabyte = zu::ZeroedBuffer::tryAllocate(kGigabyte);
     std::cout << "port " << portOf(pipe->getManager()) << std::endl;
     takeRequest(pipe);
     pipe->respond("given", gigabyte.data(), kGigabyte);

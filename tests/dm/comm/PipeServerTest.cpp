@@ -24,19 +24,6 @@ protected:
 
 } // namespace
 
-TEST_F(PipeServer, UnderstandsAStreamCutAnywhere)
-{
-    ScriptedPeer peer = ScriptedPeer::connectTo(port);
-    const std::string data = someBytes(300);
-    for (const WireMessage& message : {openPipe("pipe"), request("pipe", 0, "slowly", data),
-                                       notify("pipe", 0, "drop by drop", 9)})
-        for (const char& byte : frameOf(message.payload()))
-            peer.sendRaw({&byte, 1});
-    EXPECT_EQ(takeNotify(pipe), "drop by drop");
-    EXPECT_EQ(takeRequest(pipe), "slowly");
-    EXPECT_EQ(requestData(pipe), data);
-}
-
 TEST_F(PipeServer, OpensOnlyPipesItHasWhenCreationIsOff)
 {
     dm::CommunicationPipeManager* strict = startServer(false, "strict");

@@ -51,18 +51,26 @@ TEST_F(PipeShutdown, WhileSendingToAStalledPeer)
 
 TEST_F(PipeShutdown, WhileRespondingToAStalledPeer)
 {
-    dm::CommunicationPipeManager* server = startServer();
-    ScriptedPeer stalled = ScriptedPeer::attachTo(portOf(server), "pipe");
-    stalled.send(request("pipe", 0, "read"));
-    dm::CommunicationPipe* pipe = server->getPipe("pipe");
-    takeRequest(pipe);
-    auto stuck = std::async(std::launch::async, [pipe, data = someBytes(64 << 20)] {
-        pipe->respond("here", data.data(), static_cast<dm::uint32>(data.size()));
-    });
-    stalled.expect(WireMessage::Response);
-    EXPECT_FALSE(isDone(stuck, 50ms));
-    closeSoon();
-    EXPECT_TRUE(isDone(stuck));
+    const std::string data = someBytes(64 << 20);
+    const auto size = static_cast<dm::uint32>(data.size());
+    const dm::ResponseSource source{nullptr,
+                                    [](void*, dm::uint32, void*, dm::uint32) { return true; }};
+    for (const bool fromSource : {false, true}) {
+        dm::CommunicationPipe* pipe = startServer()->getPipe("pipe");
+        ScriptedPeer stalled = ScriptedPeer::attachTo(portOf(pipe->getManager()), "pipe");
+        stalled.send(request("pipe", 0, "read"));
+        takeRequest(pipe);
+        auto stuck = std::async(std::launch::async, [&] {
+            if (fromSource)
+                EXPECT_FALSE(dm::respondFrom(*pipe, "here", size, source));
+            else
+                pipe->respond("here", data.data(), size);
+        });
+        stalled.expect(WireMessage::Response);
+        EXPECT_FALSE(isDone(stuck, 50ms));
+        closeSoon();
+        EXPECT_TRUE(isDone(stuck));
+    }
 }
 
 TEST_F(PipeShutdown, SixteenBlockedCallersGetNothing)

@@ -145,20 +145,3 @@ TEST_F(PipeSource, OneThatFailsIsAskedForAgain)
     EXPECT_TRUE(answerNext(ends.client, source).get());
     EXPECT_TRUE(askedBack.get() == (Answer{"here", source.text}));
 }
-
-TEST_F(PipeSource, EndsWithTheManager)
-{
-    dm::CommunicationPipeManager* server = startServer();
-    dm::CommunicationPipe* pipe = server->getPipe("pipe");
-    ScriptedPeer stalled = ScriptedPeer::attachTo(portOf(server), "pipe");
-    stalled.send(request("pipe", 0, "read"));
-    TextSource source{std::string(kLargeBytes, 'x')};
-    auto stuck = answerNext(pipe, source);
-    stalled.expect(WireMessage::Response);
-    EXPECT_FALSE(isDone(stuck, 50ms));
-    const auto begin = std::chrono::steady_clock::now();
-    dm::deinitCommunicationManagers();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
-    EXPECT_FALSE(stuck.get());
-    EXPECT_LT(source.given, kLargeBytes);
-}

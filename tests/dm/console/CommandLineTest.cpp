@@ -4,8 +4,6 @@
 #include "dm/console/KnownWords.h"
 #include "support/RandomSeed.h"
 
-#include <random>
-
 using namespace support;
 
 namespace {
@@ -122,9 +120,8 @@ class KnownWordsTest : public testing::Test
 protected:
     KnownWordsTest()
     {
-        for (const char* word : {"print", "echo", "help"})
-            words.add(word, false);
-        words.add("SetFov", true);
+        for (const char* word : {"print", "echo", "help", "SetFov"})
+            words.add(word, *word == 'S');
     }
 
     // Each '>' is a Tab, each '<' a Shift+Tab; the first restarts.
@@ -149,8 +146,7 @@ TEST_F(KnownWordsTest, CompletesWhatStandsBeforeTheCursor)
 {
     // Words are proposed in alphabetical order, and round; one that stands there comes first. It
     // begins behind the last ' ' or '>' at or before the cursor; what follows it is replaced.
-    const char* const table[][3] = {{"e|", ">", "echo|"},
-                                    {"e|", ">>>", "setfov( | );"},
+    const char* const table[][3] = {{"e|", ">>>", "setfov( | );"},
                                     {"e|", ">>>>", "echo|"},
                                     {"e|", "<<<", "echo|"},
                                     {"e|", "><", "setfov( | );"},

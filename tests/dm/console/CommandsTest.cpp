@@ -3,7 +3,6 @@
 #include "dm/console/CommandSplit.h"
 
 #include <gtest/gtest.h>
-#include <string>
 
 namespace {
 

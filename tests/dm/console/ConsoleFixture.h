@@ -8,9 +8,6 @@
 #include <dm/console.h>
 
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace dm {
 

@@ -1,7 +1,6 @@
 #include "ConsoleFixture.h"
 #include "support/WaitUntil.h"
 
-#include <functional>
 #include <tuple>
 
 using namespace support;

@@ -1,7 +1,5 @@
 #include "ConsoleFixture.h"
 
-#include <algorithm>
-
 using namespace support;
 
 namespace {

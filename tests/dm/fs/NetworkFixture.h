@@ -6,8 +6,6 @@
 
 #include <dm/fs.h>
 
-#include <memory>
-
 namespace support {
 
 /// The server maps "data"; local paths are those of a folder of the test's own.
@@ -41,6 +39,11 @@ protected:
 
     std::vector<std::string> asked() { return server.takeCommands(); }
 
+    std::vector<std::string> find(const std::string& pattern)
+    {
+        return FileFixture::find(*remote, pattern);
+    }
+
     void answer(const std::string& command, const std::string& text, const std::string& data = "")
     {
         server.answer(command, {text, data});
@@ -52,15 +55,6 @@ protected:
         EXPECT_NE(handle, nullptr);
         server.takeCommands();
         return handle;
-    }
-
-    std::vector<std::string> namesFound(const std::string& pattern)
-    {
-        std::vector<std::string> found;
-        zu::FindFileHandle* handle = remote->findFirstFile(pattern.c_str());
-        for (; handle != nullptr; handle = remote->findNextFile(handle))
-            found.emplace_back(remote->findGetFileName(handle));
-        return found;
     }
 
     ScriptedFileServer server;

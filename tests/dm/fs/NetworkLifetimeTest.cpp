@@ -16,7 +16,7 @@ TEST_F(NetworkLifetime, WhatWaitsEndsWithTheManager)
     char buffer[4];
     auto reading = std::async(std::launch::async,
                               [&] { return remote->readFile(handle, buffer, sizeof buffer); });
-    auto listing = std::async(std::launch::async, [&] { return namesFound("data/*"); });
+    auto listing = std::async(std::launch::async, [&] { return find("data/*"); });
     ASSERT_TRUE(waitUntil([&] {
         return server.countOf(R"(findFiles "data/*")") + server.countOf(R"(read 0 4 "data/a")") ==
                2;
@@ -40,7 +40,7 @@ TEST_F(NetworkLifetime, WhatWaitsEndsWithTheManager)
     ScriptedFileServer another;
     another.answerList(R"(findFiles "data/*")", {"0 0 0 \"a\""});
     connect("game", another);
-    EXPECT_EQ(namesFound("data/*").size(), 1u);
+    EXPECT_EQ(find("data/*").size(), 1u);
     dm::deinitCommunicationManagers();
 }
 

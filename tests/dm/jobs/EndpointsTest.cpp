@@ -45,9 +45,8 @@ TEST_F(Endpoints, PlaceholderDoesNothingUntilAClientIsAssigned)
 
     client = dm::Client("tool");
     EXPECT_STREQ(client.getName(), "tool");
-    dm::CommunicationPipeManager* manager = dm::getCommunicationPipeManager("tool");
     EXPECT_FALSE(client.isPipeAcquired("assets"));
-    EXPECT_TRUE(manager->pipeExists("assets"));
+    EXPECT_TRUE(dm::getCommunicationPipeManager("tool")->pipeExists("assets"));
     client.connect("127.0.0.1", server.getPort());
     client.waitPipeToConnect("models");
     EXPECT_TRUE(client.isPipeAcquired("models"));
@@ -72,14 +71,9 @@ TEST_F(Endpoints, WaitForAPipeEndsWithItsManager)
 
 TEST_F(Endpoints, RequestIsAnsweredByAJobOfAnotherProcess)
 {
-    ChildProcess game({ChildProcess::ownProgram(), "--gtest_also_run_disabled_tests",
-                       "--gtest_filter=EndpointsRole.DISABLED_Game"});
-    std::string line;
-    while (line.rfind("port ", 0) != 0)
-        line = game.readLine().value(); // ends the case when the game has ended
-
+    ChildProcess game(ChildProcess::role("EndpointsRole.DISABLED_Game"));
     dm::Client tool("tool");
-    tool.connect("127.0.0.1", std::stoi(line.substr(5)));
+    tool.connect("127.0.0.1", std::stoi(game.readLineAfter("port ")));
     tool.waitPipeToConnect("assets");
     std::string data(kBulkBytes + 1, '#');
     dm::uint32 size = 0;

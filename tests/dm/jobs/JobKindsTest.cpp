@@ -6,8 +6,6 @@
 
 #include <iostream>
 #include <list>
-#include <optional>
-#include <vector>
 
 using namespace support;
 

@@ -1,20 +1,27 @@
 /// Batches of jobs: in which order, when, on which thread, and who frees them.
-#include "support/CallJob.h"
-#include "support/WaitUntil.h"
-
 #include <dm/jobs.h>
 #include <zul/Event.h>
 
 #include <atomic>
 #include <future>
 #include <gtest/gtest.h>
-#include <optional>
-#include <vector>
+#include <numeric>
 
-using namespace support;
 using namespace std::chrono_literals;
 
 namespace {
+
+/// A job that calls a function of the test with the manager's name.
+struct CallJob : dm::Job
+{
+    explicit CallJob(std::function<void(const std::string& managerName)> function)
+        : call(std::move(function))
+    {
+    }
+    void run(const char* managerName) override { call(managerName); }
+
+    std::function<void(const std::string&)> call;
+};
 
 class JobManager : public testing::Test
 {
@@ -51,22 +58,19 @@ protected:
     dm::JobManager manager{"game"};
 };
 
-class Base
+struct Base
 {
-public:
     virtual ~Base() = default;
     char bytes[40] = {};
 };
 
-class SecondBaseJob : public Base, public CallJob
+struct SecondBaseJob : Base, CallJob
 {
-public:
     using CallJob::CallJob;
 };
 
-class alignas(256) AlignedJob : public CallJob
+struct alignas(256) AlignedJob : CallJob
 {
-public:
     using CallJob::CallJob;
 };
 
@@ -79,8 +83,10 @@ TEST_F(JobManager, RunsInOrderAndFreesEachJobOnceWhereverItsMemoryIsFrom)
         const auto work = [this, token](const std::string& name) {
             EXPECT_EQ(name, "game");
             EXPECT_STREQ(zu::getThreadName(zu::currentThreadId()), "ZMK game job manager");
-            ran.push_back(-1);
+            ran.push_back(30);
         };
+        std::vector<int> expected(34, 30);
+        std::iota(expected.begin(), expected.begin() + 30, 0);
         for (int i = 0; i < 30; ++i)
             manager.addJob(note(i));
         manager.addJob(new CallJob(work));
@@ -88,11 +94,6 @@ TEST_F(JobManager, RunsInOrderAndFreesEachJobOnceWhereverItsMemoryIsFrom)
         manager.addJob(new SecondBaseJob(work));
         manager.addJob(new AlignedJob(work));
         manager.runJobs(true);
-
-        std::vector<int> expected;
-        for (int i = 0; i < 30; ++i)
-            expected.push_back(i);
-        expected.insert(expected.end(), 4, -1);
         EXPECT_EQ(std::exchange(ran, {}), expected);
     }
     EXPECT_EQ(token.use_count(), 1) << "destroyed, all of them";

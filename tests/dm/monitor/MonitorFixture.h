@@ -10,10 +10,7 @@
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 namespace support {
 
@@ -32,21 +29,17 @@ public:
 
     void sendRequest(int request)
     {
-        net::Packet packet(0);
-        dm::writeMonitorRequest(packet, request);
-        socket.sendPacket(&packet);
+        dm::writeMonitorRequest(toSend, request);
+        socket.sendPacket(&toSend);
     }
 
     void sendData(const std::string& data)
     {
-        net::Packet packet(0);
-        require(dm::writeMonitorData(packet, data.c_str()));
-        socket.sendPacket(&packet);
+        require(dm::writeMonitorData(toSend, data.c_str()));
+        socket.sendPacket(&toSend);
     }
 
     dm::u32 unsentBytes() const { return socket.pendingSendBytes(); }
-
-    void disconnect() { socket.close(); }
 
     /// Gives what has arrived to `take`, until nothing more is there at once.
     template <typename Take>
@@ -102,6 +95,7 @@ private:
     }
 
     net::Socket socket;
+    net::Packet toSend{0};
     std::vector<std::string> arrived;
 };
 

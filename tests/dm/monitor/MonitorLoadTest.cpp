@@ -3,9 +3,7 @@
 #include "support/Sanitized.h"
 
 #include <atomic>
-#include <chrono>
 #include <map>
-#include <thread>
 
 using namespace support;
 using std::chrono::steady_clock;
@@ -49,9 +47,7 @@ void readAll(MonitorTool& tool, Account& account)
     });
 }
 
-class MonitorLoadTest : public MonitorFixture
-{
-};
+using MonitorLoadTest = MonitorFixture;
 
 } // namespace
 
