@@ -26,23 +26,19 @@ TEST_F(CommandRunnerTest, AnswersAboutFilesAndFolders)
         folder / "data/dir/file",
         fs::file_time_type(std::chrono::file_clock::from_sys(std::chrono::sys_seconds{})));
     EXPECT_EQ(askEach({"createDirectory \"data\"", "createDirectory \"data/.//\"",
-                       "deleteDirectory \"data\""}),
-              "true true false");
-    EXPECT_EQ(ask("fileExists \"data\\dir/FILE\""), "false");
-    EXPECT_EQ(ask("fileExists \"DATA\\dir/file\""), "true");
-    EXPECT_EQ(ask("fileExists \"data/dir\""), "false");
+                       "deleteDirectory \"data\"", "directoryExists \"data/dir/\"",
+                       "directoryExists \"data\"", "directoryExists \"data/dir/file\""}),
+              "true true false true true false");
+    EXPECT_EQ(askEach({"fileExists \"data\\dir/FILE\"", "fileExists \"DATA\\dir/file\"",
+                       "fileExists \"data/dir/file/\"", "fileExists \"data/dir\""}),
+              "false true false false");
     EXPECT_EQ(report.reason, "it is a folder");
-    EXPECT_EQ(ask("fileExists \"data/dir/file/\""), "false");
-    EXPECT_EQ(askEach({"directoryExists \"data/dir/\"", "directoryExists \"data\""}), "true true");
-    EXPECT_EQ(ask("directoryExists \"data/dir/file\""), "false");
-    EXPECT_EQ(askEach({"isFileReadOnly \"data/locked\"", "isFileReadOnly \"stock/file\""}),
-              "true true");
-    EXPECT_EQ(askEach({"isFileReadOnly \"data/dir/file\"", "isFileReadOnly \"data/dir\""}),
-              "false false");
-    EXPECT_EQ(ask("getFileSize \"data/dir/file\""), "5");
-    EXPECT_EQ(askEach({"getFileSize \"data/dir\"", "getFileSize \"data/none\""}), "0 0");
-    EXPECT_EQ(ask("getFileTime \"data/dir/file\""), "-717324288 27111902"); // 1970
-    EXPECT_EQ(ask("getFileTime \"data/none\""), "0 0");
+    EXPECT_EQ(askEach({"isFileReadOnly \"data/locked\"", "isFileReadOnly \"stock/file\"",
+                       "isFileReadOnly \"data/dir/file\"", "isFileReadOnly \"data/dir\""}),
+              "true true false false");
+    EXPECT_EQ(askEach({"getFileTime \"data/dir/file\"", "getFileSize \"data/dir/file\"",
+                       "getFileSize \"data/dir\"", "getFileTime \"data/none\""}),
+              "-717324288 27111902 5 0 0 0"); // 1970
     EXPECT_FALSE(report.succeeded);
     EXPECT_EQ(report.reason, "there is no such file or folder");
     EXPECT_EQ(report.warning, "");
@@ -68,23 +64,19 @@ TEST_F(CommandRunnerTest, ReadsRangesSmallFromMemoryAndLargeFromTheFile)
     make("data/other", "other");
     EXPECT_EQ(ask("moveFile \"data/other\" \"data/file\""), "true");
     EXPECT_EQ(dataOf(large), content.substr(1000));
+    // Content that is no longer there fails instead of lying.
+    make("data/file", content);
     const Answer cut = run("read 0 200000 \"data/file\"");
+    fs::resize_file(folder / "data/file", 150000);
+    char bytes[100];
+    EXPECT_TRUE(cut.content->read(149900, bytes, 100));
+    EXPECT_FALSE(cut.content->read(149901, bytes, 100));
     for (const char* line : {"read 0 9 \"data\"", "read 0 9 \"data/none\"",
                              "read -1 9 \"data/file\"", "read 0 -9 \"data/file\""})
     {
         const Answer answer = run(line);
         EXPECT_TRUE(answer.text == "false" && answer.data.empty() && !answer.content) << line;
     }
-}
-
-TEST_F(CommandRunnerTest, ContentThatIsNoLongerThereFailsInsteadOfLying)
-{
-    make("data/file", std::string(200000, 'x'));
-    const Answer answer = run("read 0 200000 \"data/file\"");
-    fs::resize_file(folder / "data/file", 150000);
-    char bytes[100];
-    EXPECT_TRUE(answer.content->read(149900, bytes, 100));
-    EXPECT_FALSE(answer.content->read(149901, bytes, 100));
 }
 
 TEST_F(CommandRunnerTest, WritesExactlyOrNotAtAll)
@@ -130,8 +122,6 @@ TEST_F(CommandRunnerTest, ListsWhatASearchInTheFolderFinds)
     EXPECT_THAT(names("data/*.txt"), ElementsAre("A.TXT", "b.txt"));
     EXPECT_THAT(report.warning, HasSubstr("leaves out 1 names"));
     EXPECT_THAT(names("data\\*.*"), ElementsAre("A.TXT", "b.txt", "sub/"));
-    EXPECT_THAT(names("data/B.txt"), ElementsAre("b.txt"));
-    EXPECT_THAT(names("data/sub"), ElementsAre("sub/"));
     EXPECT_THAT(names("DATA"), ElementsAre("data/")); // the map itself
     EXPECT_THAT(names("data/sub/none*"), IsEmpty());
     EXPECT_TRUE(report.succeeded);
@@ -144,8 +134,7 @@ TEST_F(CommandRunnerTest, ListsWhatASearchInTheFolderFinds)
     EXPECT_EQ(list("findFiles \"data/sub\"")[0].substr(0, 4), "1 0 ");
     EXPECT_THAT(list(R"(findFilesRecursive "DATA\" "*.txt" 1)"),
                 ElementsAre(R"(0 "DATA\A.TXT")", R"(0 "DATA\b.txt")", R"(0 "DATA\sub/c.txt")"));
-    EXPECT_THAT(list(R"(findFilesRecursive "data" "*.txt" 0)").size(), 2u);
-    EXPECT_THAT(list(R"(findFilesRecursive "data/b.txt" "*" 1)"), IsEmpty());
+    EXPECT_EQ(list(R"(findFilesRecursive "data" "*.txt" 0)").size(), 2u);
 }
 
 TEST_F(CommandRunnerTest, CutsAListThatIsTooLongAtAWholeEntry)

@@ -35,9 +35,8 @@ TEST(MapSpec, EndsTheNameAtTheFirstEqualsAndTheRightsAtTheVeryEnd)
     EXPECT_EQ(parsed("data=/a=b:rw/c:rw:rw"), "data|/a=b:rw/c:rw|rw");
     EXPECT_EQ(parsed("host:\\data/=.:rw/"), "host:\\data/|.:rw/");
     for (const std::string& text :
-         {std::string("data"), std::string("=/home"), std::string("data="), std::string("data=:rw"),
-          std::string("a,b=/x"), std::string("a\"b=/x"), std::string("a\nb=/x"),
-          std::string(128, 'n') + "=/x"})
+         std::vector<std::string>{"data", "=/home", "data=", "data=:rw", "a,b=/x", "a\"b=/x",
+                                  "a\nb=/x", std::string(128, 'n') + "=/x"})
         EXPECT_EQ(parsed(text), "error") << text;
     EXPECT_EQ(parsed(std::string(127, 'n') + "=/x"), std::string(127, 'n') + "|/x");
 }
@@ -47,15 +46,13 @@ TEST_F(FolderMapsTest, GivesAPathToTheLongestNameThatEndsWhereItsNamesDo)
     std::string error;
     for (const char* name : {"data", "Data/Levels", "DATA\\levels\\one", "slash/", "devkit:"})
         ASSERT_TRUE(maps.add({name, folder.string(), false}, error)) << error;
-    EXPECT_EQ(resolve("data"), "data|");
-    EXPECT_EQ(resolve("DATA\\x/y"), "data|x/y");
-    EXPECT_EQ(resolve("data/levelsx"), "data|levelsx");
-    EXPECT_EQ(resolve("data\\LEVELS//x"), "Data/Levels|x");
-    EXPECT_EQ(resolve("data/levels/one/x"), "DATA\\levels\\one|x");
-    EXPECT_EQ(resolve("slash"), "slash/|");
-    EXPECT_EQ(resolve("slash\\"), "slash/|");
-    EXPECT_EQ(resolve("slash/x"), "slash/|x");
-    EXPECT_EQ(resolve("devkit:/../x"), "devkit:|../x"); // the folder's to judge
+    using Row = std::pair<const char*, const char*>;
+    for (const auto& [path, found] :
+         {Row{"data", "data|"}, Row{"DATA\\x/y", "data|x/y"}, Row{"data/levelsx", "data|levelsx"},
+          Row{"data\\LEVELS//x", "Data/Levels|x"}, Row{"data/levels/one/x", "DATA\\levels\\one|x"},
+          Row{"slash", "slash/|"}, Row{"slash\\", "slash/|"}, Row{"slash/x", "slash/|x"},
+          Row{"devkit:/../x", "devkit:|../x"}}) // the folder's to judge
+        EXPECT_EQ(resolve(path), found);
     for (const char* path : {"", "/", "dat", "database/x", "./data", "/data", "data.", "slashx"})
         EXPECT_EQ(resolve(path), "none") << path;
 }

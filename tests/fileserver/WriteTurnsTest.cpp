@@ -3,13 +3,14 @@
 #include "support/WaitUntil.h"
 
 #include <atomic>
+#include <future>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <vector>
 
 using namespace fileserver;
-using support::waitUntil;
+using namespace std::chrono_literals;
 using Turn = WriteTurns::Turn;
 
 namespace {
@@ -18,26 +19,18 @@ namespace {
 bool waits(bool isExpected, const char* first, Access firstAccess, const char* second,
            Access secondAccess)
 {
-    const std::chrono::milliseconds aMoment(20);
     WriteTurns turns;
-    std::atomic<bool> isAlive{false};
-    std::atomic<bool> entered{false};
-    std::thread later;
-    bool hasWaited = false;
-    {
-        const Turn turn(turns, {{{first, firstAccess}}}, 1);
-        later = std::thread([&] {
-            // What is about something else altogether comes through in any case.
-            const Turn other(turns, {{{"elsewhere", Access::Write}}}, 1);
-            isAlive = true;
-            const Turn its(turns, {{{second, secondAccess}}}, 1);
-            entered = true;
-        });
-        EXPECT_TRUE(waitUntil([&] { return isAlive.load(); }));
-        hasWaited =
-            !waitUntil([&] { return entered.load(); }, isExpected ? aMoment : support::kLongLimit);
-    }
-    later.join();
+    std::optional<Turn> turn(std::in_place, turns, WriteTurns::Claims{{{first, firstAccess}}}, 1);
+    auto later = std::async(std::launch::async, [&] {
+        // What is about something else altogether comes through in any case.
+        const Turn other(turns, {{{"elsewhere", Access::Write}}}, 1);
+        const Turn its(turns, {{{second, secondAccess}}}, 1);
+    });
+    const bool hasWaited =
+        later.wait_for(isExpected ? 20ms : std::chrono::milliseconds(support::kLongLimit)) ==
+        std::future_status::timeout;
+    turn.reset();
+    later.get();
     return hasWaited;
 }
 

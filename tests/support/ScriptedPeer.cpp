@@ -42,6 +42,8 @@ int newSocket()
 {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     require(descriptor >= 0, "no socket");
+    const int on = 1; // another may listen on the port of one that has ended
+    ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     return descriptor;
 }
 
@@ -147,6 +149,15 @@ WireMessage ScriptedPeer::expectWhole(WireMessage::Kind kind)
         whole.chunk += next.chunk;
     }
     return whole;
+}
+
+std::string ScriptedPeer::readUntil(std::string_view bytes)
+{
+    while (unread.find(bytes) == std::string::npos)
+        require(readMore(), "closed while bytes were expected");
+    const std::string read = unread.substr(0, unread.find(bytes) + bytes.size());
+    unread.erase(0, read.size());
+    return read;
 }
 
 void ScriptedPeer::expectClosed()

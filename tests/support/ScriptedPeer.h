@@ -33,6 +33,8 @@ public:
     WireMessage expect(WireMessage::Kind kind);
     /// Waits for a Request, Response or Notify with all its chunks, put together.
     WireMessage expectWhole(WireMessage::Kind kind);
+    /// Waits for bytes of any kind: what came up to the end of these.
+    std::string readUntil(std::string_view bytes);
     /// Waits until the other end closes.
     void expectClosed();
     bool hasSeen(WireMessage::Kind kind) const { return (seenKinds >> kind & 1) != 0; }

@@ -5,8 +5,6 @@
 #include "tools/dm/Sha256.h"
 #include "tools/dm/fs/Paths.h"
 
-#include <map>
-
 namespace {
 
 namespace stdfs = std::filesystem;
@@ -14,9 +12,6 @@ namespace stdfs = std::filesystem;
 class FsTool : public ToolFixture
 {
 protected:
-    using Child = std::unique_ptr<ChildProcess>;
-    using Tree = std::map<std::string, std::string>;
-
     FsTool() { stdfs::create_directory(path("served")); }
 
     /// Starts `dm serve` of the folder "served" as "data".
@@ -28,9 +23,9 @@ protected:
 
     Words words(const Words& more) const { return Words{"fs", address} + more; }
     Outcome fs(const Words& more) const { return dm(words(more)); }
-    Child start(const Words& more) const
+    Outcome expectFs(int exitCode, const Words& more, const std::string& says = "") const
     {
-        return std::make_unique<ChildProcess>(command(words(more)));
+        return expectEnd(exitCode, words(more), says);
     }
 
     void makeFolder(const std::string& name) const { stdfs::create_directories(path(name)); }
@@ -41,26 +36,17 @@ protected:
         return path(name);
     }
 
-    /// Contents by path, and of folders a slash.
-    Tree treeOf(const std::string& name) const
+    /// Starts a copy and waits until a part of the file is in the folder, beside the others.
+    Child startCopy(const Words& more, const std::string& into) const
     {
-        Tree tree;
-        for (const auto& entry : stdfs::recursive_directory_iterator(path(name))) {
-            const std::string below = stdfs::relative(entry.path(), path(name)).string();
-            tree[below] = entry.is_directory() ? "/" : read(name + "/" + below);
-        }
-        return tree;
-    }
-
-    /// Waits for a file that is being copied into that folder, beside the others.
-    bool waitForPart(const std::string& name) const
-    {
-        return support::waitUntil([&] {
-            const auto entries = stdfs::directory_iterator(path(name));
+        Child tool = start(words(more));
+        EXPECT_TRUE(support::waitUntil([&] {
+            const stdfs::directory_iterator entries(path(into));
             return std::any_of(begin(entries), end(entries), [](const auto& entry) {
                 return entry.path().filename().string().find("part") != std::string::npos;
             });
-        });
+        }));
+        return tool;
     }
 
     Child server;
@@ -73,31 +59,25 @@ TEST_F(FsTool, RoundTripsATreeWithEmptyFoldersAndOddNames)
     serve();
     makeFolder("in/empty");
     makeFolder("in/a/b c");
-    std::string bytes(2'500'000, '\0'); // more than two pieces
-    for (size_t at = 0; at < bytes.size(); ++at)
-        bytes[at] = static_cast<char>(at * at >> 9);
-    write("in/a/bytes", bytes);
+    write("in/a/bytes", support::someBytes(2'500'000)); // more than two pieces
     write("in/nothing", "");
     write("in/a/b c/f\xC3\xA4 'x' *?%s", "odd");
     write("in/twin", "lower");
     write("in/TWIN", "upper"); // which a search alone does not show
     const Tree in = treeOf("in");
 
-    Outcome outcome = fs({"put", "-r", "--check", path("in"), "data/copy", "--format", "json"});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    EXPECT_EQ(nlohmann::json::parse(outcome.output)["files"], 5);
+    const Outcome put =
+        expectFs(0, {"put", "-r", "--check", path("in"), "data/copy", "--format", "json"});
+    EXPECT_EQ(nlohmann::json::parse(put.output)["files"], 5);
     EXPECT_EQ(treeOf("served/copy"), in);
 
-    outcome = fs({"get", "-r", "--check", "data/copy", path("out")});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    expectFs(0, {"get", "-r", "--check", "data/copy", path("out")});
     EXPECT_EQ(treeOf("out"), in);
 
     // Folders that differ in letter case only: what cannot be shown is told.
     makeFolder("served/copy/A");
     write("served/copy/A/hidden", "");
-    outcome = fs({"get", "-r", "data/copy", path("hidden")});
-    EXPECT_EQ(outcome.exitCode, 7);
-    EXPECT_NE(outcome.errors.find("letter case only"), std::string::npos) << outcome.errors;
+    expectFs(7, {"get", "-r", "data/copy", path("hidden")}, "letter case only");
     stdfs::remove_all(path("served/copy/A"));
 
     // Once more, over what is there, with what cannot be copied left out.
@@ -106,10 +86,9 @@ TEST_F(FsTool, RoundTripsATreeWithEmptyFoldersAndOddNames)
     stdfs::create_directory_symlink(".", path("in/loop"));
     write("in/a/quo\"te", "");
     makeSparse("in/a/huge", 0x80000000);
-    outcome = fs({"put", "-r", path("in"), "data/copy"});
-    EXPECT_EQ(outcome.exitCode, 7);
+    const Outcome outcome = expectFs(7, {"put", "-r", path("in"), "data/copy"});
     for (const char* leftOut : {"outside", "loop", "quo\"te", "huge' is too large"})
-        EXPECT_NE(outcome.errors.find(leftOut), std::string::npos) << leftOut << outcome.errors;
+        EXPECT_THAT(outcome.errors, testing::HasSubstr(leftOut));
     Tree out = in;
     out["inside"] = "lower";
     EXPECT_EQ(treeOf("served/copy"), out);
@@ -161,23 +140,18 @@ TEST_F(FsTool, FailsWithAReasonAndExitCode7)
     serve("");
     const std::string here = write("here", "local");
     write("served/there", "remote");
-    const std::vector<std::pair<Words, std::string>> failures = {
-        {{"rm", here}, "not in a folder of the server, which has 'data'"},
-        {{"cat", "database"}, "not in a folder of the server"},
-        {{"stat", "data/none"}, "does not exist"},
-        {{"get", "data"}, "-r"},
-        {{"get", "data/there", path("no/folder")}, "no/folder"},
-        {{"put", path("none"), "data/x"}, "does not exist"},
-        {{"put", here, "data/there"}, "read-only"},
-        {{"rm", "data/there"}, "read-only"},
-        {{"find", "data"}, "FOLDER/WILDCARD"},
-    };
-    for (const auto& [words, reason] : failures) {
-        SCOPED_TRACE(::testing::PrintToString(words));
-        const Outcome outcome = fs(words);
-        EXPECT_EQ(outcome.exitCode, 7);
-        EXPECT_NE(outcome.errors.find(reason), std::string::npos) << outcome.errors;
-    }
+    for (const auto& [words, reason] : std::vector<std::pair<Words, std::string>>{
+             {{"rm", here}, "not in a folder of the server, which has 'data'"},
+             {{"cat", "database"}, "not in a folder of the server"},
+             {{"stat", "data/none"}, "does not exist"},
+             {{"get", "data"}, "-r"},
+             {{"get", "data/there", path("no/folder")}, "no/folder"},
+             {{"put", path("none"), "data/x"}, "does not exist"},
+             {{"put", here, "data/there"}, "read-only"},
+             {{"rm", "data/there"}, "read-only"},
+             {{"find", "data"}, "FOLDER/WILDCARD"},
+         })
+        expectFs(7, words, reason);
     EXPECT_EQ(read("here"), "local");
     EXPECT_EQ(treeOf("served"), (Tree{{"there", "remote"}}));
 }
@@ -188,8 +162,7 @@ TEST_F(FsTool, AnInterruptedCopyLeavesTheOldFileAndNothingElse)
     const Tree old = {{"long", "old"}};
     const std::string source = makeSparse("long", kLongCopyBytes);
     write("served/long", "old");
-    Child tool = start({"put", source, "data/long"});
-    ASSERT_TRUE(waitForPart("served"));
+    Child tool = startCopy({"put", source, "data/long"}, "served");
     tool->interrupt();
     EXPECT_EQ(tool->wait(), 130);
     EXPECT_EQ(treeOf("served"), old);
@@ -197,8 +170,7 @@ TEST_F(FsTool, AnInterruptedCopyLeavesTheOldFileAndNothingElse)
     stdfs::rename(source, path("served/long"));
     makeFolder("out");
     write("out/long", "old");
-    tool = start({"get", "data/long", path("out")});
-    ASSERT_TRUE(waitForPart("out"));
+    tool = startCopy({"get", "data/long", path("out")}, "out");
     tool->interrupt();
     EXPECT_EQ(tool->wait(), 130);
     EXPECT_EQ(treeOf("out"), old);
@@ -209,17 +181,16 @@ TEST_F(FsTool, ExitsWith4WhenTheServerDoesNotComeBackAnd8WhenItStops)
     serve();
     makeSparse("served/long", kLongCopyBytes);
     makeFolder("out");
-    Child tool = start({"get", "data/long", path("out"), "--timeout", "1s"});
-    ASSERT_TRUE(waitForPart("out"));
+    const Words copy = {"get", "data/long", path("out"), "--timeout", "1s"};
+    Child tool = startCopy(copy, "out");
     server->pause();
     EXPECT_EQ(tool->wait(), 8);
     server->resume();
-    tool = start({"get", "data/long", path("out"), "--timeout", "1s"});
-    ASSERT_TRUE(waitForPart("out"));
+    tool = startCopy(copy, "out");
     server->kill();
     EXPECT_EQ(tool->wait(), 4);
     EXPECT_TRUE(treeOf("out").empty());
-    EXPECT_EQ(fs({"ls", "--timeout", "300ms"}).exitCode, 3);
+    expectFs(3, {"ls", "--timeout", "300ms"});
 }
 
 /// A server that answers what it is told to.
@@ -228,7 +199,7 @@ class FsToolScripted : public FsTool
 protected:
     FsToolScripted()
     {
-        address = "127.0.0.1:" + std::to_string(scripted.port());
+        aimAt(scripted.port());
         scripted.answerList("getMappedFolders", {"data,host"});
     }
 
@@ -251,11 +222,10 @@ protected:
 
 TEST_F(FsToolScripted, GetNeverLeavesItsTarget)
 {
-    const std::vector<std::string> names = {"../evil",  "/evil",     "..", ".",
-                                            "a/evil",   "a\\evil",   "",   "\x1b[31mevil",
-                                            "..\\evil", path("evil")};
     std::vector<std::string> entries = {"0 4 0 \"good\"", "1 0 0 \"..\"", "1 0 0 \"link\""};
-    for (const std::string& name : names) {
+    for (const std::string& name : Words{"../evil", "/evil", "..", ".", "a/evil", "a\\evil", "",
+                                         "\x1b[31mevil", "..\\evil", path("evil")})
+    {
         entries.push_back("0 4 0 \"" + name + "\"");
         offerFile("data/" + name, "evil");
     }
@@ -306,35 +276,29 @@ TEST_F(FsToolScripted, NothingIsDoneHereForAServerThatChangesItsFolders)
 
 TEST_F(FsToolScripted, WarnsOfAListThatMayHaveBeenCut)
 {
-    std::vector<std::string> paths;
-    for (int at = 0; at < 2570; ++at)
-        paths.push_back("0 \"data/" + std::string(245, 'x') + "\"");
+    const std::string name(245, 'x');
     scripted.answer("directoryExists \"data\"", {"true"});
-    scripted.answerList("findFilesRecursive \"data\" \"*\" 1", paths);
-    const Outcome found = fs({"find", "data/*"});
-    EXPECT_EQ(found.exitCode, 0);
-    EXPECT_NE(found.errors.find("there may be more"), std::string::npos) << found.errors;
-
-    std::vector<std::string> names;
+    scripted.answerList("findFilesRecursive \"data\" \"*\" 1",
+                        Words(2570, "0 \"data/" + name + '"'));
+    expectFs(0, {"find", "data/*"}, "there may be more");
+    Words entries;
     for (int at = 0; at < 2570; ++at)
-        names.push_back("1 0 0 \"" + std::to_string(at) + std::string(245, 'x') + "\"");
-    offerFolder("data", names);
-    const Outcome listed = fs({"ls", "data"});
-    EXPECT_EQ(listed.exitCode, 7); // other than a search, a list is taken for all there is
-    EXPECT_NE(listed.errors.find("there may be more"), std::string::npos) << listed.errors;
+        entries.push_back("1 0 0 \"" + std::to_string(at) + name + '"');
+    offerFolder("data", entries);
+    // Other than a search, a list is taken for all there is.
+    expectFs(7, {"ls", "data"}, "there may be more");
 }
 
-TEST(Sha256, IsTheSameInPiecesOfAnySize)
+TEST(Sha256, IsRightForTextsAndPiecesOfAnySize)
 {
-    EXPECT_EQ(tool::sha256("abc", 3),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    const std::string bytes(300, 'x');
-    for (size_t size = 0; size <= 130; ++size) {
-        tool::Sha256 hash;
-        for (size_t at = 0; at < size; at += 7)
-            hash.add(bytes.data() + at, std::min<size_t>(7, size - at));
-        EXPECT_EQ(hash.finish(), tool::sha256(bytes.data(), size)) << size;
+    const std::string text(130, 'x');
+    tool::Sha256 all;
+    for (size_t size = 0; size <= text.size(); ++size) {
+        all.add(text.data(), size);
+        const std::string one = tool::sha256(text.data(), size);
+        all.add(one.data(), one.size());
     }
+    EXPECT_EQ(all.finish(), "62033069b35ea505e2043a157071604f7c21b7892a4577c0ec4d88b902ff5235");
 }
 
 TEST(FsPaths, FoldersContainWhatIsBelowThemInAnyLetterCase)

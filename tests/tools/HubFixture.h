@@ -2,19 +2,10 @@
 
 #include "tools/ToolFixture.h"
 
-#include <zul/NamedMutex.h>
-
 /// A hub in a process of its own, and members in theirs.
 class HubFixture : public ToolFixture
 {
 protected:
-    using Child = std::unique_ptr<ChildProcess>;
-
-    static Child start(const Words& words)
-    {
-        return std::make_unique<ChildProcess>(command(words));
-    }
-
     /// Starts `dm hub`.
     void startHub(const Words& options = {}, const std::string& port = "0")
     {

@@ -3,15 +3,11 @@
 #include "support/PipeFixture.h"
 #include "tools/ToolFixture.h"
 
-#include <dm/fs.h>
-
 /// A file server in a process of its own, with the folder "data" to read and "save" to write in.
 /// Games are managers of this process, or other processes.
 class ServeFixture : public ToolFixture
 {
 protected:
-    using Child = std::unique_ptr<ChildProcess>;
-
     ServeFixture()
     {
         std::filesystem::create_directory(folder / "data");
@@ -24,14 +20,8 @@ protected:
 
     Words serveWords(const Words& options, const std::string& onPort = "0") const
     {
-        return Words{"serve",
-                     "--map",
-                     "data=" + path("data"),
-                     "--map",
-                     "save=" + path("save") + ":rw",
-                     "--port",
-                     onPort} +
-               options;
+        const Words maps = {"--map", "data=" + path("data"), "--map", "save=" + path("save:rw")};
+        return Words{"serve", "--port", onPort} + maps + options;
     }
 
     /// Starts `dm serve` and learns its port.
@@ -44,35 +34,22 @@ protected:
         port = static_cast<dm::uint32>(std::stoul(portOf(address)));
     }
 
-    /// A game that has come when this returns, unless it has to wait.
-    class Game
+    /// A game that may have to wait; gone when its manager is.
+    dm::CommunicationPipe* knock(const char* name) const
     {
-    public:
-        Game(dm::uint32 serverPort, std::string managerName)
-            : name(std::move(managerName))
-            , pipe(dm::initCommunicationManagerAsClient(name.c_str(), "127.0.0.1",
-                                                        static_cast<int>(serverPort))
-                       ->getPipe(dm::NetworkFileSystem::kPipeName))
-        {
-        }
-        ~Game() { dm::deinitCommunicationManager(name.c_str()); }
-        Game(const Game&) = delete;
-        Game& operator=(const Game&) = delete;
-
-        bool comes() const
-        {
-            return support::waitUntil([this] { return pipe->isConnected(); });
-        }
-
-        const std::string name;
-        dm::CommunicationPipe* const pipe;
-    };
-
-    Game come(const std::string& name = "game") const { return Game(port, name); }
-
-    static std::string ask(const Game& game, const std::string& text)
+        return dm::initCommunicationManagerAsClient(name, "127.0.0.1", static_cast<int>(port))
+            ->getPipe("fileserver");
+    }
+    dm::CommunicationPipe* come(const char* name = "game") const
     {
-        return support::ask(game.pipe, text).text;
+        dm::CommunicationPipe* const game = knock(name);
+        EXPECT_TRUE(support::waitUntil([game] { return game->isConnected(); }));
+        return game;
+    }
+
+    static std::string ask(dm::CommunicationPipe* game, const std::string& text)
+    {
+        return support::ask(game, text).text;
     }
 
     /// A game of which the test writes every byte, at its session.
@@ -80,44 +57,24 @@ protected:
     {
         auto lobby = support::ScriptedPeer::connectTo(port);
         const auto sentTo = lobby.expect(support::WireMessage::Redirect);
-        return support::ScriptedPeer::attachTo(sentTo.value, dm::NetworkFileSystem::kPipeName);
+        return support::ScriptedPeer::attachTo(sentTo.value, "fileserver");
     }
 
     /// A game that asks for a long answer and has begun to get it, but does not read it.
     support::ScriptedPeer stall(const std::string& file) const
     {
         auto game = comeScripted();
-        game.send(support::request(dm::NetworkFileSystem::kPipeName, 0,
-                                   "read 0 2147483647 \"" + file + "\""));
+        game.send(support::request("fileserver", 0, "read 0 2147483647 \"" + file + "\""));
         game.expect(support::WireMessage::Response);
         return game;
     }
 
-    /// Reads the server's lines until one has all the parts.
-    std::string expectLine(const Words& parts) { return expect(&ChildProcess::readLine, parts); }
+    std::string expectLine(const Words& parts) { return await(*server, parts); }
     std::string expectErrorLine(const Words& parts)
     {
-        return expect(&ChildProcess::readErrorLine, parts);
-    }
-
-    static bool hasAll(const std::string& line, const Words& parts)
-    {
-        return std::all_of(parts.begin(), parts.end(), [&](const std::string& part) {
-            return line.find(part) != std::string::npos;
-        });
+        return await(*server, parts, &ChildProcess::readErrorLine);
     }
 
     Child server;
     dm::uint32 port = 0;
-
-private:
-    std::string expect(std::optional<std::string> (ChildProcess::*next)(), const Words& parts)
-    {
-        while (const auto line = ((*server).*next)()) {
-            if (hasAll(*line, parts))
-                return *line;
-        }
-        ADD_FAILURE() << "no line with " << ::testing::PrintToString(parts);
-        return "";
-    }
 };

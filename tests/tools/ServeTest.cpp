@@ -1,10 +1,6 @@
 #include "support/Sanitized.h"
 #include "tools/ServeFixture.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace {
 
 using namespace std::chrono_literals;
@@ -36,19 +32,17 @@ TEST_F(Serve, GamesThatStandStillDelayNobody)
     const std::string content = manyBytes(kLongBytes);
     write("data/long", content);
     serve();
-    const Game good = come("first");
-    const Game another = come("second");
-    ASSERT_TRUE(good.comes() && another.comes());
-    ChildProcess stopped(command({"call", address, "fileserver", "read 0 2147483647 \"data/long\"",
-                                  "--timeout", "60s", "--out", path("copy")}));
+    const auto games = {come("first"), come("second")};
+    const Child stopped = start({"call", address, "fileserver", "read 0 2147483647 \"data/long\"",
+                                 "--timeout", "60s", "--out", path("copy")});
     expectLine({"\"dm\" came"});
-    stopped.pause();
+    stopped->pause();
     ScriptedPeer silent = stall("data/long");
     for (int times = 0; times < 100; ++times)
-        for (const Game* game : {&good, &another})
-            ASSERT_EQ(ask(*game, "fileExists \"data/a.txt\""), "true");
-    stopped.resume();
-    EXPECT_EQ(stopped.wait(), 0) << stopped.readErrorRest();
+        for (dm::CommunicationPipe* game : games)
+            ASSERT_EQ(ask(game, "fileExists \"data/a.txt\""), "true");
+    stopped->resume();
+    EXPECT_EQ(stopped->wait(), 0) << stopped->readErrorRest();
     EXPECT_TRUE(read("copy") == content);
     EXPECT_EQ(silent.expect(WireMessage::Response).total, kLongBytes); // not dropped either
 }
@@ -82,14 +76,12 @@ TEST_F(Serve, GamesThatLeaveInTheMiddleLeaveNothingBehind)
 TEST_F(Serve, GamesBeyondTheLimitWaitUntilOneLeaves)
 {
     serve({"--max-games", "1"});
-    auto first = std::make_unique<Game>(port, "first");
-    ASSERT_TRUE(first->comes());
-    const Game second = come("second");
+    auto* const first = come("first");
+    auto* const second = knock("second");
     expectErrorLine({"a game has to wait", "1 already"});
-    EXPECT_EQ(ask(*first, "fileExists \"data/a.txt\""), "true");
-    EXPECT_FALSE(second.pipe->isConnected());
-    first.reset();
-    ASSERT_TRUE(second.comes());
+    EXPECT_EQ(ask(first, "fileExists \"data/a.txt\""), "true");
+    EXPECT_FALSE(second->isConnected());
+    dm::deinitCommunicationManager("first");
     EXPECT_EQ(ask(second, "fileExists \"data/a.txt\""), "true");
 }
 
@@ -129,19 +121,15 @@ TEST_F(Serve, AServerKilledInTheMiddleIsTakenUpByTheNext)
     const std::string content = manyBytes(kBytes);
     write("data/long", content);
     serve();
-    const Game reader = come("reader");
-    const Game writer = come("writer");
-    ASSERT_TRUE(reader.comes() && writer.comes());
+    auto* const reader = come("reader");
+    auto* const writer = come("writer");
     const std::string size = std::to_string(kBytes);
-    auto reading = askAside(reader.pipe, "read 0 " + size + " \"data/long\"", "",
-                            static_cast<dm::uint32>(kBytes));
-    auto writing = askAside(writer.pipe, "write 0 " + size + " \"save/long\"", content);
-    const auto isUnderWay = [](auto& done, const dm::TransferProgress& progress) {
-        return progress.receivedBytes + progress.sentBytes > 0 || isDone(done, 0ms);
-    };
+    auto reading =
+        askAside(reader, "read 0 " + size + " \"data/long\"", "", static_cast<dm::uint32>(kBytes));
+    auto writing = askAside(writer, "write 0 " + size + " \"save/long\"", content);
     EXPECT_TRUE(waitUntil([&] {
-        return isUnderWay(reading, dm::getTransferProgress(reader.pipe)) &&
-               isUnderWay(writing, dm::getTransferProgress(writer.pipe));
+        return (dm::getTransferProgress(reader).receivedBytes > 0 || isDone(reading, 0ms)) &&
+               (dm::getTransferProgress(writer).sentBytes > 0 || isDone(writing, 0ms));
     }));
     server->kill();
     server->wait();
@@ -156,8 +144,7 @@ TEST_F(Serve, AnInterruptEndsItWhileGamesStandStill)
 {
     write("data/long", std::string(kLongBytes, 'x'));
     serve({"-v"});
-    const Game game = come();
-    ASSERT_TRUE(game.comes());
+    come();
     ScriptedPeer silent = stall("data/long");
     server->interrupt();
     EXPECT_EQ(server->wait(), 0);
@@ -170,36 +157,28 @@ TEST_F(Serve, AnInterruptEndsItWhileGamesStandStill)
 TEST_F(Serve, JsonStaysALineAnEventWhateverGamesSay)
 {
     const std::string evil = "evil\"\n{\x1b[31m\xff";
-    server = std::make_unique<ChildProcess>(command(serveWords({"-v", "--format", "json"})));
-    const auto next = [this] { return nlohmann::json::parse(server->readLine().value_or("")); };
-    const nlohmann::json listening = next();
-    EXPECT_EQ(listening["event"], "listening");
-    port = listening["port"].get<dm::uint32>();
-    EXPECT_EQ(next()["folder"], path("data"));
-    EXPECT_TRUE(next()["writable"].get<bool>());
-    {
-        const Game game = come(evil);
-        ASSERT_TRUE(game.comes());
-        EXPECT_EQ(ask(game, "fileExists \"data/" + evil + "\""), "false");
-        EXPECT_EQ(ask(game, evil), "false");
-        EXPECT_EQ(ask(game, std::string(10000, '\xfe')), "false");
-        EXPECT_EQ(ask(game, "write 0 2 \"save/x\""), "0");
-    }
+    server = startListeningAsJson(serveWords({"-v"}));
+    port = static_cast<dm::uint32>(std::stoul(portOf(address)));
+    EXPECT_EQ(nextJson(server)["folder"], path("data"));
+    EXPECT_TRUE(nextJson(server)["writable"].get<bool>());
+    auto* const game = come(evil.c_str());
+    EXPECT_EQ(ask(game, "fileExists \"data/" + evil + "\""), "false");
+    EXPECT_EQ(ask(game, evil), "false");
+    EXPECT_EQ(ask(game, std::string(10000, '\xfe')), "false");
+    EXPECT_EQ(ask(game, "write 0 2 \"save/x\""), "0");
+    dm::deinitCommunicationManager(evil.c_str());
     Words events;
-    for (nlohmann::json event = next();; event = next()) {
-        const std::string kind = event["event"];
-        if (kind != "warning")
-            events.push_back(kind);
-        EXPECT_LT(event.dump().size(), 10000u);
-        if (kind == "left")
-            break;
+    while (events.empty() || events.back() != "left") {
+        const nlohmann::json event = nextJson(server);
+        if (event["event"] != "warning")
+            events.push_back(event["event"]);
+        ASSERT_LT(event.dump().size(), 10000u);
     }
     EXPECT_EQ(events, (Words{"came", "command", "command", "command", "command", "left"}));
     server->askForStatus();
-    const nlohmann::json statistics = next();
+    const nlohmann::json statistics = nextJson(server);
     EXPECT_EQ(statistics["event"], "statistics");
     EXPECT_EQ(statistics["commands"], 4);
-    EXPECT_TRUE(statistics["games"].empty());
     server->interrupt();
     EXPECT_EQ(server->wait(), 0);
     EXPECT_EQ(server->readErrorRest(), "");
@@ -207,54 +186,37 @@ TEST_F(Serve, JsonStaysALineAnEventWhateverGamesSay)
 
 TEST_F(Serve, OutputThatNobodyReadsHoldsNobodyUp)
 {
-    // Standard output and standard error in one.
-    ASSERT_EQ(::mkfifo(path("unread").c_str(), 0600), 0);
-    const int unread = ::open(path("unread").c_str(), O_RDWR);
-    const Words words = command(serveWords({"-v"}));
-    std::string line = "exec \"$0\" \"$@\" >\"" + path("unread") + "\" 2>&1";
-    server = std::make_unique<ChildProcess>(Words{"sh", "-c", line} + words);
-    std::string text(200, '\0');
-    text.resize(
-        static_cast<size_t>(std::max<ssize_t>(::read(unread, text.data(), text.size()), 0)));
-    ASSERT_EQ(text.find("dm: listening on 127.0.0.1:"), 0u);
-    port = static_cast<dm::uint32>(std::stoul(text.substr(27)));
-
-    const Game game = come();
-    ASSERT_TRUE(game.comes());
+    // Standard output and standard error in one, which somebody might read.
+    port = unusedPort();
+    const std::string pipe = path("unread");
+    server = std::make_unique<ChildProcess>(
+        Words{"sh", "-c",
+              "mkfifo " + pipe + "; exec 3<>" + pipe + "; exec \"$0\" \"$@\" >&3 2>&1"} +
+        command(serveWords({"-v"}, std::to_string(port))));
+    auto* const game = come();
     for (int times = 0; times < 4000; ++times)
         ASSERT_EQ(ask(game, "fileExists \"data/none" + std::to_string(times) + "\""), "false");
     server->interrupt();
     EXPECT_EQ(server->wait(), 7);
-    ::close(unread);
 }
 
 TEST_F(Serve, MistakesAreNamed)
 {
     serve();
     const std::string here = "a=" + path("data");
-    struct Mistake
-    {
-        Words words;
-        int exitCode;
-        std::string named;
-    };
-    for (const Mistake& mistake : std::vector<Mistake>{
-             {{}, 2, "--map"},
-             {{"--map", "data"}, 2, "data"},
-             {{"--map", "a,b=/"}, 2, "a,b"},
-             {{"--map", "a=" + path("none")}, 7, path("none")},
-             {{"--map", here, "--map", "A=/"}, 2, "A"},
-             {{"--map", here, "--port", portOf(address)}, 3, portOf(address)},
-             {{"--map", here, "--port", "0", "--listen", "nowhere"}, 3, "nowhere:0 (not a num"},
-             {{"--map", here, "--port", "0", "--listen", "192.0.2.1"}, 3, "192.0.2.1"},
+    const Words anywhere = {"--map", here, "--port", "0", "--listen"};
+    for (const auto& [exitCode, named, words] : std::vector<std::tuple<int, std::string, Words>>{
+             {2, "--map", {}},
+             {2, "data", {"--map", "data"}},
+             {2, "a,b", {"--map", "a,b=/"}},
+             {7, path("none"), {"--map", "a=" + path("none")}},
+             {2, "A", {"--map", here, "--map", "A=/"}},
+             {3, portOf(address), {"--map", here, "--port", portOf(address)}},
+             {3, "nowhere:0 (not a num", anywhere + Words{"nowhere"}},
+             {3, "192.0.2.1", anywhere + Words{"192.0.2.1"}},
          })
-    {
-        const Outcome outcome = dm(Words{"serve"} + mistake.words);
-        EXPECT_EQ(outcome.exitCode, mistake.exitCode) << outcome.errors;
-        EXPECT_NE(outcome.errors.find(mistake.named), std::string::npos) << outcome.errors;
-    }
-    server = std::make_unique<ChildProcess>(
-        command({"serve", "--map", here, "--port", "0", "--listen", "0.0.0.0"}));
+        expectEnd(exitCode, Words{"serve"} + words, named);
+    server = start(Words{"serve"} + anywhere + Words{"0.0.0.0"});
     expectErrorLine({"anybody who reaches it can read the maps"});
 }
 

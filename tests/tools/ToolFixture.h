@@ -1,12 +1,8 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/ScriptedPeer.h"
 #include "zul/FileFixture.h"
-
-#include <dm/comm.h>
-#include <zul/Listener.h>
-#include <zul/Packet.h>
-#include <zul/Socket.h>
 
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -24,6 +20,8 @@ inline Words operator+(Words first, const Words& second)
 class ToolFixture : public FileFixture
 {
 protected:
+    using Child = std::unique_ptr<ChildProcess>;
+
     struct Outcome
     {
         int exitCode = 0;
@@ -33,6 +31,11 @@ protected:
 
     static Words command(const Words& words) { return Words{DM_TOOL_PATH} + words; }
 
+    static Child start(const Words& words)
+    {
+        return std::make_unique<ChildProcess>(command(words));
+    }
+
     static Outcome dm(const Words& words, const std::string& input = "")
     {
         ChildProcess tool(command(words));
@@ -41,14 +44,57 @@ protected:
         return {tool.wait(), tool.readRest(), tool.readErrorRest()};
     }
 
-    /// Starts a command that listens and learns its address.
-    std::unique_ptr<ChildProcess> startListening(const Words& words)
+    /// Runs a command that must end with this exit code and have this in what it says of it.
+    static Outcome expectEnd(int exitCode, const Words& words, const std::string& says = "")
     {
-        auto started = std::make_unique<ChildProcess>(command(words));
+        Outcome outcome = dm(words);
+        EXPECT_EQ(outcome.exitCode, exitCode) << testing::PrintToString(words) << outcome.errors;
+        EXPECT_THAT(outcome.errors, testing::HasSubstr(says)) << testing::PrintToString(words);
+        return outcome;
+    }
+
+    /// Starts a command that listens and learns its address.
+    Child startListening(const Words& words)
+    {
+        Child started = start(words);
         const std::string line = started->readErrorLine().value_or("");
         address = line.substr(line.rfind(' ') + 1);
         EXPECT_EQ(line, "dm: listening on " + address);
         return started;
+    }
+
+    /// The same for a command that prints JSON.
+    Child startListeningAsJson(const Words& words)
+    {
+        Child started = start(words + Words{"--format", "json"});
+        const nlohmann::json listening = nextJson(started);
+        EXPECT_EQ(listening["event"], "listening");
+        aimAt(listening["port"]);
+        return started;
+    }
+
+    static nlohmann::json nextJson(const Child& tool)
+    {
+        return nlohmann::json::parse(tool->readLine().value_or(""));
+    }
+
+    /// Reads a stream's lines until one has all the parts: that one.
+    using NextLine = std::optional<std::string> (ChildProcess::*)();
+    static std::string await(ChildProcess& tool, const Words& parts,
+                             NextLine next = &ChildProcess::readLine)
+    {
+        while (const auto line = (tool.*next)())
+            if (hasAll(*line, parts))
+                return *line;
+        ADD_FAILURE() << "no line with " << testing::PrintToString(parts);
+        return "";
+    }
+
+    static bool hasAll(const std::string& line, const Words& parts)
+    {
+        return std::all_of(parts.begin(), parts.end(), [&](const std::string& part) {
+            return line.find(part) != std::string::npos;
+        });
     }
 
     /// Starts `dm listen` on the pipe "chat".
@@ -56,6 +102,9 @@ protected:
     {
         listener = startListening(Words{"listen", port, "chat"} + options);
     }
+
+    void aimAt(unsigned port) { address = "127.0.0.1:" + std::to_string(port); }
+    void aimAtNobody() { aimAt(support::unusedPort()); }
 
     Outcome call(const std::string& text, const Words& options = {}, const std::string& input = "")
     {
@@ -72,30 +121,6 @@ protected:
     std::string read(const std::string& name) const { return contentOf(name); }
     size_t filesInFolder() const { return names().size(); }
 
-    std::unique_ptr<ChildProcess> listener;
+    Child listener;
     std::string address;
-};
-
-/// A program that takes a connection and greets with the version it is told, but does no more.
-class GreetingProgram
-{
-public:
-    std::string address() const { return "127.0.0.1:" + std::to_string(listener.getPort()); }
-
-    void greet(unsigned version)
-    {
-        constexpr zu::u32 kLongMs = 60 * 1000;
-        const zu::WaitHandle handle = listener.getWaitHandle();
-        ASSERT_EQ(zu::waitAny(&handle, 1, kLongMs), 0);
-        client.reset(listener.pollConnect());
-        ASSERT_NE(client, nullptr);
-        net::Packet welcome(dm::kPipePacketId);
-        welcome << 7 << version << 0u << "program";
-        client->sendPacket(&welcome);
-        ASSERT_TRUE(client->drain(kLongMs));
-    }
-
-private:
-    net::Listener listener{0};
-    std::unique_ptr<net::Socket> client;
 };

@@ -1,6 +1,7 @@
 #include "support/Sanitized.h"
 #include "support/WaitUntil.h"
 #include "tools/ToolFixture.h"
+#include "tools/monitor/Events.h"
 #include "tools/monitor/Recording.h"
 
 #include <gmock/gmock.h>
@@ -19,8 +20,6 @@ namespace {
 class WatchTool : public ToolFixture
 {
 protected:
-    using Child = std::unique_ptr<ChildProcess>;
-
     void startGame(const std::string& port = "0")
     {
         game = std::make_unique<ChildProcess>(Words{DM_DEMO_GAME_PATH, port});
@@ -29,63 +28,38 @@ protected:
         ASSERT_EQ(line, "playing on " + address);
     }
 
-    Child watch(const Words& options)
+    Words words(const Words& options) const { return Words{"watch", address} + options; }
+    Child watch(const Words& options) const { return start(words(options)); }
+
+    /// script is a terminal with the tool in it.
+    Child watchOnTerminal(const std::string& options) const
     {
-        return std::make_unique<ChildProcess>(command(Words{"watch", address} + options));
+        const Words inTerminal = {"script", "-qefc", toolCommand + " " + address + " " + options,
+                                  "/dev/null"};
+        return std::make_unique<ChildProcess>(
+            inTerminal, ChildProcess::Environment{{"TERM", "xterm"}, {"NO_COLOR", "1"}});
     }
 
-    /// Reads lines until one has this in it, which is returned.
-    static std::string await(ChildProcess& child, const std::string& text)
+    static bool shows(const Child& tool, const std::string& text)
     {
-        while (const std::optional<std::string> line = child.readLine())
-            if (line->find(text) != std::string::npos)
-                return *line;
-        ADD_FAILURE() << text << " never came";
-        return "";
+        return support::waitUntil(
+            [&] { return tool->peekOutput().find(text) != std::string::npos; });
     }
 
-    static std::string awaitError(ChildProcess& child)
+    /// Has the game print many lines on channel 3 while the tool stands still, and one more when it
+    /// runs again: each arrives or is told to be lost.
+    void expectAllCounted(const Child& tool) const
     {
-        return child.readErrorLine().value_or("");
-    }
-
-    void send(const std::string& data)
-    {
-        dm({"watch", address, "--send", data, "--duration", "1s"});
-    }
-
-    /// Has the game print many lines while the tool stands still, and one more when it runs again;
-    /// returns what has then been printed.
-    std::string overwhelm(ChildProcess& tool, size_t lines)
-    {
-        tool.pause();
-        send("lines " + std::to_string(lines));
-        tool.resume();
-        send("lines 1");
-        const std::string last = "line " + std::to_string(lines + 1);
-        EXPECT_TRUE(
-            support::waitUntil([&] { return tool.peekOutput().find(last) != std::string::npos; }));
-        tool.interrupt();
-        return tool.readRest();
-    }
-
-    void record(const std::vector<monitor::MonitorEvent>& events)
-    {
-        monitor::RecordingWriter(path("recording")).take(events);
-    }
-
-    Child game;
-};
-
-/// The lines on channel 3 that came, and those that are told to be lost.
-struct Counted
-{
-    size_t arrived = 0;
-    size_t lost = 0;
-
-    explicit Counted(const std::string& output)
-    {
-        std::istringstream lines(output);
+        const size_t printed = support::kSanitized ? 30000 : 1000000;
+        tool->pause();
+        dm(words({"--send", "lines " + std::to_string(printed), "--duration", "1s"}));
+        tool->resume();
+        dm(words({"--send", "lines 1", "--duration", "1s"}));
+        EXPECT_TRUE(shows(tool, "line " + std::to_string(printed + 1)));
+        tool->interrupt();
+        size_t arrived = 0;
+        size_t lost = 0;
+        std::istringstream lines(tool->readRest());
         for (std::string line; std::getline(lines, line);) {
             const size_t told = line.find(" lines were lost");
             if (line.find("[3] line ") != line.npos)
@@ -93,16 +67,20 @@ struct Counted
             else if (told != line.npos)
                 lost += std::stoul(line.substr(line.rfind('(', told) + 1));
         }
+        EXPECT_TRUE(lost > 0 || support::kSanitized);
+        // Some of the lost ones may have been the line that tells the second.
+        EXPECT_GE(arrived + lost, printed + 1);
+        EXPECT_LE(arrived + lost, printed + 60);
     }
-};
 
-monitor::MonitorEvent eventOf(monitor::MonitorEvent::Kind kind, const std::string& text)
-{
-    monitor::MonitorEvent event;
-    event.kind = kind;
-    event.text = text;
-    return event;
-}
+    void record(const std::vector<monitor::MonitorEvent>& events)
+    {
+        monitor::RecordingWriter(path("recording")).take(events);
+    }
+
+    const std::string toolCommand = std::string(DM_TOOL_PATH) + " watch";
+    Child game;
+};
 
 } // namespace
 
@@ -111,10 +89,10 @@ TEST_F(WatchTool, PrintsWantedLinesEscapedAndEndsWithZeroWhenInterrupted)
     startGame();
     const Child tool = watch({"--channel", "2", "--channel", "1", "--exclude", "never", "--request",
                               "1", "--send", "say never", "--send", "say evil\x1b[31m\nline"});
-    EXPECT_EQ(awaitError(*tool), "dm: connected to " + address);
+    EXPECT_EQ(tool->readErrorLine().value_or(""), "dm: connected to " + address);
     EXPECT_THAT(tool->readLine().value_or(""),
                 testing::MatchesRegex(" +[0-9.]+ \\[2\\] evil\\\\x1b\\[31m\\\\nline"));
-    EXPECT_THAT(await(*tool, "level"), testing::EndsWith(" [1] loading level 2"));
+    EXPECT_THAT(await(*tool, {"level"}), testing::EndsWith(" [1] loading level 2"));
     tool->interrupt();
     EXPECT_EQ(tool->wait(), 0);
     EXPECT_THAT(tool->readRest(), testing::Not(HasSubstr("never")));
@@ -124,12 +102,12 @@ TEST_F(WatchTool, SaysWhenTheGameGoesAndComesAndWatchesOn)
 {
     startGame();
     const Child tool = watch({"--format", "json", "--grep", "^second|^game"});
-    EXPECT_EQ(json::parse(tool->readLine().value_or(""))["event"], "connected");
+    EXPECT_EQ(nextJson(tool)["event"], "connected");
     game->kill();
-    await(*tool, "\"lost\"");
+    await(*tool, {"\"lost\""});
     startGame(portOf(address));
-    EXPECT_EQ(json::parse(await(*tool, "\"event\":\"connected\""))["address"], address);
-    const json line = json::parse(await(*tool, "\"text\":\"second"));
+    EXPECT_EQ(json::parse(await(*tool, {"\"event\":\"connected\""}))["address"], address);
+    const json line = json::parse(await(*tool, {"\"text\":\"second"}));
     EXPECT_EQ(line["channel"], 0);
     EXPECT_GT(line["time"], 0);
     EXPECT_GT(line["unixTime"], 1.7e9);
@@ -141,131 +119,91 @@ TEST_F(WatchTool, PrintsALineForEachChangeOfAValueOnlyIfToldTo)
     const Child tool = watch({"--stats", "--format", "json"});
     std::map<std::string, std::string> values;
     while (values.size() < 4 || values["level"] == "1") {
-        const json line = json::parse(tool->readLine().value_or("{}"));
-        ASSERT_TRUE(line.contains("event"));
+        const json line = nextJson(tool);
         if (line["event"] != "value")
             continue;
         std::string& value = values[line["name"]];
         ASSERT_NE(value, line["value"].get<std::string>()) << line;
         value = line["value"];
         if (line["name"] == "level" && value == "1")
-            dm({"watch", address, "--request", "1", "--duration", "300ms"});
+            dm(words({"--request", "1", "--duration", "300ms"}));
     }
-    EXPECT_THAT(dm({"watch", address, "--duration", "300ms"}).output,
-                testing::Not(HasSubstr("frame")));
+    EXPECT_THAT(dm(words({"--duration", "300ms"})).output, testing::Not(HasSubstr("frame")));
 }
 
 TEST_F(WatchTool, KeepsATableBelowTheTextOnATerminal)
 {
     startGame();
-    ChildProcess terminal({"script", "-qefc",
-                           std::string(DM_TOOL_PATH) + " watch " + address + " --stats",
-                           "/dev/null"},
-                          {{"TERM", "xterm"}});
-    const auto shows = [&](const char* text) {
-        return support::waitUntil(
-            [&] { return terminal.peekOutput().find(text) != std::string::npos; });
-    };
-    EXPECT_TRUE(shows("Engine Statistics\r\n  frame "));
-    EXPECT_TRUE(shows("\x1b[7A\r\x1b[J")) << "three groups with four values";
-    EXPECT_TRUE(shows("[0] second ")) << "above";
-    terminal.interrupt();
+    const Child terminal = watchOnTerminal("--stats");
+    EXPECT_TRUE(shows(terminal, "Engine Statistics\r\n  frame "));
+    EXPECT_TRUE(shows(terminal, "\x1b[7A\r\x1b[J")) << "three groups with four values";
+    EXPECT_TRUE(shows(terminal, "[0] second ")) << "above";
+    terminal->interrupt();
 }
 
 TEST_F(WatchTool, RecordsWhatCanBeReplayedAfterAKill)
 {
     startGame();
+    expectEnd(8, words({"--duration", "300ms", "--profile", path("none.json")})); // none came
+    EXPECT_EQ(filesInFolder(), 0u);
     const std::string file = path("recording");
     {
         const Child tool = watch({"--record", file, "--request", "0", "--send", "lines 5000",
                                   "--channel", "3", "--grep", "line 5000$"});
-        await(*tool, "line 5000");
+        await(*tool, {"line 5000"});
         tool->kill();
     }
-    const Outcome replayed =
-        dm({"watch", "--replay", file, "--channel", "3", "--profile", path("trace.json")});
-    EXPECT_EQ(replayed.exitCode, 0) << replayed.errors;
+    const Words replay = {"watch", "--replay", file};
+    const Outcome replayed = expectEnd(
+        0, replay + Words{"--channel", "3", "--profile", path("trace.json")}, "dm: wrote ");
     EXPECT_EQ(std::count(replayed.output.begin(), replayed.output.end(), '\n'), 5000);
+    std::set<std::string> inTrace; // threads and zones
+    const json trace = json::parse(read("trace.json"));
+    for (const json& event : trace["traceEvents"])
+        inTrace.insert(event["name"] == "thread_name" ? event["args"]["name"] : event["name"]);
+    for (const char* const name : {"game", "loader", "physics", "collide"})
+        EXPECT_TRUE(inTrace.contains(name)) << name;
 
     std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
-    const Outcome cut = dm({"watch", "--replay", file});
-    EXPECT_EQ(cut.exitCode, 0);
-    EXPECT_THAT(cut.errors, HasSubstr("ends in a record that was cut off"));
+    expectEnd(0, replay, "ends in a record that was cut off");
     {
         const Child again = watch({"--record", file});
         EXPECT_THAT(awaitError(*again), HasSubstr("which is gone now"));
         EXPECT_THAT(awaitError(*again), HasSubstr("connected")); // and that is recorded
     }
-    EXPECT_EQ(dm({"watch", "--replay", file}).errors,
+    EXPECT_EQ(dm(replay).errors,
               "dm: connected to " + address + "\ndm: connected to " + address + " again\n");
 
     std::string bytes = read("recording");
     bytes.back() ^= 1;
-    EXPECT_EQ(
-        dm({"watch", "--replay", write("damaged", bytes), "--profile", path("rest.json")}).exitCode,
-        7);
+    expectEnd(7, {"watch", "--replay", write("damaged", bytes), "--profile", path("rest.json")});
     EXPECT_TRUE(std::filesystem::exists(path("rest.json"))) << "of what could be read";
-    EXPECT_EQ(dm({"watch", "--replay", write("other", "text")}).exitCode, 7);
-    EXPECT_EQ(dm({"watch", address, "--record", path("other")}).exitCode, 7);
-}
-
-TEST_F(WatchTool, WritesProfilesAsATraceOfNamedThreads)
-{
-    startGame();
-    const Words options = {"watch", address, "--duration", "1s", "--profile", path("trace.json")};
-    const Outcome outcome = dm(options + Words{"--request", "0"});
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_THAT(outcome.errors, HasSubstr("dm: wrote "));
-    std::set<std::string> threads;
-    std::set<std::string> zones;
-    const json trace = json::parse(read("trace.json"));
-    for (const json& event : trace["traceEvents"]) {
-        if (event["name"] == "thread_name")
-            threads.insert(event["args"]["name"]);
-        if (event["ph"] == "X")
-            zones.insert(event["name"]);
-    }
-    EXPECT_EQ(threads, (std::set<std::string>{"game", "loader", "physics"}));
-    EXPECT_TRUE(zones.contains("collide"));
-
-    EXPECT_EQ(dm(options).exitCode, 8) << "none came";
-    EXPECT_EQ(filesInFolder(), 1u);
+    expectEnd(7, {"watch", "--replay", write("other", "text")});
+    expectEnd(7, words({"--record", path("other")}));
 }
 
 TEST_F(WatchTool, CountsTheLinesThatItWasTooSlowFor)
 {
     startGame();
     const Child tool = watch({"--channel", "3"});
-    awaitError(*tool);
-    const size_t printed = support::kSanitized ? 30000 : 1000000;
-    const Counted counted(overwhelm(*tool, printed));
-    EXPECT_TRUE(counted.lost > 0 || support::kSanitized);
-    // Some of the lost ones may have been the line that tells the second.
-    EXPECT_GE(counted.arrived + counted.lost, printed + 1);
-    EXPECT_LE(counted.arrived + counted.lost, printed + 60);
+    tool->readErrorLine();
+    expectAllCounted(tool);
 }
 
 TEST_F(WatchTool, CountsTheLinesThatATerminalDidNotTake)
 {
     startGame();
-    // script is the terminal: while it stands still, nobody reads what the tool prints.
-    ChildProcess terminal({"script", "-qefc",
-                           std::string(DM_TOOL_PATH) + " watch " + address + " --stats --channel 3",
-                           "/dev/null"},
-                          {{"TERM", "xterm"}, {"NO_COLOR", "1"}});
-    await(terminal, "Engine Statistics");
-    const size_t printed = support::kSanitized ? 30000 : 1000000;
-    const Counted counted(overwhelm(terminal, printed));
-    EXPECT_TRUE(counted.lost > 0 || support::kSanitized);
-    EXPECT_GE(counted.arrived + counted.lost, printed + 1);
-    EXPECT_LE(counted.arrived + counted.lost, printed + 60);
+    // While script stands still, nobody reads what the tool prints.
+    const Child terminal = watchOnTerminal("--stats --channel 3");
+    EXPECT_TRUE(shows(terminal, "Engine Statistics"));
+    expectAllCounted(terminal);
 }
 
 TEST_F(WatchTool, WaitsForASlowReaderOfAReplay)
 {
     constexpr size_t kLines = 25000; // with what is spelled out, more than the tool keeps
-    record(std::vector(kLines, eventOf(monitor::MonitorEvent::Kind::Text, std::string(255, 1))));
-    const std::string replay = std::string(DM_TOOL_PATH) + " watch --replay " + path("recording");
+    record(std::vector(kLines, textEvent(std::string(255, 1))));
+    const std::string replay = toolCommand + " --replay " + path("recording");
     ChildProcess reader({"sh", "-c", replay + " | { sleep 2; wc -l; }"});
     EXPECT_EQ(reader.readLine(), std::to_string(kLines));
     EXPECT_EQ(reader.readErrorRest(), "");
@@ -278,47 +216,38 @@ TEST_F(WatchTool, WaitsForASlowReaderOfAReplay)
 TEST_F(WatchTool, WritesTheTraceWhenItsReaderGoesAway)
 {
     startGame();
-    const std::string watch = std::string(DM_TOOL_PATH) + " watch " + address;
-    ChildProcess reader({"bash", "-o", "pipefail", "-c",
-                         watch + " --request 0 --profile " + path("trace.json") + " | head -n 1"});
+    const std::string options = " --request 0 --profile " + path("trace.json");
+    ChildProcess reader(
+        {"bash", "-o", "pipefail", "-c", toolCommand + " " + address + options + " | head -n 1"});
     EXPECT_EQ(reader.wait(), 7);
     EXPECT_TRUE(std::filesystem::exists(path("trace.json")));
 }
 
 TEST_F(WatchTool, EndsWithThreeWhereNoMonitorIs)
 {
-    const Outcome nothing = dm({"watch", "127.0.0.1:1", "--duration", "100ms"});
-    EXPECT_EQ(nothing.exitCode, 3);
-    EXPECT_THAT(nothing.errors, HasSubstr("cannot connect to 127.0.0.1:1"));
+    expectEnd(3, {"watch", "127.0.0.1:1", "--duration", "100ms"}, "cannot connect to 127.0.0.1:1");
 
     httplib::Server server;
-    const int port = server.bind_to_any_port("127.0.0.1");
+    aimAt(static_cast<unsigned>(server.bind_to_any_port("127.0.0.1")));
     std::thread serving([&] { server.listen_after_bind(); });
-    const Outcome web = dm({"watch", "127.0.0.1:" + std::to_string(port), "--send", "\r\n\r\n"});
-    EXPECT_EQ(web.exitCode, 3);
-    EXPECT_THAT(web.errors, HasSubstr("is no debug monitor"));
+    expectEnd(3, words({"--send", "\r\n\r\n"}), "is no debug monitor");
     server.stop();
     serving.join();
 
     listen();
-    EXPECT_THAT(dm({"watch", address}).errors, HasSubstr("this is a port for pipes"));
+    expectEnd(3, words({}), "this is a port for pipes");
 }
 
 TEST_F(WatchTool, ShowsAReplayInAPageUntilItsTimeIsOver)
 {
-    using Kind = monitor::MonitorEvent::Kind;
-    record({eventOf(Kind::NotAMonitor, "another"), eventOf(Kind::Text, "line")});
-    const Child tool =
-        std::make_unique<ChildProcess>(command({"watch", "--replay", path("recording"), "--web"}));
-    const std::string line = awaitError(*tool);
+    record({eventOf(Kind::NotAMonitor, "another"), textEvent("line")});
+    const Child tool = start({"watch", "--replay", path("recording"), "--web"});
+    const std::string line = tool->readErrorLine().value_or("");
     const size_t begin = line.find("http://");
     ASSERT_NE(begin, line.npos) << line;
-    const std::string url = line.substr(begin);
-    const size_t slash = url.find('/', 7);
-    httplib::Client browser(url.substr(0, slash));
-    const auto page = browser.Get(url.substr(slash));
-    ASSERT_TRUE(page);
-    EXPECT_EQ(page->status, 200);
+    const size_t slash = line.find('/', begin + 7);
+    const auto page = httplib::Client(line.substr(begin, slash - begin)).Get(line.substr(slash));
+    EXPECT_TRUE(page && page->status == 200);
     tool->interrupt();
     EXPECT_EQ(tool->wait(), 0);
     EXPECT_EQ(tool->readRest(), "") << "lines are in the page";
@@ -337,5 +266,5 @@ TEST_F(WatchTool, RefusesWhatItCannotUnderstand)
           Words{"--replay", "x", "--send", "y"}, Words{"--replay", "x", "--profile", "./x"},
           Words{"h:1", "--record", "x", "--profile", "y/../x"}, Words{"h:1", "--record", ""},
           Words{"h:1", "--profile", "-"}, tooMany})
-        EXPECT_EQ(dm(Words{"watch"} + wrong).exitCode, 2) << testing::PrintToString(wrong);
+        expectEnd(2, Words{"watch"} + wrong);
 }

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <iterator>
+#include <map>
 #include <random>
 
 class FileFixture : public testing::Test
@@ -53,6 +54,21 @@ protected:
             found.push_back(entry.path().filename().string());
         std::sort(found.begin(), found.end());
         return found;
+    }
+
+    // What is in a folder: contents by path below it, "/" for folders, and where links point.
+    using Tree = std::map<std::string, std::string>;
+    Tree treeOf(const std::string& name) const
+    {
+        Tree tree;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(at(name))) {
+            const std::string below = entry.path().lexically_relative(at(name));
+            if (entry.is_symlink())
+                tree[below] = "-> " + std::filesystem::read_symlink(entry).string();
+            else
+                tree[below] = entry.is_directory() ? "/" : contentOf(name + "/" + below);
+        }
+        return tree;
     }
 
     // Paths relative to the folder.

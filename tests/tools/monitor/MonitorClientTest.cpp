@@ -1,19 +1,18 @@
 #include "tools/monitor/MonitorClient.h"
 
+#include "support/ScriptedPeer.h"
+#include "support/SourceTree.h"
 #include "support/WaitUntil.h"
+#include "tools/dm/WatchText.h"
 
 #include <dm/monitor.h>
-#include <zul/Listener.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <memory>
 #include <mutex>
 
 using monitor::MonitorEvent;
 using support::waitUntil;
 using testing::ElementsAre;
-using Kind = MonitorEvent::Kind;
 
 namespace {
 
@@ -28,13 +27,6 @@ protected:
         dm::setDataParserCallback(nullptr);
     }
 
-    void startGame()
-    {
-        dm::setDataParserCallback(this);
-        dm::init(0);
-        ASSERT_NE(dm::getMonitorPort(), 0u);
-    }
-
     void watch(zu::u32 port)
     {
         client = std::make_unique<monitor::MonitorClient>(
@@ -47,27 +39,13 @@ protected:
         client->start();
     }
 
+    // As dm watch does, but without the time.
     static std::string describe(const MonitorEvent& event)
     {
-        switch (event.kind) {
-        case Kind::Connected:
-            return "connected";
-        case Kind::Lost:
-            return "lost: " + event.text;
-        case Kind::Unreachable:
-            return "unreachable";
-        case Kind::NotAMonitor:
-            return "foreign: " + event.text;
-        case Kind::Text:
-            return std::to_string(event.channel) + ": " + event.text;
-        case Kind::Value:
-            return std::to_string(event.group) + "/" + event.name + ": " + event.text;
-        case Kind::Profile:
-            return "profile: " + std::string(event.profile->begin(), event.profile->end());
-        case Kind::LostLines:
-            return "lost lines: " + std::to_string(event.lostLines);
-        }
-        return "";
+        if (event.kind == MonitorEvent::Kind::Profile)
+            return "profile " + std::string(event.profile->begin(), event.profile->end());
+        return tool::isNotice(event) ? tool::watchNotice(event, "it", true)
+                                     : tool::watchText(event).substr(11);
     }
 
     std::vector<std::string> seen()
@@ -76,33 +54,11 @@ protected:
         return lines;
     }
 
-    // The game's frames go on until so much has been seen.
-    void await(size_t count)
+    // The game's frames go on until then.
+    template <typename Condition>
+    static void play(Condition condition)
     {
-        ASSERT_TRUE(waitUntil([&] {
-            dm::update();
-            return seen().size() >= count;
-        })) << testing::PrintToString(seen());
-    }
-
-    // The game has taken the connection when it has got the first data.
-    void attach()
-    {
-        ASSERT_TRUE(waitUntil([&] { return client->sendData("hello"); }));
-        ASSERT_TRUE(waitUntil([&] {
-            dm::update();
-            return !parsed.empty();
-        }));
-    }
-
-    static std::unique_ptr<net::Socket> accept(net::Listener& listener)
-    {
-        std::unique_ptr<net::Socket> accepted;
-        EXPECT_TRUE(waitUntil([&] {
-            accepted.reset(listener.pollConnect());
-            return accepted != nullptr;
-        }));
-        return accepted;
+        ASSERT_TRUE(waitUntil([&] { return dm::update(), condition(); }));
     }
 
     void parseData(const char* data) override { parsed.emplace_back(data); }
@@ -117,18 +73,17 @@ protected:
 
 TEST_F(MonitorClient, HandsOverInOrderWhatTheGameSendsAndSendsWhatItIsTold)
 {
-    startGame();
+    dm::setDataParserCallback(this);
+    dm::init(0);
     watch(dm::getMonitorPort());
-    attach();
+    ASSERT_TRUE(waitUntil([&] { return client->sendData("hello"); }));
     EXPECT_TRUE(client->request(2));
     EXPECT_FALSE(client->request(3));
     EXPECT_FALSE(client->request(-1));
     EXPECT_FALSE(client->sendData(std::string(65532, 'x')));
     EXPECT_TRUE(client->sendData(std::string(65531, 'x')));
-    EXPECT_TRUE(waitUntil([&] {
-        dm::update();
-        return parsed.size() == 2;
-    }));
+    // The game has taken the connection when it has got data.
+    play([&] { return parsed.size() == 2; });
     EXPECT_EQ(parsed[1].size(), 65531u);
     EXPECT_TRUE(dm::checkAndClearRequest(2));
 
@@ -142,27 +97,26 @@ TEST_F(MonitorClient, HandsOverInOrderWhatTheGameSendsAndSendsWhatItIsTold)
         net::Packet packet(id);
         dm::broadcastPacket(&packet);
     }
-    std::vector<std::string> expected = {"connected", "-1: text", "7/name: value", "lost lines: 12",
-                                         "profile: snapshot"};
+    std::vector<std::string> expected = {
+        "dm: connected to it\n", "[-1] text\n", tool::groupName(7) + ": name = value\n",
+        "(12 lines were lost: they came faster than they were read)\n", "profile snapshot"};
     for (int i = 0; i < 5000; ++i) {
         dm::print("%d", i);
-        expected.push_back("0: " + std::to_string(i));
+        expected.push_back("[0] " + std::to_string(i) + "\n");
     }
-    await(expected.size());
+    play([&] { return seen().size() >= expected.size(); });
     EXPECT_EQ(seen(), expected);
 }
 
 TEST_F(MonitorClient, SaysOnceThatItIsTurnedAway)
 {
-    net::Listener listener(0);
-    watch(listener.getPort());
+    support::ScriptedServer game;
+    watch(game.port());
     for (int times = 0; times < 3; ++times)
-        accept(listener).reset();
-    const auto taken = accept(listener);
-    net::Packet packet(1);
-    packet << 0 << "welcome";
-    taken->sendPacket(&packet);
-    await(4);
-    EXPECT_THAT(seen(),
-                ElementsAre("connected", testing::StartsWith("lost: "), "connected", "0: welcome"));
+        game.accept();
+    support::ScriptedPeer taken = game.accept();
+    taken.sendRaw(support::documentedFrames("monitor.md")["Text"]);
+    ASSERT_TRUE(waitUntil([&] { return seen().size() >= 4; }));
+    EXPECT_THAT(seen(), ElementsAre("dm: connected to it\n", testing::StartsWith("dm: lost the"),
+                                    "dm: connected to it\n", "[2] h\n"));
 }

@@ -1,41 +1,13 @@
 #include "tools/monitor/Recording.h"
 
 #include "support/SourceTree.h"
+#include "tools/monitor/Events.h"
 #include "zul/FileFixture.h"
 
 using monitor::MonitorEvent;
 using monitor::RecordingDecoder;
-using Kind = MonitorEvent::Kind;
-using namespace std::chrono_literals;
 
 namespace {
-
-MonitorEvent textEvent(const std::string& text)
-{
-    MonitorEvent event;
-    event.time = 200ms;
-    event.wallClock = 1795288000s;
-    event.channel = 2;
-    event.text = text;
-    return event;
-}
-
-std::vector<MonitorEvent> oneOfEach()
-{
-    std::vector<MonitorEvent> events;
-    for (int kind = static_cast<int>(Kind::Connected); kind <= static_cast<int>(Kind::LostLines);
-         ++kind)
-    {
-        MonitorEvent& event = events.emplace_back(textEvent("why"));
-        event.kind = static_cast<Kind>(kind);
-        event.group = -1;
-        event.name = "frame";
-        event.lostLines = 1ull << 40;
-        if (event.kind == Kind::Profile)
-            event.profile = std::make_shared<const std::vector<zu::u8>>(70000, '\0');
-    }
-    return events;
-}
 
 std::string encode(const std::vector<MonitorEvent>& events)
 {
@@ -45,52 +17,33 @@ std::string encode(const std::vector<MonitorEvent>& events)
     return bytes;
 }
 
-struct Decoded
+/// The texts of the events that it gives for these bytes.
+std::vector<std::string> decode(RecordingDecoder& decoder, const std::string& bytes)
 {
-    std::vector<std::string> texts;
-    RecordingDecoder::Status status = RecordingDecoder::Status::Event;
-    zu::u64 goodBytes = 0;
-};
-
-Decoded decode(const std::string& bytes)
-{
-    RecordingDecoder decoder;
     decoder.feed({reinterpret_cast<const zu::u8*>(bytes.data()), bytes.size()});
-    Decoded result;
+    std::vector<std::string> texts;
     MonitorEvent event;
-    while ((result.status = decoder.next(event)) == RecordingDecoder::Status::Event)
-        result.texts.push_back(event.text);
-    result.goodBytes = decoder.goodBytes();
-    return result;
+    while (decoder.next(event) == RecordingDecoder::Status::Event)
+        texts.push_back(event.text);
+    return texts;
 }
 
-class Kept : public monitor::MonitorOutput
-{
-public:
-    void take(monitor::MonitorEvents taken) override
-    {
-        events.insert(events.end(), taken.begin(), taken.end());
-    }
-
-    std::vector<MonitorEvent> events;
-};
-
-class Recording : public FileFixture
+class Recording : public FileFixture, public monitor::MonitorOutput
 {
 protected:
-    void write(const std::string& bytes) const
+    void take(monitor::MonitorEvents taken) override
     {
-        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        kept.insert(kept.end(), taken.begin(), taken.end());
     }
 
     monitor::ReplayEnd replay()
     {
-        kept.events.clear();
-        return monitor::replay(path, kept, [] { return true; });
+        kept.clear();
+        return monitor::replay(path, *this, [] { return true; });
     }
 
     const std::string path = at("recording");
-    Kept kept;
+    std::vector<MonitorEvent> kept;
 };
 
 } // namespace
@@ -99,7 +52,8 @@ TEST(RecordingDecoder, ReadsWhatIsDocumented)
 {
     const std::string documented = support::documentedFrames("monitor.md")["Recording"];
     EXPECT_EQ(encode({textEvent("hello")}), documented);
-    EXPECT_THAT(decode(documented).texts, testing::ElementsAre("hello"));
+    RecordingDecoder decoder;
+    EXPECT_THAT(decode(decoder, documented), testing::ElementsAre("hello"));
 }
 
 TEST(RecordingDecoder, GivesAllThatIsWholeBeforeACutOrDamageAndNothingElse)
@@ -107,34 +61,41 @@ TEST(RecordingDecoder, GivesAllThatIsWholeBeforeACutOrDamageAndNothingElse)
     const std::string first = encode({textEvent("first")});
     const std::string both = encode({textEvent("first"), textEvent("second")});
     for (size_t size = 0; size < both.size(); ++size) {
-        const Decoded cut = decode(both.substr(0, size));
-        ASSERT_EQ(cut.status, RecordingDecoder::Status::NeedsMore) << size;
-        ASSERT_EQ(cut.texts.size(), size < first.size() ? 0u : 1u) << size;
+        RecordingDecoder cut;
+        ASSERT_EQ(decode(cut, both.substr(0, size)).size(), size < first.size() ? 0u : 1u) << size;
+        MonitorEvent event;
+        ASSERT_EQ(cut.next(event), RecordingDecoder::Status::NeedsMore) << size;
     }
     for (size_t place = 0; place < both.size(); ++place) {
         std::string damaged = both;
         damaged[place] = static_cast<char>(damaged[place] ^ 0x41);
-        const Decoded read = decode(damaged);
-        ASSERT_EQ(read.texts.size(), place < first.size() ? 0u : 1u) << place;
-        ASSERT_EQ(read.goodBytes, read.texts.empty() ? (place < 8 ? 0 : 8) : first.size());
+        RecordingDecoder read;
+        const bool isFirstWhole = place >= first.size();
+        ASSERT_EQ(decode(read, damaged).size(), isFirstWhole ? 1u : 0u) << place;
+        ASSERT_EQ(read.goodBytes(), isFirstWhole ? first.size() : place < 8 ? 0 : 8);
     }
 }
 
 TEST_F(Recording, ReplaysEveryKindAsItWas)
 {
-    const std::vector<MonitorEvent> events = oneOfEach();
+    std::vector<MonitorEvent> events;
+    for (const Kind kind : {Kind::Connected, Kind::Lost, Kind::Unreachable, Kind::NotAMonitor,
+                            Kind::Text, Kind::Value, Kind::Profile, Kind::LostLines})
+        events.push_back(eventOf(kind, std::string(70000, '\0'), "frame"));
+    events[5].group = -1;
+    events[7].lostLines = 1ull << 40;
     monitor::RecordingWriter(path).take(events);
     EXPECT_EQ(replay().events, events.size());
-    EXPECT_EQ(encode(kept.events), encode(events));
-    EXPECT_EQ(kept.events[4].channel, 2);
-    EXPECT_EQ(kept.events[5].group, -1);
-    EXPECT_EQ(kept.events[6].profile->size(), 70000u);
+    EXPECT_EQ(encode(kept), encode(events));
+    EXPECT_EQ(kept[4].channel, 2);
+    EXPECT_EQ(kept[5].group, -1);
+    EXPECT_EQ(kept[6].profile->size(), 70000u);
 }
 
 TEST_F(Recording, GoesOnBehindTheLastWholeRecordOfAFileThatIsThere)
 {
     const std::string whole = encode({textEvent("before")});
-    write(whole + "cut");
+    make("recording", whole + "cut");
     EXPECT_EQ(replay().ignoredBytes, 3u);
     {
         monitor::RecordingWriter writer(path);
@@ -143,9 +104,9 @@ TEST_F(Recording, GoesOnBehindTheLastWholeRecordOfAFileThatIsThere)
         writer.take({&event, 1});
         EXPECT_EQ(replay().events, 2u) << "while the writer is still there";
     }
-    EXPECT_EQ(kept.events[1].text, "after");
-    write("dmw"); // killed at once
-    monitor::RecordingWriter(path).take(kept.events);
+    EXPECT_EQ(kept[1].text, "after");
+    make("recording", "dmw"); // killed at once
+    monitor::RecordingWriter(path).take(kept);
     EXPECT_EQ(replay().events, 2u);
 }
 
@@ -154,12 +115,12 @@ TEST_F(Recording, LeavesAloneWhatItCannotGoOnWith)
     std::string damaged = encode({textEvent("x"), textEvent("y")});
     damaged[20] ^= 1;
     for (const std::string& bytes : {std::string("no recording"), damaged}) {
-        write(bytes);
+        make("recording", bytes);
         EXPECT_THROW(monitor::RecordingWriter writer(path), std::runtime_error);
         EXPECT_EQ(std::filesystem::file_size(path), bytes.size());
     }
     EXPECT_TRUE(replay().isDamaged);
-    write("no recording");
+    make("recording", "no recording");
     EXPECT_THROW(replay(), std::runtime_error);
     EXPECT_THROW(monitor::RecordingWriter("/"), std::runtime_error);
 }

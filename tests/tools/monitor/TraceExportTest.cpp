@@ -7,6 +7,8 @@
 
 using d::Profile::Snapshot;
 using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
 
 namespace {
 
@@ -32,28 +34,27 @@ Snapshot snapshot(zu::u64 takenAt, std::vector<Snapshot::Thread> threads)
     return made;
 }
 
-nlohmann::json eventsOf(const monitor::TraceExport& trace)
+// As "process/thread phase name begin duration".
+std::vector<std::string> linesOf(const nlohmann::json& trace)
+{
+    std::vector<std::string> lines;
+    for (const nlohmann::json& event : trace["traceEvents"]) {
+        std::string& line = lines.emplace_back(event["pid"].dump() + "/" + event["tid"].dump());
+        for (const char* key : {"ph", "name", "ts", "dur"})
+            if (event.contains(key))
+                line += " " + (event[key].is_string() ? event[key].get<std::string>()
+                                                      : event[key].dump());
+        if (event.contains("args"))
+            line += " " + event["args"]["name"].get<std::string>();
+    }
+    return lines;
+}
+
+std::vector<std::string> linesOf(const monitor::TraceExport& trace)
 {
     std::string json;
     trace.write([&](std::string_view piece) { json += piece; });
-    return nlohmann::json::parse(json)["traceEvents"];
-}
-
-// Lines as "process/thread phase name begin duration".
-std::vector<std::string> linesOf(const nlohmann::json& events)
-{
-    std::vector<std::string> lines;
-    for (const nlohmann::json& event : events) {
-        std::string line = event["pid"].dump() + "/" + event["tid"].dump() + " ";
-        line += event["ph"].get<std::string>() + " " + event["name"].get<std::string>();
-        for (const char* key : {"ts", "dur"})
-            if (event.contains(key))
-                line += " " + event[key].dump();
-        if (event.contains("args"))
-            line += " " + event["args"]["name"].get<std::string>();
-        lines.push_back(line);
-    }
-    return lines;
+    return linesOf(nlohmann::json::parse(json));
 }
 
 } // namespace
@@ -66,14 +67,13 @@ TEST(TraceExport, HasZonesInMicrosecondsFramesAndNamesOnTheToolsTimeLine)
     monitor::TraceExport trace;
     trace.beginRun("game");
     trace.add(taken, 2s);
-    EXPECT_THAT(linesOf(eventsOf(trace)),
-                testing::ElementsAre("1/0 M process_name game", "1/7 M thread_name main",
-                                     "1/7 X outer 1999000.0 900.5",
-                                     "1/7 X \uFFFD\"<script>\n 1999100.0 100.0",
-                                     "1/7 i frame 1999000.0"));
-    const auto alone =
-        linesOf(nlohmann::json::parse(monitor::toTrace(taken, "game"))["traceEvents"]);
-    EXPECT_EQ(alone[2], "1/7 X outer 0.0 900.5") << "nothing is earlier than 0";
+    EXPECT_THAT(linesOf(trace),
+                ElementsAre("1/0 M process_name game", "1/7 M thread_name main",
+                            "1/7 X outer 1999000.0 900.5",
+                            "1/7 X \uFFFD\"<script>\n 1999100.0 100.0", "1/7 i frame 1999000.0"));
+    EXPECT_THAT(linesOf(nlohmann::json::parse(monitor::toTrace(taken, "game"))),
+                Contains("1/7 X outer 0.0 900.5"))
+        << "nothing is earlier than 0";
 }
 
 TEST(TraceExport, AddsOnlyWhatEarlierSnapshotsOfTheRunDidNotHave)
@@ -89,10 +89,10 @@ TEST(TraceExport, AddsOnlyWhatEarlierSnapshotsOfTheRunDidNotHave)
     trace.beginRun("second");
     trace.add(second, 3ms);
     EXPECT_EQ(trace.entries(), 6u);
-    const auto lines = linesOf(eventsOf(trace));
-    EXPECT_THAT(lines, testing::Contains("1/7 X outer 999.05 0.95"));
-    EXPECT_THAT(lines, testing::Contains("1/10000007 X inner 1000.5 0.1"));
-    EXPECT_THAT(lines, testing::Contains("2/7 M thread_name main"));
+    const auto lines = linesOf(trace);
+    EXPECT_THAT(lines, Contains("1/7 X outer 999.05 0.95"));
+    EXPECT_THAT(lines, Contains("1/10000007 X inner 1000.5 0.1"));
+    EXPECT_THAT(lines, Contains("2/7 M thread_name main"));
 }
 
 TEST(TraceExport, KeepsToItsLimitsWhateverComes)
@@ -104,18 +104,19 @@ TEST(TraceExport, KeepsToItsLimitsWhateverComes)
                   std::chrono::microseconds::max());
     EXPECT_EQ(trace.entries(), monitor::TraceExport::kMaxThreads);
     EXPECT_EQ(trace.droppedEntries(), 10u);
-    EXPECT_EQ(eventsOf(trace).size(), 1 + 2 * monitor::TraceExport::kMaxThreads);
+    EXPECT_EQ(linesOf(trace).size(), 1 + 2 * monitor::TraceExport::kMaxThreads);
 }
 
 TEST(TraceExport, IsProperlyNestedWhateverTheSnapshotSays)
 {
-    Snapshot taken = snapshot(~zu::u64{0}, {thread(0, "",
-                                                   {{0, 0, 1000},
-                                                    {1, 0, 1000},
-                                                    {1, 500, 2000},
-                                                    {0, 600, ~zu::u64{0}},
-                                                    {1, 1000, 1000},
-                                                    {0, 900, 950}})});
+    const zu::u64 never = ~zu::u64{0};
+    Snapshot taken = snapshot(never, {thread(0, "",
+                                             {{0, 0, 1000},
+                                              {1, 0, 1000},
+                                              {1, 500, 2000},
+                                              {0, 600, never},
+                                              {1, 1000, 1000},
+                                              {0, 900, 950}})});
     taken.ticksPerSecond = 1;
     const auto events = nlohmann::json::parse(monitor::toTrace(taken, ""))["traceEvents"];
     std::vector<double> ends;

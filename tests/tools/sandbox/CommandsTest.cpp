@@ -1,7 +1,7 @@
 #include "tools/sandbox/Commands.h"
 
+#include "support/PipeFixture.h"
 #include "support/RecordingShapes.h"
-#include "support/WaitUntil.h"
 #include "tools/sandbox/Background.h"
 #include "tools/sandbox/CommandGroups.h"
 #include "tools/sandbox/Pipes.h"
@@ -10,8 +10,6 @@
 
 #include <zul/File.h>
 #include <zul/FileSystem.h>
-
-#include <future>
 
 namespace {
 
@@ -91,37 +89,33 @@ TEST(VariableTable, SetsWhatFitsAndSaysWhatDoesNot)
     const int& count = variables.addInt("count", 5, -3, 10, "");
     const float& speed = variables.addFloat("speed", 0.5f, 0, 2, "");
     const std::string& name = variables.addText("name", "ab", 8, "", {isShort, "a short name"});
-    const auto problem = [&](const char* variable, const char* value) {
+    const auto problem = [&](const char* variable, const char* value) -> std::string {
         try {
-            variables.set(variable, value);
+            return variables.set(variable, value), "";
         } catch (const VariableError& error) {
-            return std::string(error.what());
+            return error.what();
         }
-        return std::string();
     };
+    using Row = std::array<const char*, 3>;
     for (const auto& [variable, value, shown] :
-         std::vector<std::tuple<const char*, const char*, const char*>>{
-             {"FLAG", "Off", "off"},
-             {"flag", "yes", "on"},
-             {"count", "-3", "-3"},
-             {"count", "+7", "7"},
-             {"speed", "1e0", "1"},
-             {"speed", "DEFAULT", "0.5"},
-             {"name", "", "\"\""},
-         })
+         {Row{"FLAG", "Off", "off"}, Row{"flag", "yes", "on"}, Row{"count", "-3", "-3"},
+          Row{"count", "+7", "7"}, Row{"speed", "1e0", "1"}, Row{"speed", "DEFAULT", "0.5"},
+          Row{"name", "", "\"\""}})
     {
         EXPECT_EQ(problem(variable, value), "");
         EXPECT_EQ(variables.get(variable), shown);
     }
-    EXPECT_EQ(problem("count", "11"),
-              "count cannot be \"11\": it is a whole number from -3 to 10, default 5");
-    EXPECT_EQ(problem("flag", "2"), "flag cannot be \"2\": it is on or off, default on");
-    EXPECT_EQ(problem("name", "abc"), "name cannot be \"abc\": it is a short name, default \"ab\"");
+    for (const auto& [variable, value, wanted] :
+         {Row{"count", "11", "a whole number from -3 to 10, default 5"},
+          Row{"flag", "2", "on or off, default on"},
+          Row{"name", "abc", "a short name, default \"ab\""}})
+        EXPECT_EQ(problem(variable, value),
+                  std::string(variable) + " cannot be \"" + value + "\": it is " + wanted);
     EXPECT_EQ(problem("nothing", "1"), "there is no variable \"nothing\"; get lists them");
     for (const char* const wrong : {"", "1x", "nan", "inf", "-0.1", "2.5", "1e99", " 1"})
         EXPECT_NE(problem("speed", wrong), "") << wrong;
-    EXPECT_NE(problem("count", "1.5"), "");
-    EXPECT_NE(problem("count", "99999999999"), "");
+    for (const char* const wrong : {"1.5", "99999999999"})
+        EXPECT_NE(problem("count", wrong), "") << wrong;
     variables.toggle("flag");
     EXPECT_THROW(variables.toggle("count"), VariableError);
     EXPECT_EQ(std::tie(flag, count, speed, name), std::make_tuple(false, 7, 0.5f, std::string()));
@@ -144,18 +138,21 @@ TEST(CommandText, IsCutIntoNameRestAndWords)
 
 TEST_F(CommandTable, RunsWhatIsEntered)
 {
-    EXPECT_EQ(enter("echo 100% %s %n"), "100% %s %n\n");
-    EXPECT_EQ(enter("set speed 2; GET Speed"), "speed = 2\nspeed = 2\n");
-    EXPECT_EQ(enter("speed = 3; speed"), "speed = 3\nspeed = 3\n");
-    EXPECT_EQ(enter("toggle paused"), "Paused = on\n");
-    EXPECT_EQ(enter("set speed fast"),
-              "set: speed cannot be \"fast\": it is a number from 0 to 10, default 1\n");
-    EXPECT_EQ(enter("nonsense 1"), "\"nonsense\" is neither a command nor a variable; try help\n");
+    const std::pair<const char*, const char*> rows[] = {
+        {"echo 100% %s %n", "100% %s %n\n"},
+        {"set speed 2; GET Speed", "speed = 2\nspeed = 2\n"},
+        {"speed = 3; speed", "speed = 3\nspeed = 3\n"},
+        {"toggle paused", "Paused = on\n"},
+        {"set speed fast",
+         "set: speed cannot be \"fast\": it is a number from 0 to 10, default 1\n"},
+        {"nonsense 1", "\"nonsense\" is neither a command nor a variable; try help\n"},
+        {"find stands still", "  paused = on               Whether time stands still.\n"},
+    };
+    for (const auto& [line, printed] : rows)
+        EXPECT_EQ(enter(line), printed);
     EXPECT_NE(enter("help").find("  set NAME VALUE"), std::string::npos);
     EXPECT_NE(enter("help speed").find("speed = 3, a number from 0 to 10, default 1\n  How fast."),
               std::string::npos);
-    EXPECT_EQ(enter("find stands still"),
-              "  paused = on               Whether time stands still.\n");
     commands->remember("get speed");
     EXPECT_EQ(enter("history"), "  1                         get speed\n");
     for (const auto& [name, command] : commands->all()) {
@@ -164,24 +161,15 @@ TEST_F(CommandTable, RunsWhatIsEntered)
     }
 }
 
-TEST_F(CommandTable, NamesAreCompleted)
-{
-    for (const char character : std::string("get spe"))
-        console->deliverKeystroke(231, character, false, false, false);
-    console->deliverKeystroke(9, 0, false, false, false);
-    EXPECT_EQ(typed(), "get speed");
-}
-
 TEST_F(CommandTable, AliasesThatLoopAreTakenBack)
 {
     enter("alias slow set speed 0.5; echo slowly");
     EXPECT_EQ(enter("slow"), "speed = 0.5\nslowly\n");
-    EXPECT_EQ(enter("alias \"SLOW\" \"echo slow\""),
-              "alias: ScrollingTextWindow: Resolving alias \"slow\" causes a loop - alias used "
-              "inside alias\n");
-    EXPECT_EQ(enter("alias other echo; other"),
-              "alias: ScrollingTextWindow: Resolving alias \"other\" causes a loop - alias used "
-              "inside alias\n");
+    for (const auto& [name, text] :
+         {std::pair("slow", "echo slow"), std::pair("other", "echo; other")})
+        EXPECT_EQ(enter(std::string("alias \"") + name + "\" \"" + text + "\""),
+                  std::string("alias: ScrollingTextWindow: Resolving alias \"") + name +
+                      "\" causes a loop - alias used inside alias\n");
     EXPECT_EQ(enter("aliases"), "  slow                      set speed 0.5; echo slowly\n");
     EXPECT_EQ(enter("unalias \"slow\"; aliases"),
               "\"slow\" stands for itself again\nthere are no aliases\n");
@@ -207,11 +195,14 @@ TEST_F(ExecCommand, RunsLinesInOrderAndLeavesWhatIsTyped)
          "# a comment\n\n  speed 4; exec \"" + at("inner.cfg") + "\"; echo between\r\necho 100%\n");
     EXPECT_EQ(enter("exec \"" + at("outer.cfg") + "\"; echo last"),
               "speed = 4\ninner\nbetween\n100%\nlast\n");
-    console->setText("half a li");
+    console->setText("get spe");
     console->deliverKeystroke(37, 0, false, false, false);
     commands->runLine("echo from a tool");
     console->deliverKeystroke(231, '|', false, false, false);
-    EXPECT_EQ(typed(), "half a l|i") << "the cursor is where it was";
+    EXPECT_EQ(typed(), "get sp|e") << "the cursor is where it was";
+    console->setText("get spe");
+    console->deliverKeystroke(9, 0, false, false, false);
+    EXPECT_EQ(typed(), "get speed") << "names are completed";
     EXPECT_EQ(enter("exec nowhere.cfg; echo on"),
               "exec: Cannot open the file \"nowhere.cfg\" for reading\non\n");
 }
@@ -281,53 +272,41 @@ TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
                pipes->find("BUILD")->isConnected();
     }));
 
-    auto answer = std::async([asking] {
-        char data[256] = {};
-        dm::uint32 size = 0;
-        const auto text =
-            asking->sendRequest("set speed 7", 0, data, sizeof data, &size, nullptr, 0);
-        return std::string(text.c_str()) + ": " + std::string(data, size);
-    });
+    const auto expectPrinted = [this](const char* text) {
+        EXPECT_TRUE(support::waitUntil([&] {
+            background->poll();
+            return output->transcript().find(text) != std::string::npos;
+        })) << text;
+    };
+    auto answer = support::askAside(asking, "set speed 7", "", 256);
     ASSERT_TRUE(support::waitUntil([&] {
         pipes->poll();
-        return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        return support::isDone(answer, std::chrono::milliseconds(0));
     }));
-    EXPECT_EQ(answer.get(), "ok: speed = 7\n");
+    EXPECT_EQ(answer.get(), (support::Answer{"ok", "speed = 7\n"}));
 
     asking->sendNotify("hi 100%s", 5);
-    EXPECT_TRUE(support::waitUntil([&] {
-        return output->transcript().find("[console] hi 100%s (5)\n") != std::string::npos;
-    }));
+    expectPrinted("[console] hi 100%s (5)\n");
 
     EXPECT_EQ(enter("call build all of it"), ""); // and the game goes on
     EXPECT_EQ(enter("notify build now"), "sent\n");
-    std::string request;
-    ASSERT_TRUE(support::waitUntil([&] {
-        request = answering->receiveRequest(nullptr).c_str();
-        return !request.empty();
-    }));
-    EXPECT_EQ(request, "all of it");
+    EXPECT_EQ(support::takeRequest(answering), "all of it");
     answering->respond("done", "2 errors", 8);
-    EXPECT_TRUE(support::waitUntil([&] {
-        background->poll();
-        return output->transcript().find("[build] done (8 bytes)\n2 errors\n") != std::string::npos;
-    }));
+    expectPrinted("[build] done (8 bytes)\n2 errors\n");
 
     // Ending answers whoever asked for it, and waits for nobody.
     bool isOver = false;
     commands->add({"quit", "", "Ends.", [&](const CommandText&) { isOver = true; }});
     enter("call build and never answered");
-    auto last = std::async([asking] {
-        return std::string(asking->sendRequest("quit", 0, nullptr, 0, nullptr, nullptr, 0).c_str());
-    });
+    auto last = support::askAside(asking, "quit");
     EXPECT_TRUE(support::waitUntil([&] {
         pipes->poll();
         return isOver;
     }));
     pipes->close();
     background = nullptr;
-    EXPECT_TRUE(last.wait_for(std::chrono::seconds(10)) == std::future_status::ready &&
-                last.get() == "ok");
+    ASSERT_TRUE(support::isDone(last));
+    EXPECT_EQ(last.get().text, "ok");
     dm::deinitCommunicationManager("tool");
 }
 
