@@ -1,3 +1,4 @@
+#include "tools/dm/Sha256.h"
 #include "tools/sandbox/Background.h"
 #include "tools/sandbox/CommandGroups.h"
 #include "tools/sandbox/Commands.h"
@@ -5,6 +6,8 @@
 
 #include <zul/File.h>
 #include <zul/FileSystem.h>
+#include <zul/Profile.h>
+#include <zul/Timer.h>
 
 #include <algorithm>
 #include <memory>
@@ -102,6 +105,56 @@ std::string showFile(const std::string& path)
     return text;
 }
 
+/// The file, or all files below the folder, in the order of their paths.
+std::vector<std::string> filesAt(zu::FileSystem& files, const std::string& path)
+{
+    if (files.fileExists(path.c_str()))
+        return {path};
+    if (!files.directoryExists(path.c_str()))
+        throw CommandError("there is no file or folder \"" + path + '"');
+    zu::FileSystem::PathList found;
+    files.listFiles(found, path.c_str(), nullptr, true);
+    std::vector<std::string> paths;
+    for (const auto& file : found)
+        paths.emplace_back(file.c_str());
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+/// Adds the file to the hash and returns its size.
+zu::u64 hashFile(const std::string& path, zu::FileSystem& files, const Background& background,
+                 tool::Sha256& hash)
+{
+    ZUL_PROFILE_ZONE("read file");
+    constexpr size_t kBlockBytes = 1024 * 1024;
+    zu::File file(path.c_str(), zu::File::Read, files);
+    const zu::u64 size = file.getSize();
+    std::vector<char> block(static_cast<size_t>(std::min<zu::u64>(size, kBlockBytes)));
+    for (zu::u64 done = 0; done < size;) {
+        const zu::u64 count = file.read(block.data(), std::min<zu::u64>(size - done, kBlockBytes));
+        if (count == 0 || background.isEnding())
+            throw CommandError('"' + path + "\" could not be read to its end");
+        hash.add(block.data(), static_cast<size_t>(count));
+        done += count;
+    }
+    return size;
+}
+
+std::string readAll(const std::string& path, zu::FileSystem& files, const Background& background)
+{
+    const zu::Timer timer;
+    tool::Sha256 hash;
+    zu::u64 bytes = 0;
+    const std::vector<std::string> paths = filesAt(files, path);
+    for (const std::string& file : paths)
+        bytes += hashFile(file, files, background, hash);
+    const double seconds = timer.getElapsed();
+    return zu::str("read %zu files, %llu bytes in %.3f s, %.1f MB/s, sha256 %s", paths.size(),
+                   static_cast<unsigned long long>(bytes), seconds,
+                   static_cast<double>(bytes) / 1e6 / seconds, hash.finish().c_str())
+        .c_str();
+}
+
 std::string pathOf(const CommandText& text)
 {
     if (text.words.empty())
@@ -127,6 +180,17 @@ Background::Work printing(const char* command, Output& output, std::function<std
         }
         return [&output, text] { output.print(text); };
     };
+}
+
+// Aside: it may be a lot, and other files are not to wait for it. The file system is the one that
+// is installed now: it is not when its server is gone for a while, and this goes on then.
+void read(Background& background, Output& output, const CommandText& text)
+{
+    const std::string path = pathOf(text);
+    zu::FileSystem& files = zu::FileSystem::get();
+    const auto reading = [path, &files, &background] { return readAll(path, files, background); };
+    if (!background.aside(printing("read", output, reading)))
+        throw CommandError("too much is being read");
 }
 
 void exec(Commands& commands, Background& background, Output& output, const CommandText& text)
@@ -166,6 +230,10 @@ void addFileCommands(Commands& commands, Background& background, Output& output)
                       background.inOrder(
                           printing("cat", output, [path] { return showFile(path); }));
                   }});
+    commands.add({"read", "PATH",
+                  "Reads a file, or all files below a folder, and tells how much that was, how "
+                  "fast it came, and the SHA-256 of it all in the order of the paths.",
+                  [&](const CommandText& text) { read(background, output, text); }});
     commands.add({"write", "FILE TEXT",
                   "Writes a text into a file, with a line end. What was in the file is gone.",
                   [&](const CommandText& text) {

@@ -55,6 +55,15 @@ bool Pipes::listen(int port)
     return true;
 }
 
+void Pipes::join(const std::string& host, int port)
+{
+    runsLines = true;
+    // It learns the address last: whoever is in the hub already may have something to say at once.
+    start(dm::initCommunicationManagerAsClient(kManagerName, "", port));
+    manager->getPipe(kConsolePipe);
+    manager->setHost(host.c_str(), static_cast<dm::uint32>(port));
+}
+
 void Pipes::connect(const std::string& host, int port)
 {
     start(dm::initCommunicationManagerAsClient(kManagerName, host.c_str(), port));
