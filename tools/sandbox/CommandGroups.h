@@ -25,7 +25,7 @@ void addVariableCommands(Commands& commands, Variables& variables, dm::Console& 
 /// exec, ls, cat, read, write, dump: through the installed file system.
 void addFileCommands(Commands& commands, Background& background, Output& output);
 
-/// pipes, notify, call, ping
+/// pipes, open, notify, call, ping
 void addPipeCommands(Commands& commands, Pipes& pipes, Background& background, Output& output);
 
 /// profile

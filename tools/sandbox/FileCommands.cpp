@@ -4,6 +4,7 @@
 #include "tools/sandbox/Commands.h"
 #include "tools/sandbox/Latin1.h"
 
+#include <dm/monitor.h>
 #include <zul/File.h>
 #include <zul/FileSystem.h>
 #include <zul/Profile.h>
@@ -121,37 +122,50 @@ std::vector<std::string> filesAt(zu::FileSystem& files, const std::string& path)
     return paths;
 }
 
-/// Adds the file to the hash and returns its size.
-zu::u64 hashFile(const std::string& path, zu::FileSystem& files, const Background& background,
-                 tool::Sha256& hash)
+/// What was read, and how long it took without the hashing.
+struct Reading
 {
-    ZUL_PROFILE_ZONE("read file");
-    constexpr size_t kBlockBytes = 1024 * 1024;
-    zu::File file(path.c_str(), zu::File::Read, files);
-    const zu::u64 size = file.getSize();
-    std::vector<char> block(static_cast<size_t>(std::min<zu::u64>(size, kBlockBytes)));
-    for (zu::u64 done = 0; done < size;) {
-        const zu::u64 count = file.read(block.data(), std::min<zu::u64>(size - done, kBlockBytes));
-        if (count == 0 || background.isEnding())
-            throw CommandError('"' + path + "\" could not be read to its end");
-        hash.add(block.data(), static_cast<size_t>(count));
-        done += count;
+    zu::FileSystem& files;
+    const Background& background;
+    tool::Sha256 hash{};
+    zu::u64 bytes = 0;
+    double seconds = 0;
+
+    void add(const std::string& path)
+    {
+        ZUL_PROFILE_ZONE("read file");
+        constexpr zu::u64 kBlockBytes = 1024 * 1024;
+        zu::Timer timer;
+        zu::File file(path.c_str(), zu::File::Read, files);
+        zu::u64 left = file.getSize();
+        std::vector<char> block(static_cast<size_t>(std::min(left, kBlockBytes)));
+        while (left > 0) {
+            const zu::u64 count = file.read(block.data(), std::min(left, kBlockBytes));
+            if (count == 0 || background.isEnding())
+                throw CommandError('"' + path + "\" could not be read to its end");
+            seconds += timer.getElapsed();
+            hash.add(block.data(), static_cast<size_t>(count));
+            left -= count;
+            bytes += count;
+            dm::printInPlace(dm::StreamingStatistics, "bytes read", "%llu",
+                             static_cast<unsigned long long>(bytes));
+            timer.restart();
+        }
     }
-    return size;
-}
+};
 
 std::string readAll(const std::string& path, zu::FileSystem& files, const Background& background)
 {
+    Reading reading{files, background};
     const zu::Timer timer;
-    tool::Sha256 hash;
-    zu::u64 bytes = 0;
     const std::vector<std::string> paths = filesAt(files, path);
+    reading.seconds = timer.getElapsed();
     for (const std::string& file : paths)
-        bytes += hashFile(file, files, background, hash);
-    const double seconds = timer.getElapsed();
+        reading.add(file);
     return zu::str("read %zu files, %llu bytes in %.3f s, %.1f MB/s, sha256 %s", paths.size(),
-                   static_cast<unsigned long long>(bytes), seconds,
-                   static_cast<double>(bytes) / 1e6 / seconds, hash.finish().c_str())
+                   static_cast<unsigned long long>(reading.bytes), reading.seconds,
+                   static_cast<double>(reading.bytes) / 1e6 / reading.seconds,
+                   reading.hash.finish().c_str())
         .c_str();
 }
 

@@ -427,9 +427,7 @@ void Game::report(float seconds, double workSeconds)
 {
     frameSeconds += (seconds - frameSeconds) * (frameSeconds == 0 ? 1 : 0.05f);
     dm::printInPlace(dm::EngineStatistics, "frame", "%u", frame);
-    dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f",
-                     static_cast<double>(frameSeconds) * 1000);
-    dm::printInPlace(dm::EngineStatistics, "work ms", "%.2f", workSeconds * 1000);
+    dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f", workSeconds * 1000);
     dm::printInPlace(dm::EngineStatistics, "lights", "%zu", scene.lightCount());
     dm::printInPlace("console", "%s", console->isVisible() ? "open" : "hidden");
 }

@@ -18,6 +18,7 @@ namespace sandbox {
 namespace {
 
 constexpr dm::uint32 kMaxAnswerBytes = 64 * 1024;
+constexpr const char* kNoPipes = "there are no pipes: the game was started without them";
 
 dm::CommunicationPipe& connectedPipe(const Pipes& pipes, const CommandText& text)
 {
@@ -34,7 +35,7 @@ dm::CommunicationPipe& connectedPipe(const Pipes& pipes, const CommandText& text
 void listPipes(const Pipes& pipes, Output& output)
 {
     if (!pipes.isOpen()) {
-        output.print("there are no pipes: the game was started without a port for them");
+        output.print(kNoPipes);
         return;
     }
     for (dm::CommunicationPipe* const pipe : pipes.list()) {
@@ -102,6 +103,12 @@ void addPipeCommands(Commands& commands, Pipes& pipes, Background& background, O
 {
     commands.add({"pipes", "", "Lists the pipes and who is at the other end.",
                   [&](const CommandText&) { listPipes(pipes, output); }});
+    commands.add({"open", "PIPE", "Opens a pipe, to call whoever opens it at the other end.",
+                  [&](const CommandText& text) {
+                      if (text.words.empty() || !pipes.isOpen())
+                          throw CommandError(pipes.isOpen() ? "which pipe?" : kNoPipes);
+                      pipes.open(toUtf8(text.words[0]).c_str());
+                  }});
     commands.add({"notify", "PIPE TEXT", "Sends a notification.", [&](const CommandText& text) {
                       dm::CommunicationPipe& pipe = connectedPipe(pipes, text);
                       if (!pipe.sendNotify(toUtf8(text.restFrom(1)).c_str(), 0))
