@@ -10,6 +10,7 @@
 
 declare -A process=() # their ids, by name
 declare -A voice=()   # descriptors on which they are heard
+declare -A may_end=() # whose end is no failure while another is heard
 readonly patience=60  # seconds
 readonly beginning=$EPOCHREALTIME
 
@@ -24,16 +25,11 @@ seconds_since_start() {
 
 # fail EXPECTED FOUND [NAME]: ends the demo. NAME is the program whose log tells more.
 fail() {
-    local log='' name
+    local log=''
     if [[ -n ${3:-} ]]; then
         log="; see $logs/$3.log"
     fi
     printf 'demo: FAILED: %s: %s, but %s%s\n' "$current_step" "$1" "$2" "$log" >&2
-    for name in "${!process[@]}"; do
-        if [[ $name != "${3:-}" ]] && ! is_running "$name"; then
-            printf 'demo: and %s is no longer there; see %s/%s.log\n' "$name" "$logs" "$name" >&2
-        fi
-    done
     exit 1
 }
 
@@ -71,9 +67,22 @@ next_line() {
         if ((code <= 128)); then
             return "$code"
         fi
+        require_running
     done
     return 1
 }
+
+# Fails when a program has ended that should be there.
+require_running() {
+    local name
+    for name in "${!process[@]}"; do
+        if [[ -z ${may_end[$name]:-} ]] && ! is_running "$name"; then
+            fail "$name runs" "it has ended, $(last_words "$name")" "$name"
+        fi
+    done
+}
+
+last_words() { printf 'its last words: "%s"' "$(tail -n 1 "$logs/$1.log")"; }
 
 # hear NAME PATTERN: until it prints a line that the regular expression fits: $line, with
 # BASH_REMATCH.
@@ -85,22 +94,23 @@ hear() {
         fi
     done
     if is_running "$1"; then
-        fail "$1 prints \"$2\"" "it has not for $patience s" "$1"
+        fail "$1 prints '$2'" "it has not for $patience s" "$1"
     fi
-    fail "$1 prints \"$2\"" "it has ended, its last line: $(tail -n 1 "$logs/$1.log")" "$1"
+    fail "$1 prints '$2'" "it has ended, $(last_words "$1")" "$1"
 }
 
 # finish NAME: until it has ended by itself, and well.
 finish() {
     local code=0
-    timeout "$patience" tail -f -s 0.05 --pid="${process[$1]}" /dev/null || true
+    timeout "$patience" tail -f -s 0.05 --pid="${process[$1]}" /dev/null &
+    wait $! || true # and not for it itself, so that Ctrl+C counts at once
     if is_running "$1"; then
         fail "$1 ends" "it has not for $patience s" "$1"
     fi
     wait "${process[$1]}" || code=$?
     unset "process[$1]"
     if ((code != 0)); then
-        fail "$1 ends with 0" "it ended with $code: $(tail -n 1 "$logs/$1.log")" "$1"
+        fail "$1 ends with 0" "it ended with $code, $(last_words "$1")" "$1"
     fi
 }
 
