@@ -16,13 +16,13 @@ using testing::HasSubstr;
 
 namespace {
 
-/// The demo's game in a process of its own, and `dm watch` in others.
+/// The watched game in a process of its own, and `dm watch` in others.
 class WatchTool : public ToolFixture
 {
 protected:
     void startGame(const std::string& port = "0")
     {
-        game = std::make_unique<ChildProcess>(Words{DM_DEMO_GAME_PATH, port});
+        game = std::make_unique<ChildProcess>(Words{DM_WATCHED_GAME_PATH, port});
         const std::string line = game->readLine().value_or("");
         address = line.substr(line.rfind(' ') + 1);
         ASSERT_EQ(line, "playing on " + address);

@@ -30,7 +30,7 @@ function start(program, words, stream, pattern) {
 }
 
 export async function startGame(port = 0) {
-  const { child, found } = await start('dm_demo_game', [port], 'stdout', /playing on .*:(\d+)/);
+  const { child, found } = await start('dm_watched_game', [port], 'stdout', /playing on .*:(\d+)/);
   return { port: found, kill: () => end(child) };
 }
 

@@ -1,10 +1,19 @@
 #include "tools/sandbox/Background.h"
 
+#include <zul/Profile.h>
+#include <zul/Thread.h>
+
 #include <exception>
 #include <system_error>
 #include <utility>
 
 namespace sandbox {
+
+namespace {
+
+constexpr const char* kThreadName = "background";
+
+}
 
 Background::Background(Failed onFailure)
     : failed(std::move(onFailure))
@@ -48,6 +57,7 @@ bool Background::aside(Work work)
     Aside& aside = asides.emplace_back();
     try {
         aside.thread = std::thread([this, &aside, work = std::move(work)] {
+            zu::setThreadName(zu::currentThreadId(), kThreadName);
             Finish finish = attempt(work);
             const std::lock_guard finishing(mutex);
             finished.push_back(std::move(finish));
@@ -58,6 +68,12 @@ bool Background::aside(Work work)
         return false;
     }
     return true;
+}
+
+bool Background::isEnding() const
+{
+    const std::lock_guard lock(mutex);
+    return isOver;
 }
 
 void Background::poll()
@@ -82,6 +98,7 @@ void Background::poll()
 
 Background::Finish Background::attempt(const Work& work) const
 {
+    ZUL_PROFILE_ZONE("background");
     try {
         return work();
     } catch (const std::exception& error) {
@@ -91,6 +108,7 @@ Background::Finish Background::attempt(const Work& work) const
 
 void Background::runInOrder()
 {
+    zu::setThreadName(zu::currentThreadId(), kThreadName);
     std::unique_lock lock(mutex);
     for (;;) {
         changed.wait(lock, [this] { return isOver || !waiting.empty(); });

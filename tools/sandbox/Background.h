@@ -44,6 +44,9 @@ public:
     /// there is no thread to be had.
     bool aside(Work work);
 
+    /// Whether work that takes long had better stop. Any thread.
+    bool isEnding() const;
+
     /// Once per frame.
     void poll();
 
@@ -60,7 +63,7 @@ private:
     const Failed failed;
     bool isImmediate = false;
 
-    std::mutex mutex; // guards what follows, but for the threads themselves
+    mutable std::mutex mutex; // guards what follows, but for the threads themselves
     std::condition_variable changed;
     std::deque<Work> waiting;
     std::vector<Finish> finished;

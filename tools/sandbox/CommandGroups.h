@@ -22,10 +22,10 @@ void addConsoleCommands(Commands& commands, const Variables& variables, dm::Cons
 void addVariableCommands(Commands& commands, Variables& variables, dm::Console& console,
                          Output& output);
 
-/// exec, ls, cat, write, dump: through the installed file system.
+/// exec, ls, cat, read, write, dump: through the installed file system.
 void addFileCommands(Commands& commands, Background& background, Output& output);
 
-/// pipes, notify, call
+/// pipes, open, notify, call, ping
 void addPipeCommands(Commands& commands, Pipes& pipes, Background& background, Output& output);
 
 /// profile

@@ -17,7 +17,7 @@ constexpr Uint32 kFrameMs = 16;
 Display::Session::Session(Kind kind)
 {
     SDL_SetMainReady();
-    if (kind == Headless)
+    if (kind != Window)
         SDL_SetHint(SDL_HINT_VIDEODRIVER, "dummy");
     if (SDL_Init(SDL_INIT_VIDEO) != 0)
         throw SdlError(std::string("cannot open a display: ") + SDL_GetError() +
@@ -39,7 +39,7 @@ Display::Display(Kind wanted, int width, int height)
     : kind(wanted)
     , session(wanted)
 {
-    if (kind == Headless) {
+    if (isHeadless()) {
         surface =
             owned(SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, kPixelFormat), "a picture");
         target = owned(SDL_CreateSoftwareRenderer(surface.get()), "a renderer");
@@ -69,7 +69,7 @@ SDL_Point Display::size() const
 void Display::present()
 {
     SDL_RenderPresent(target.get());
-    if (!waitsForScreen && kind == Window)
+    if (!waitsForScreen && kind != Headless)
         SDL_Delay(kFrameMs);
 }
 

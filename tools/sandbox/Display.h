@@ -15,7 +15,8 @@ public:
     enum Kind
     {
         Window,
-        Headless
+        Headless,         ///< as fast as it can
+        HeadlessAtLeisure ///< at about the rate of a window
     };
 
     Display(Kind kind, int width, int height);
@@ -24,12 +25,12 @@ public:
     Display& operator=(const Display&) = delete;
 
     SDL_Renderer* renderer() const { return target.get(); }
-    bool isHeadless() const { return kind == Headless; }
+    bool isHeadless() const { return kind != Window; }
     /// In pixels.
     SDL_Point size() const;
 
     /// Shows what was drawn. Waits for the screen, or about as long where that cannot be waited
-    /// for; not when there is none.
+    /// for; Headless does not.
     void present();
 
     void toggleFullScreen();

@@ -1,10 +1,14 @@
+#include "tools/dm/Sha256.h"
 #include "tools/sandbox/Background.h"
 #include "tools/sandbox/CommandGroups.h"
 #include "tools/sandbox/Commands.h"
 #include "tools/sandbox/Latin1.h"
 
+#include <dm/monitor.h>
 #include <zul/File.h>
 #include <zul/FileSystem.h>
+#include <zul/Profile.h>
+#include <zul/Timer.h>
 
 #include <algorithm>
 #include <memory>
@@ -102,6 +106,69 @@ std::string showFile(const std::string& path)
     return text;
 }
 
+/// The file, or all files below the folder, in the order of their paths.
+std::vector<std::string> filesAt(zu::FileSystem& files, const std::string& path)
+{
+    if (files.fileExists(path.c_str()))
+        return {path};
+    if (!files.directoryExists(path.c_str()))
+        throw CommandError("there is no file or folder \"" + path + '"');
+    zu::FileSystem::PathList found;
+    files.listFiles(found, path.c_str(), nullptr, true);
+    std::vector<std::string> paths;
+    for (const auto& file : found)
+        paths.emplace_back(file.c_str());
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+/// What was read, and how long it took without the hashing.
+struct Reading
+{
+    zu::FileSystem& files;
+    const Background& background;
+    tool::Sha256 hash{};
+    zu::u64 bytes = 0;
+    double seconds = 0;
+
+    void add(const std::string& path)
+    {
+        ZUL_PROFILE_ZONE("read file");
+        constexpr zu::u64 kBlockBytes = 1024 * 1024;
+        zu::Timer timer;
+        zu::File file(path.c_str(), zu::File::Read, files);
+        zu::u64 left = file.getSize();
+        std::vector<char> block(static_cast<size_t>(std::min(left, kBlockBytes)));
+        while (left > 0) {
+            const zu::u64 count = file.read(block.data(), std::min(left, kBlockBytes));
+            if (count == 0 || background.isEnding())
+                throw CommandError('"' + path + "\" could not be read to its end");
+            seconds += timer.getElapsed();
+            hash.add(block.data(), static_cast<size_t>(count));
+            left -= count;
+            bytes += count;
+            dm::printInPlace(dm::StreamingStatistics, "bytes read", "%llu",
+                             static_cast<unsigned long long>(bytes));
+            timer.restart();
+        }
+    }
+};
+
+std::string readAll(const std::string& path, zu::FileSystem& files, const Background& background)
+{
+    Reading reading{files, background};
+    const zu::Timer timer;
+    const std::vector<std::string> paths = filesAt(files, path);
+    reading.seconds = timer.getElapsed();
+    for (const std::string& file : paths)
+        reading.add(file);
+    return zu::str("read %zu files, %llu bytes in %.3f s, %.1f MB/s, sha256 %s", paths.size(),
+                   static_cast<unsigned long long>(reading.bytes), reading.seconds,
+                   static_cast<double>(reading.bytes) / 1e6 / reading.seconds,
+                   reading.hash.finish().c_str())
+        .c_str();
+}
+
 std::string pathOf(const CommandText& text)
 {
     if (text.words.empty())
@@ -136,6 +203,17 @@ Background::Work writing(const char* command, Output& output, std::string path, 
         writeAll(path, bytes);
         return "wrote " + std::to_string(bytes.size()) + " bytes";
     });
+}
+
+// Aside: it may be a lot, and other files are not to wait for it. The file system is the one that
+// is installed now: it is not when its server is gone for a while, and this goes on then.
+void read(Background& background, Output& output, const CommandText& text)
+{
+    const std::string path = pathOf(text);
+    zu::FileSystem& files = zu::FileSystem::get();
+    const auto reading = [path, &files, &background] { return readAll(path, files, background); };
+    if (!background.aside(printing("read", output, reading)))
+        throw CommandError("too much is being read");
 }
 
 void exec(Commands& commands, Background& background, Output& output, const CommandText& text)
@@ -175,6 +253,10 @@ void addFileCommands(Commands& commands, Background& background, Output& output)
                       background.inOrder(
                           printing("cat", output, [path] { return showFile(path); }));
                   }});
+    commands.add({"read", "PATH",
+                  "Reads a file, or all files below a folder, and tells how much that was, how "
+                  "fast it came, and the SHA-256 of it all in the order of the paths.",
+                  [&](const CommandText& text) { read(background, output, text); }});
     commands.add({"write", "FILE TEXT",
                   "Writes a text into a file, with a line end. What was in the file is gone.",
                   [&](const CommandText& text) {

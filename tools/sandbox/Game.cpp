@@ -23,6 +23,7 @@ constexpr float kHeadlessFrameSeconds = 1.0f / 60;
 constexpr float kLongestFrameSeconds = 0.1f;
 constexpr int kWheelLines = 3;
 constexpr size_t kMaxPastedBytes = 4096;
+constexpr int kMaxAwaitSeconds = 120;
 
 std::vector<ScriptStep> readScript(const std::string& path, SDL_Scancode consoleKey)
 {
@@ -34,6 +35,13 @@ std::vector<ScriptStep> readScript(const std::string& path, SDL_Scancode console
     } catch (const ScriptError& error) {
         throw ScriptError(path + ", " + error.what());
     }
+}
+
+Display::Kind displayKind(const Options& options)
+{
+    if (!options.isHeadless)
+        return Display::Window;
+    return options.hasLinks() ? Display::HeadlessAtLeisure : Display::Headless;
 }
 
 int sparksOf(const std::string& text)
@@ -52,7 +60,7 @@ int sparksOf(const std::string& text)
 Game::Game(const Options& chosen)
     : options(chosen)
     , dataFolder(chosen.dataFolder, chosen.isHeadless)
-    , display(chosen.isHeadless ? Display::Headless : Display::Window, chosen.width, chosen.height)
+    , display(displayKind(chosen), chosen.width, chosen.height)
     , shapes(display.renderer(), Font::findFile(chosen.font))
     , console(openConsole(shapes, kMargin, notice))
     , output(*console)
@@ -67,6 +75,8 @@ Game::Game(const Options& chosen)
     , script(readScript(chosen.script, chosen.consoleKey))
 {
     zu::setThreadName(zu::currentThreadId(), "game");
+    if (options.printsToOutput)
+        output.copyToStandardOutput();
     background =
         std::make_unique<Background>([this](const std::string& what) { output.print(what); });
     background->setImmediate(!options.files);
@@ -121,6 +131,8 @@ void Game::openLinks()
     if (options.pipePort && !pipes.listen(*options.pipePort))
         output.print("Port " + std::to_string(*options.pipePort) +
                      " cannot be had, so there are no pipes.");
+    if (options.hub)
+        pipes.join(options.hub->host, options.hub->port);
     if (options.files) {
         pipes.connect(options.files->host, options.files->port);
         remoteFiles = std::make_unique<RemoteFiles>(pipes, *background, output);
@@ -142,6 +154,9 @@ void Game::greet()
                                " cannot be had, so no tool can watch.");
     if (options.pipePort && pipes.isOpen())
         output.print("Pipes are open on port " + std::to_string(pipes.getPort()) + ".");
+    if (options.hub)
+        output.print("The hub " + toLatin1(options.hub->toString()) +
+                     " is joined as soon as it is there.");
     if (options.files)
         output.print("The file server " + toLatin1(options.files->toString()) +
                      " is looked for; until it is there, files are this machine's.");
@@ -169,6 +184,7 @@ void Game::playFrame(float seconds)
 {
     ZUL_PROFILE_FRAME();
     ZUL_PROFILE_ZONE("frame");
+    const zu::Timer timer;
     {
         ZUL_PROFILE_ZONE("input");
         followScript();
@@ -180,7 +196,7 @@ void Game::playFrame(float seconds)
         scene.advance(seconds);
     }
     draw();
-    report(seconds);
+    report(seconds, timer.getElapsed());
     {
         ZUL_PROFILE_ZONE("present");
         display.present();
@@ -268,16 +284,30 @@ void Game::resize()
     window.setCommandLinePosition({kMargin, 1 - (line + kMargin)});
 }
 
-/// One step a frame; the frame after the last one is the picture.
+/// One step a frame, or more frames than one; the frame after the last one is the picture.
 void Game::followScript()
 {
     if (framesToWait > 0) {
         --framesToWait;
     } else if (nextStep < script.size()) {
-        perform(script[nextStep++]);
+        const ScriptStep& step = script[nextStep];
+        if (step.kind == ScriptStep::Await && !hasCome(step))
+            return;
+        ++nextStep;
+        perform(step);
     } else if (options.isHeadless || !options.screenshot.empty()) {
         isOver = true;
     }
+}
+
+bool Game::hasCome(const ScriptStep& step) const
+{
+    if (output.hasPrinted(toLatin1(step.text), printedBefore))
+        return true;
+    if (stepTimer.getElapsed() > kMaxAwaitSeconds)
+        throw ScriptError("the script awaits \"" + step.text + "\", which has not come for " +
+                          std::to_string(kMaxAwaitSeconds) + " s");
+    return false;
 }
 
 void Game::pressKey(const SDL_Keysym& key)
@@ -288,6 +318,10 @@ void Game::pressKey(const SDL_Keysym& key)
 
 void Game::perform(const ScriptStep& step)
 {
+    if (step.kind != ScriptStep::Await) {
+        printedBefore = output.printedCount();
+        stepTimer.restart();
+    }
     switch (step.kind) {
     case ScriptStep::Key:
         pressKey(step.key);
@@ -306,6 +340,8 @@ void Game::perform(const ScriptStep& step)
     case ScriptStep::Wait:
         framesToWait = step.frames - 1;
         break;
+    case ScriptStep::Await:
+        break; // it has come
     case ScriptStep::Screenshot:
         scriptPicture = step.text;
         break;
@@ -387,12 +423,11 @@ void Game::savePictures()
         display.savePicture(std::exchange(scriptPicture, {}));
 }
 
-void Game::report(float seconds)
+void Game::report(float seconds, double workSeconds)
 {
     frameSeconds += (seconds - frameSeconds) * (frameSeconds == 0 ? 1 : 0.05f);
     dm::printInPlace(dm::EngineStatistics, "frame", "%u", frame);
-    dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f",
-                     static_cast<double>(frameSeconds) * 1000);
+    dm::printInPlace(dm::EngineStatistics, "frame ms", "%.2f", workSeconds * 1000);
     dm::printInPlace(dm::EngineStatistics, "lights", "%zu", scene.lightCount());
     dm::printInPlace("console", "%s", console->isVisible() ? "open" : "hidden");
 }

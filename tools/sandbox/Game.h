@@ -16,6 +16,7 @@
 #include "tools/sandbox/Variables.h"
 
 #include <dm/monitor.h>
+#include <zul/Timer.h>
 
 #include <functional>
 #include <memory>
@@ -52,6 +53,7 @@ private:
     void paste();
     void resize();
     void followScript();
+    bool hasCome(const ScriptStep& step) const;
     void pressKey(const SDL_Keysym& key);
     void perform(const ScriptStep& step);
     void serveTools();
@@ -59,7 +61,7 @@ private:
     void keepLines(const std::function<void()>& save);
     void drawCaption();
     void savePictures();
-    void report(float seconds);
+    void report(float seconds, double workSeconds);
 
     const Options options;
     const DataFolder dataFolder;
@@ -83,6 +85,8 @@ private:
     std::vector<ScriptStep> script;
     size_t nextStep = 0;
     int framesToWait = 0;
+    size_t printedBefore = 0; // lines, at the last step that awaited none
+    zu::Timer stepTimer;      // of the same
     // To be saved when this frame is drawn:
     std::string scriptPicture;
     std::vector<std::string> enteredPictures; // somebody entered screenshot

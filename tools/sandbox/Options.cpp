@@ -18,7 +18,9 @@ constexpr int kMaxSide = 16384;
 constexpr const char* kFooter =
     "The key left of 1, or Shift+Escape, shows and hides the console; enter help there.\n\n"
     "A script has a step a line, and each takes a frame: key Console (or Tab, Ctrl+Home, ...),\n"
-    "type TEXT, enter TEXT, paste TEXT, wait FRAMES, screenshot OUT.png; # begins a comment.\n\n"
+    "type TEXT, enter TEXT, paste TEXT, wait FRAMES, screenshot OUT.png; await TEXT takes as many "
+    "as\n"
+    "it needs until the console prints a line with that in it. # begins a comment.\n\n"
     "Tools that connect can run any command of the console. They are this machine's only, unless\n"
     "ZUL_LISTEN_ADDRESS names another address.\n\n"
     "Examples:\n"
@@ -31,6 +33,7 @@ struct Given
 {
     std::string size;
     std::string files;
+    std::string hub;
     std::string consoleKey;
     int monitorPort = kDefaultMonitorPort;
     int pipePort = kDefaultPipePort;
@@ -65,7 +68,9 @@ void addPictureOptions(CLI::App& app, Options& options, Given& given)
 {
     app.add_flag("--headless", options.isHeadless,
                  "Without a display: draws into memory, with a fixed step of time, and ends with "
-                 "the script");
+                 "the script. As fast as it can, but 60 frames a second where others connect");
+    app.add_flag("--print", options.printsToOutput,
+                 "Prints to standard output, too, what the console prints");
     // The validators go without what they would add to the help.
     app.add_option("--script", options.script, "Keystrokes to begin with, see below")
         ->type_name("FILE")
@@ -89,14 +94,21 @@ void addLinkOptions(CLI::App& app, Given& given)
                               ->check(ports);
     CLI::Option* const pipeOption =
         app.add_option("--pipe-port", given.pipePort,
-                       "Where tools may open pipes and run commands; 0 picks one (3500, headless "
-                       "or with --files: none)")
+                       "Where tools may open pipes and run commands; 0 picks one (3500, headless, "
+                       "with --files or --hub: none)")
             ->type_name("PORT")
             ->check(ports);
     given.pipeOption = pipeOption;
-    app.add_option("--files", given.files, "A file server whose folders are used as the game's own")
+    CLI::Option* const filesOption =
+        app.add_option("--files", given.files,
+                       "A file server whose folders are used as the game's own")
+            ->type_name("HOST:PORT")
+            ->excludes(pipeOption);
+    app.add_option("--hub", given.hub,
+                   "A hub to join: its members may open pipes and run commands, too")
         ->type_name("HOST:PORT")
-        ->excludes(pipeOption);
+        ->excludes(pipeOption)
+        ->excludes(filesOption);
 }
 
 void addConsoleOptions(CLI::App& app, Options& options, Given& given)
@@ -117,11 +129,13 @@ void complete(Options& options, const Given& given)
         parseSize(given.size, options);
     if (!given.files.empty())
         options.files = tool::parseAddress(given.files);
+    if (!given.hub.empty())
+        options.hub = tool::parseAddress(given.hub);
     if (!given.consoleKey.empty())
         options.consoleKey = parseScancode(given.consoleKey);
     if (given.monitorOption->count() > 0 || !options.isHeadless)
         options.monitorPort = given.monitorPort;
-    if (given.pipeOption->count() > 0 || (!options.isHeadless && !options.files))
+    if (given.pipeOption->count() > 0 || (!options.isHeadless && !options.files && !options.hub))
         options.pipePort = given.pipePort;
     if (options.isHeadless && options.script.empty() && options.screenshot.empty())
         throw tool::ToolError(tool::ExitCode::Usage,

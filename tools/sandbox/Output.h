@@ -28,6 +28,9 @@ public:
     {
     }
 
+    /// To standard output as well, from here on. Before others print.
+    void copyToStandardOutput() { isCopied = true; }
+
     void print(std::string_view text);
 
     /// Into the transcript only: the console itself shows what is typed.
@@ -36,17 +39,29 @@ public:
     /// Since the start, oldest first, each with its line end.
     std::string transcript() const;
 
+    /// How many lines have been printed, and whether one of those after so many has this in it.
+    size_t printedCount() const;
+    bool hasPrinted(std::string_view text, size_t after) const;
+
     /// What this thread prints from here to endCapture is returned as well.
     void beginCapture();
     std::string endCapture();
 
 private:
-    void keep(std::string_view line);
+    struct Line
+    {
+        std::string text;
+        bool isPrinted; // not only noted
+    };
+
+    void keep(Line line);
 
     dm::Console& console;
+    bool isCopied = false;
 
     mutable std::mutex mutex; // guards what follows
-    std::deque<std::string> lines;
+    std::deque<Line> lines;
+    size_t printed = 0; // lines, also those no longer kept
     std::string captured;
     std::thread::id capturing;
 };

@@ -43,16 +43,25 @@ bool Pipes::listen(int port)
                                                static_cast<Pipes*>(self)->addPipe(pipe);
                                            }});
         }};
+    runsLines = true;
     dm::CommunicationPipeManager* const opened =
         dm::initCommunicationManagerAsServer(kManagerName, port, 1, true, hear);
     if (dm::getConnectionStatus(kManagerName).state != dm::ConnectionStatus::Connected) {
         dm::deinitCommunicationManager(kManagerName);
         return false;
     }
-    runsLines = true;
     start(opened);
     manager->getPipe(kConsolePipe);
     return true;
+}
+
+void Pipes::join(const std::string& host, int port)
+{
+    runsLines = true;
+    // It learns the address last: whoever is in the hub already may have something to say at once.
+    start(dm::initCommunicationManagerAsClient(kManagerName, "", port));
+    manager->getPipe(kConsolePipe);
+    manager->setHost(host.c_str(), static_cast<dm::uint32>(port));
 }
 
 void Pipes::connect(const std::string& host, int port)
@@ -137,6 +146,12 @@ void Pipes::addPipe(dm::CommunicationPipe* pipe)
         if (std::find(pipes.begin(), pipes.end(), pipe) == pipes.end())
             pipes.push_back(pipe);
     }
+    // Not the file server's pipe, where others listen for this.
+    if (runsLines && toLower(pipe->getName()) != kConsolePipe)
+        pipe->setConnectionCallback({this, [](void* self, dm::CommunicationPipe* connected) {
+                                         static_cast<Pipes*>(self)->output.print(
+                                             "[" + toLatin1(connected->getName()) + "] is open");
+                                     }});
     pipe->setNotifyCallback({this, [](void* self, dm::CommunicationPipe* from) {
                                  static_cast<Pipes*>(self)->printNotification(*from);
                              }});

@@ -1,8 +1,9 @@
-/// The game's end of its pipes: one that listens, or with --files the file server's client.
+/// The game's end of its pipes: one that listens, a member of a hub, or the file server's client.
 ///
-/// Where it listens, which is this machine only unless ZUL_LISTEN_ADDRESS says otherwise, a request
-/// on the pipe "console" is a line for the console, and the answer's data what that prints (UTF-8).
-/// A file server does not get to run any. Notifications of all pipes are printed as they come.
+/// Where it listens, which is this machine only unless ZUL_LISTEN_ADDRESS says otherwise, and in a
+/// hub, a request on the pipe "console" is a line for the console, and the answer's data what that
+/// prints (UTF-8). A file server does not get to run any. Notifications of all pipes are printed as
+/// they come.
 ///
 ///     dm call 127.0.0.1:3500 console "set speed 3" --out -
 ///
@@ -40,6 +41,8 @@ public:
 
     /// Port 0 picks one. False when it cannot be had.
     bool listen(int port);
+    /// As a member of a hub.
+    void join(const std::string& host, int port);
     /// As the client of somebody else, who can ask nothing.
     void connect(const std::string& host, int port);
     /// The first half of ending: an answer that is ready goes out, for a second at most, and

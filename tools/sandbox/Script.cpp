@@ -76,6 +76,8 @@ ScriptStep parseStep(size_t line, std::string_view text, SDL_Scancode consoleKey
     } else if (verb == "wait") {
         step.kind = ScriptStep::Wait;
         step.frames = parseFrames(line, rest);
+    } else if (verb == "await") {
+        step.kind = ScriptStep::Await;
     } else if (verb == "type") {
         step.kind = ScriptStep::Type;
     } else if (verb == "enter") {
@@ -86,8 +88,8 @@ ScriptStep parseStep(size_t line, std::string_view text, SDL_Scancode consoleKey
         step.kind = ScriptStep::Screenshot;
     } else {
         refuse(line, "\"" + verb +
-                         "\" is no step: key, press, type, enter, paste, wait or "
-                         "screenshot is one");
+                         "\" is no step: key, press, type, enter, paste, wait, "
+                         "await or screenshot is one");
     }
     if (rest.empty())
         refuse(line, verb + " what?");

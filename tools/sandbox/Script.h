@@ -6,6 +6,8 @@
 ///     enter set speed 2      types, and presses Enter
 ///     paste some text        from the clipboard
 ///     wait 30                frames
+///     await round trips      until a line with that in it has been printed, since the last step
+///                            that was none of these
 ///     screenshot here.png
 ///
 /// Keys have SDL's names, and Enter, Esc and Console, which is the console key, whatever the
@@ -36,11 +38,12 @@ struct ScriptStep
         Enter,
         Paste,
         Wait,
+        Await,
         Screenshot
     };
     Kind kind = Wait;
     SDL_Keysym key{};
-    std::string text; ///< what is typed or pasted, in UTF-8; the picture's path
+    std::string text; ///< what is typed, pasted or awaited, in UTF-8; the picture's path
     int frames = 0;
 };
 

@@ -8,6 +8,7 @@
 #include "tools/sandbox/Variables.h"
 #include "zul/FileFixture.h"
 
+#include <dm/jobs.h>
 #include <zul/File.h>
 #include <zul/FileSystem.h>
 
@@ -64,6 +65,16 @@ protected:
     std::string typed() const
     {
         return std::string(console->getScrollingTextWindow()->getText().view());
+    }
+
+    /// Whether a line with this in it is printed, in a while.
+    bool hears(const std::string& text, size_t after = 0)
+    {
+        return support::waitUntil([&] {
+            background->poll();
+            pipes->poll();
+            return output->hasPrinted(text, after);
+        });
     }
 
     std::string exec(const std::string& name) { return enter("exec \"" + at(name) + "\""); }
@@ -255,6 +266,15 @@ TEST_F(FileCommands, WorkOnTheInstalledFileSystem)
               "write: Cannot open the file \"/no/such/\xF6\" for writing\n");
     make("bytes.bin", std::string("a\0b", 3));
     EXPECT_EQ(enter("cat \"" + at("bytes.bin") + "\"; echo c"), "a?b\nc\n");
+    std::filesystem::create_directory(at("tree"));
+    make("tree/b", "de");
+    make("tree/a", "abc");
+    const size_t before = output->printedCount();
+    enter("read \"" + at("tree") + '"');
+    EXPECT_TRUE(hears("read 2 files, 5 bytes in ", before));
+    EXPECT_TRUE(
+        hears(", sha256 36bbe50ed96841d10443bcb670d6554f0a34b761be67ec9c4a8ad2c0c44ca42c\n"));
+    EXPECT_FALSE(output->hasPrinted("read 2 files", output->printedCount()));
     enter("dump \"" + at("all.txt") + '"');
     EXPECT_NE(contentOf("all.txt").find("\ncaf\xC3\xA9; 100%\n> ls "), std::string::npos);
 }
@@ -272,12 +292,6 @@ TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
                pipes->find("BUILD")->isConnected();
     }));
 
-    const auto expectPrinted = [this](const char* text) {
-        EXPECT_TRUE(support::waitUntil([&] {
-            background->poll();
-            return output->transcript().find(text) != std::string::npos;
-        })) << text;
-    };
     auto answer = support::askAside(asking, "set speed 7", "", 256);
     ASSERT_TRUE(support::waitUntil([&] {
         pipes->poll();
@@ -286,13 +300,21 @@ TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
     EXPECT_EQ(answer.get(), (support::Answer{"ok", "speed = 7\n"}));
 
     asking->sendNotify("hi 100%s", 5);
-    expectPrinted("[console] hi 100%s (5)\n");
+    EXPECT_TRUE(hears("[console] hi 100%s (5)\n"));
 
     EXPECT_EQ(enter("call build all of it"), ""); // and the game goes on
     EXPECT_EQ(enter("notify build now"), "sent\n");
     EXPECT_EQ(support::takeRequest(answering), "all of it");
     answering->respond("done", "2 errors", 8);
-    expectPrinted("[build] done (8 bytes)\n2 errors\n");
+    EXPECT_TRUE(hears("2 errors\n"));
+    EXPECT_NE(output->transcript().find("[build] done (8 bytes)\n2 errors\n"), std::string::npos);
+
+    enter("ping build again 2");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(support::takeRequest(answering), "again");
+        answering->respond("", nullptr, 0);
+    }
+    EXPECT_TRUE(hears("[build] 2 round trips in "));
 
     // Ending answers whoever asked for it, and waits for nobody.
     bool isOver = false;
@@ -308,6 +330,25 @@ TEST_F(PipeCommands, ToolsRunLinesAndAreCalled)
     ASSERT_TRUE(support::isDone(last));
     EXPECT_EQ(last.get().text, "ok");
     dm::deinitCommunicationManager("tool");
+}
+
+TEST_F(PipeCommands, MembersOfAHubRunLinesAndOpenPipes)
+{
+    EXPECT_NE(enter("open build").find("there are no pipes"), std::string::npos);
+    dm::BroadcastServer hub("hub", 0);
+    pipes->join("127.0.0.1", hub.getPort());
+    enter("open build");
+    EXPECT_TRUE(hears("[build] is open"));
+    dm::initCommunicationManagerAsClient("tool", "127.0.0.1", hub.getPort());
+    dm::CommunicationPipe* const asking = dm::getCommunicationPipe("tool", "console");
+    auto answer = std::async([asking] {
+        return std::string(
+            asking->sendRequest("set speed 7", 0, nullptr, 0, nullptr, nullptr, 0).c_str());
+    });
+    EXPECT_TRUE(hears("speed = 7"));
+    EXPECT_EQ(answer.get(), "ok");
+    pipes->end();
+    dm::deinitCommunicationManagers(); // before the hub goes
 }
 
 } // namespace

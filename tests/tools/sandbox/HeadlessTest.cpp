@@ -60,10 +60,12 @@ protected:
         ChildProcess game(command);
         const int exitCode = game.wait();
         errors = game.readErrorRest();
+        output = game.readRest();
         return exitCode;
     }
 
     std::string errors;
+    std::string output;
 };
 
 constexpr Pixel kWord{208, 208, 96};
@@ -98,10 +100,14 @@ TEST_F(Headless, MakesAllPicturesAlsoWhenSomebodyQuits)
 {
     const std::string screenshots =
         "enter screenshot \"" + at("first.png") + "\"; screenshot \"" + at("second.png") + "\"\n";
-    ASSERT_EQ(run("key Console\n" + screenshots + "enter quit\nwait 1000\n", "last.png",
-                  {"--size", "200x100", "--console-key", "F1"}),
+    ASSERT_EQ(run("await Enter help\nkey Console\nenter read nowhere\nawait there is no\n" +
+                      screenshots + "enter quit\nwait 1000\n",
+                  "last.png", {"--size", "200x100", "--console-key", "F1", "--print"}),
               0)
         << errors;
+    EXPECT_NE(output.find("\nread: there is no file or folder \"nowhere\"\nwrote "),
+              std::string::npos)
+        << output;
     for (const char* const name : {"first.png", "second.png", "last.png"})
         EXPECT_NE(Image(at(name)).bytes, nullptr) << name;
 }

@@ -131,9 +131,10 @@ TEST(Script, SaysWhichLineIsWrong)
         }
     };
     EXPECT_EQ(problem("# nothing\n\n  key Home\r\nwait 3\ntype  x "), "none");
-    EXPECT_EQ(problem("key Home\njump"),
-              "line 2: \"jump\" is no step: key, press, type, enter, paste, wait or screenshot is "
-              "one");
+    EXPECT_EQ(
+        problem("key Home\njump"),
+        "line 2: \"jump\" is no step: key, press, type, enter, paste, wait, await or screenshot "
+        "is one");
     EXPECT_EQ(problem("\nkey Hom"), "line 2: there is no key \"Hom\"");
     EXPECT_EQ(problem("press Super+A"), "line 1: \"super\" is neither Ctrl, Shift nor Alt");
     for (const char* const frames : {"wait 0", "wait 1x", "wait -1", "wait 99999999999"})

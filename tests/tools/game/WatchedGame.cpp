@@ -1,6 +1,6 @@
-// A game with nothing but a debug monitor, to be watched: 100 frames a second, three threads.
+// A game with nothing but a debug monitor, for the tests of what watches it: 100 frames a second, three threads.
 //
-//   dm_demo_game [PORT]
+//   dm_watched_game [PORT]
 //
 // The first line on standard output tells the address: "playing on 127.0.0.1:PORT".
 //
@@ -180,7 +180,7 @@ int main(int argc, char** argv)
     int port = -1;
     std::from_chars(portText.data(), portText.data() + portText.size(), port);
     if (argc > 2 || port < 0 || port > 65535) {
-        std::fprintf(stderr, "usage: dm_demo_game [PORT]\n");
+        std::fprintf(stderr, "usage: dm_watched_game [PORT]\n");
         return 2;
     }
     dm::init(port);
