@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <new>
+#include <thread>
 
 using zu::BaseFile;
 using zu::FileException;
@@ -128,8 +129,15 @@ TEST_F(File, WritableFolderEndsWithASeparatorAndOutlivesItsSuccessor)
 {
     zu::File::setFileSysPathForWrite("/some/where");
     const char* first = zu::File::getFileSysPathForWrite();
-    zu::File::setFileSysPathForWrite(nullptr);
+    std::thread setting([] {
+        for (int index = 0; index < 500; ++index)
+            zu::File::setFileSysPathForWrite(std::to_string(index % 7).c_str());
+    });
+    for (int index = 0; index < 500; ++index)
+        EXPECT_NE(std::strpbrk(zu::File::getFileSysPathForWrite(), "/\\"), nullptr);
+    setting.join();
     EXPECT_STREQ(first, "/some/where/");
+    zu::File::setFileSysPathForWrite(nullptr);
     EXPECT_STREQ(zu::File::getFileSysPathForWrite(), "./");
 }
 

@@ -135,6 +135,21 @@ TEST_F(Pipe, CallbackMayReplaceItselfAndUseThePipe)
     EXPECT_EQ(calls, 1);
 }
 
+TEST_F(Pipe, ManyPipesAreAllServed)
+{
+    dm::CommunicationPipeManager* server = startServer();
+    dm::CommunicationPipeManager* client = startClient(portOf(server));
+    std::vector<std::string> names; // more than one pass pumps
+    for (int i = 0; i < 300; ++i)
+        client->getPipe(names.emplace_back("pipe" + std::to_string(i)).c_str());
+    for (const std::string& name : names) {
+        waitConnected(client->getPipe(name.c_str()));
+        ASSERT_TRUE(client->getPipe(name.c_str())->sendNotify(name.c_str(), 1));
+    }
+    for (const std::string& name : names)
+        EXPECT_EQ(takeNotify(server->getPipe(name.c_str())), name);
+}
+
 TEST_F(Pipe, ABulkTransferLetsOtherPipesThrough)
 {
     const Ends bulk = connectEnds("bulk");
