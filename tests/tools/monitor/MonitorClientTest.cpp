@@ -112,8 +112,11 @@ TEST_F(MonitorClient, SaysOnceThatItIsTurnedAway)
 {
     support::ScriptedServer game;
     watch(game.port());
-    for (int times = 0; times < 3; ++times)
-        game.accept();
+    for (int times = 0; times < 3; ++times) {
+        const support::ScriptedPeer turningAway = game.accept();
+        // For the moment in which it would say so again.
+        waitUntil([&] { return seen().size() > 2; }, std::chrono::milliseconds(20));
+    }
     support::ScriptedPeer taken = game.accept();
     taken.sendRaw(support::documentedFrames("monitor.md")["Text"]);
     ASSERT_TRUE(waitUntil([&] { return seen().size() >= 4; }));
