@@ -1,4 +1,5 @@
-// A game with nothing but a debug monitor, for the tests of what watches it: 100 frames a second, three threads.
+// A game with nothing but a debug monitor, for the tests of what watches it: 100 frames a second,
+// three threads.
 //
 //   dm_watched_game [PORT]
 //
