@@ -110,6 +110,7 @@ finish() {
     wait "${process[$1]}" || code=$?
     unset "process[$1]"
     if ((code != 0)); then
+        require_running # it may have failed for want of another
         fail "$1 ends with 0" "it ended with $code, $(last_words "$1")" "$1"
     fi
 }

@@ -1,4 +1,5 @@
-// A game with nothing but a debug monitor, for the tests of what watches it: 100 frames a second, three threads.
+// A game with nothing but a debug monitor, for the tests of what watches it: 100 frames a second,
+// three threads.
 //
 //   dm_watched_game [PORT]
 //
@@ -8,16 +9,14 @@
 // profile, 1 load a level (lines on channel 1) and 2 end the game. What tools send as data:
 //
 //   say TEXT     prints the text on channel 2
-//   lines COUNT  prints so many lines on channel 3 at once, "line 1" and so on; at most ten million
+//   lines COUNT  prints so many lines on channel 3 at once, "line 1" and so on
 //   rate COUNT   prints so many lines a second on channel 3 from here on, 0 for none
-//   values       prints the values anew, also those that have not changed
 
 #include <dm/monitor.h>
 #include <zul/Interrupt.h>
 #include <zul/Profile.h>
 #include <zul/Thread.h>
 
-#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <chrono>
@@ -33,7 +32,6 @@
 namespace {
 
 constexpr zu::u32 kFrameMs = 10;
-constexpr unsigned long kMostLines = 10 * 1000 * 1000; // nothing a tool sends stops the game
 
 // Something that takes about so long, as games do.
 void work(int microseconds)
@@ -51,7 +49,7 @@ public:
         d::Profile::ThreadProfiler::setRecording(true);
         zu::setThreadName(zu::currentThreadId(), "game");
         dm::setDataParserCallback(this);
-        for (const char* name : {"loader", "physics"})
+        for (const char* const name : {"loader", "physics"})
             threads.emplace_back([this, name] { help(name); });
     }
 
@@ -79,13 +77,9 @@ public:
         if (text.substr(0, 4) == "say ")
             dm::print(2, "%s", data + 4);
         else if (text.substr(0, 6) == "lines ")
-            printLines(std::min(std::strtoul(data + 6, nullptr, 10), kMostLines));
+            printLines(std::strtoul(data + 6, nullptr, 10));
         else if (text.substr(0, 5) == "rate ")
-            linesPerSecond = std::min(std::strtoul(data + 5, nullptr, 10), kMostLines);
-        else if (text == "values")
-            hasNewValues = true;
-        else
-            dm::print("do not know what \"%s\" means", data);
+            linesPerSecond = std::strtoul(data + 5, nullptr, 10);
     }
 
 private:
@@ -120,7 +114,6 @@ private:
         if (dm::checkAndClearRequest(1)) {
             dm::print(1, "loading level %d", ++level);
             dm::print(1, "level %d is there", level);
-            hasNewValues = true;
         }
         if (dm::checkAndClearRequest(2))
             isOver = true;
@@ -138,9 +131,8 @@ private:
                          1.0 + 0.2 * std::sin(frame * 0.05));
         if (frame % 10 == 0)
             dm::printInPlace(dm::StreamingStatistics, "bytes loaded", "%u", frame * 4096);
-        if (hasNewValues || frame % kFramesPerSecond == 0)
+        if (frame % kFramesPerSecond == 0)
             dm::printInPlace("level", "%d", level);
-        hasNewValues = false;
     }
 
     void printLines(unsigned long count)
@@ -168,7 +160,6 @@ private:
     int level = 1;
     unsigned long lines = 0;
     unsigned long linesPerSecond = 0;
-    bool hasNewValues = false;
     std::vector<std::thread> threads; // last: they use the above
 };
 
