@@ -53,6 +53,8 @@ TEST_F(Pipe, NotifyWhileDetachedIsRefusedAndRequestsWait)
 {
     dm::CommunicationPipe* pipe = startClient(unusedPort())->getPipe("pipe");
     EXPECT_FALSE(pipe->sendNotify("lost", 1));
+    const std::string tooLong(dm::CommunicationPipe::kMaxTextBytes + 1, 'x');
+    EXPECT_EQ(ask(pipe, tooLong).text, "") << "does not wait for what can never be sent";
     EXPECT_EQ(toString(pipe->getConnectedIP()), "");
     auto answer = askAside(pipe, "early");
     EXPECT_FALSE(isDone(answer, 50ms));
