@@ -122,6 +122,15 @@ TEST_F(LocalFileSystem, TimesCountFrom1601)
     EXPECT_TRUE(size == 5 && time == kStartOf2024 + 7);
 }
 
+TEST_F(LocalFileSystem, DiskSpaceIsToldInBytes)
+{
+    u64 freeBytes = 0;
+    u64 totalBytes = 0;
+    ASSERT_TRUE(files.getDiskSpaceInfo(folder.c_str(), freeBytes, totalBytes));
+    EXPECT_TRUE(freeBytes <= totalBytes && totalBytes > 1 << 20) << freeBytes << ' ' << totalBytes;
+    EXPECT_FALSE(files.getDiskSpaceInfo(at("none").c_str(), freeBytes, totalBytes));
+}
+
 TEST_F(LocalFileSystem, SearchSkipsEntriesThatWentAwayMeanwhile)
 {
     make("A.txt");

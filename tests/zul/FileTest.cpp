@@ -78,7 +78,10 @@ TEST_F(File, IsBytesInMemoryUnderAnyMixOfOperations)
             position += bytes.size();
         } else {
             position = random() % (file.getSize() + 1);
-            file.seek(static_cast<zu::s64>(position), BaseFile::SeekFromStart);
+            const auto from = static_cast<BaseFile::SeekMode>(random() % 3);
+            const u64 origin = from == BaseFile::SeekFromCurrent ? file.getPosition() : 0;
+            const u64 target = from == BaseFile::SeekFromEnd ? file.getSize() - position : position;
+            ASSERT_EQ(file.seek(static_cast<zu::s64>(target - origin), from), position);
         }
         ASSERT_TRUE(step % 4 || file.getSize() == model.size()); // asking may write
         ASSERT_EQ(file.getPosition(), position);

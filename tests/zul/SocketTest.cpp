@@ -1,4 +1,5 @@
 #include "ConnectionFixture.h"
+#include "zul/common/SendQueue.h"
 #include "zul/common/Tcp.h"
 
 #include <zul/Timer.h>
@@ -270,5 +271,21 @@ TEST_F(SocketTest, AttemptsThatLeadNowhereEnd)
         client.connect(host, 9);
         EXPECT_TRUE(waitClosed(client)) << host;
         EXPECT_STRNE(client.closeReason(), "") << host;
+    }
+}
+
+TEST(SendQueue, KeepsItsBytesInOrderWhereverTheyLie)
+{
+    std::mt19937 random;
+    net::SendQueue queue;
+    std::string model;
+    for (int step = 0; step < 300; ++step) {
+        model.append(1 + random() % 3000, static_cast<char>('a' + step % 26));
+        const std::string added = model.substr(queue.size());
+        queue.append(reinterpret_cast<const u8*>(added.data()), static_cast<u32>(added.size()));
+        const u32 sent = static_cast<u32>(random() % (model.size() + 1));
+        queue.consume(sent);
+        model.erase(0, sent);
+        ASSERT_EQ(std::string(reinterpret_cast<const char*>(queue.bytes()), queue.size()), model);
     }
 }

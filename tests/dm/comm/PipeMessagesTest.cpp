@@ -4,6 +4,8 @@
 #include "support/SourceTree.h"
 #include "support/WireMessage.h"
 
+#include <type_traits>
+
 using namespace support;
 
 namespace {
@@ -82,6 +84,33 @@ TEST(PipeMessages, CutShortAnywhereAreRefusedWhole)
     // The sizes of a request may be missing altogether.
     expectWholeOnly<dm::RequestMessage>(request("pipe", 1, "text", "data"), 16);
     expectWholeOnly<dm::ResponseMessage>(response("pipe", 1, "text", "data"));
+}
+
+TEST(PipeMessages, TheVersionIsHeardWhateverElseAnotherVersionSays)
+{
+    dm::WelcomeMessage message;
+    EXPECT_TRUE(decode(welcome(1, 3).payload().substr(0, 8), message));
+    EXPECT_EQ(message.protocolVersion, 3u);
+    EXPECT_STREQ(message.serverManagerName, "");
+}
+
+TEST(PipeMessages, OfAServerAreReadByProbesWholeOrNotAtAll)
+{
+    using Kind = dm::PipeServerMessage::Kind;
+    const std::pair<WireMessage, Kind> said[] = {{welcome(), Kind::Welcome},
+                                                 {redirect("host", 80), Kind::Redirect},
+                                                 {redirect("host", ~0u), Kind::Other},
+                                                 {pipeOpened("pipe"), Kind::PipeOpened},
+                                                 {openPipe("pipe"), Kind::Other}};
+    for (const auto& [wire, kind] : said) {
+        const std::string payload = wire.payload();
+        ReceivedPacket whole(payload);
+        ReceivedPacket cut(payload.substr(0, payload.size() - 1));
+        ReceivedPacket foreign(payload, dm::kPipePacketId + 1);
+        EXPECT_EQ(dm::readPipeServerMessage(*whole).kind, kind) << wire;
+        EXPECT_EQ(dm::readPipeServerMessage(*cut).kind, Kind::Other) << wire;
+        EXPECT_EQ(dm::readPipeServerMessage(*foreign).kind, Kind::Other) << wire;
+    }
 }
 
 TEST(PipeMessages, NamesAreLimited)

@@ -81,6 +81,15 @@ TEST_F(PipeServer, PipeTakenFromAStalledClientServesTheNewOne)
     EXPECT_EQ(fresh.expectWhole(WireMessage::Response).id, 1u);
 }
 
+TEST_F(PipeServer, ClosesOnAClientThatAsksAndAsksButReadsNoAnswer)
+{
+    ScriptedPeer deaf = ScriptedPeer::attachTo(port, "pipe");
+    const std::string asking = frameOf(openPipe(std::string(1000, 'p')).payload());
+    while (deaf.sendRaw(asking)) {
+    }
+    ScriptedPeer::attachTo(port, "pipe");
+}
+
 TEST_F(PipeServer, TakesInWhatArrivedBeforeTheEndOfAConnection)
 {
     for (std::uint32_t round = 0; round < 50; ++round) {

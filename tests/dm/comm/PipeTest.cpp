@@ -48,6 +48,8 @@ TEST_F(Pipe, NotifyWhileDetachedIsRefusedAndRequestsWait)
 {
     dm::CommunicationPipe* pipe = startClient(unusedPort())->getPipe("pipe");
     EXPECT_FALSE(pipe->sendNotify("lost", 1));
+    const std::string tooLong(dm::CommunicationPipe::kMaxTextBytes + 1, 'x');
+    EXPECT_EQ(ask(pipe, tooLong).text, "") << "does not wait for what can never be sent";
     EXPECT_EQ(toString(pipe->getConnectedIP()), "");
     dm::uint32 value = 5;
     EXPECT_EQ(toString(pipe->receiveNotify(&value)) + toString(pipe->receiveRequest(&value)), "");
