@@ -282,8 +282,9 @@ TEST(SendQueue, KeepsItsBytesInOrderWhereverTheyLie)
     for (int step = 0; step < 300; ++step) {
         model.append(1 + random() % 3000, static_cast<char>('a' + step % 26));
         const std::string added = model.substr(queue.size());
-        queue.append(reinterpret_cast<const u8*>(added.data()), static_cast<u32>(added.size()));
-        const u32 sent = static_cast<u32>(random() % (model.size() + 1));
+        queue.append(reinterpret_cast<const zu::u8*>(added.data()),
+                     static_cast<zu::u32>(added.size()));
+        const auto sent = static_cast<zu::u32>(random() % (model.size() + 1));
         queue.consume(sent);
         model.erase(0, sent);
         ASSERT_EQ(std::string(reinterpret_cast<const char*>(queue.bytes()), queue.size()), model);
