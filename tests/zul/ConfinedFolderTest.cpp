@@ -97,18 +97,6 @@ protected:
         };
     }
 
-    // What is outside, with its contents.
-    std::string outside() const
-    {
-        Names found;
-        for (const auto& entry : fs::recursive_directory_iterator(folder / "out"))
-            found.push_back(
-                entry.path().string() + '=' +
-                (entry.is_regular_file() ? contentOf(fs::relative(entry, folder)) : ""));
-        std::sort(found.begin(), found.end());
-        return testing::PrintToString(found);
-    }
-
     ConfinedFolder::Options options;
     std::unique_ptr<ConfinedFolder> confined;
 };
@@ -151,7 +139,7 @@ TEST_P(ConfinedFolderTest, LinksSwappedMeanwhileLeadNowhere)
                 exchange(file, fileOut);
             }
         });
-        const std::string before = outside();
+        const Tree before = treeOf("out");
         std::string told;
         size_t good = 0;
         for (int round = 0; round < 1000; ++round) {
@@ -172,7 +160,7 @@ TEST_P(ConfinedFolderTest, LinksSwappedMeanwhileLeadNowhere)
         stop = true;
         swapper.join();
         EXPECT_THAT(told, Not(HasSubstr(kSecret)));
-        EXPECT_EQ(outside(), before);
+        EXPECT_EQ(treeOf("out"), before);
         EXPECT_GT(good, 0u);
         for (const char* name : {"in/way-out", "in/file-out"})
             fs::remove(folder / name);

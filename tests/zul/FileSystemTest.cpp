@@ -122,15 +122,6 @@ TEST_F(LocalFileSystem, TimesCountFrom1601)
     EXPECT_TRUE(size == 5 && time == kStartOf2024 + 7);
 }
 
-TEST_F(LocalFileSystem, DiskSpaceIsToldInBytes)
-{
-    u64 freeBytes = 0;
-    u64 totalBytes = 0;
-    ASSERT_TRUE(files.getDiskSpaceInfo(folder.c_str(), freeBytes, totalBytes));
-    EXPECT_TRUE(freeBytes <= totalBytes && totalBytes > 1 << 20) << freeBytes << ' ' << totalBytes;
-    EXPECT_FALSE(files.getDiskSpaceInfo(at("none").c_str(), freeBytes, totalBytes));
-}
-
 TEST_F(LocalFileSystem, SearchSkipsEntriesThatWentAwayMeanwhile)
 {
     make("A.txt");
@@ -265,25 +256,13 @@ TEST_F(FileSystemBase, ClosingEndsAChainOfReadsThatNeverEndsByItself)
     EXPECT_EQ(failed, 1);
 }
 
-TEST(FileUtils, WildcardsMatchNamesWithoutRegardToCase)
+// Would take longer than anyone waits if every star were tried with every length.
+TEST(FileUtils, ManyStarsCostNoMoreThanTheirNumber)
 {
-    struct
-    {
-        const char* pattern;
-        const char* name;
-        bool matches;
-    } const cases[] = {
-        {"*", "", true},           {"*.*", "noextension", true}, {"", "a", false},
-        {"a?c", "AbC", true},      {"a?c", "ac", false},         {"*.txt", "x.txt.bak", false},
-        {"a*b*c", "axbxbc", true}, {"a*b*c", "axbxb", false},    {"**a", "aaa", true},
-        {"?*", "", false},         {"a.*", "ab", false}};
-    for (const auto& row : cases)
-        EXPECT_EQ(zu::FileUtils::matchesWildcard(row.pattern, row.name), row.matches)
-            << row.pattern << " and " << row.name;
-    // Would take longer than anyone waits if every star were tried with every length.
     std::string pattern;
     for (int star = 0; star < 40; ++star)
         pattern += "*a";
-    EXPECT_FALSE(
-        zu::FileUtils::matchesWildcard((pattern + "b").c_str(), std::string(5000, 'a').c_str()));
+    const std::string name(5000, 'a');
+    EXPECT_TRUE(zu::FileUtils::matchesWildcard(pattern.c_str(), name.c_str()));
+    EXPECT_FALSE(zu::FileUtils::matchesWildcard((pattern + "b").c_str(), name.c_str()));
 }

@@ -172,18 +172,6 @@ TEST_F(Profile, LeavesOutZonesThatAreTooDeep)
     EXPECT_EQ(thread.zones.back().depth, 0u);
 }
 
-TEST_F(Profile, ShowsTheLastThreadsThatEnded)
-{
-    constexpr u32 kThreads = d::Profile::kKeptEndedThreads + 5;
-    for (u32 i = 0; i < kThreads; ++i)
-        std::thread(recurse, i + 1).join();
-    std::vector<size_t> zones;
-    for (const Snapshot::Thread& thread : takeSnapshot().threads)
-        zones.push_back(thread.zones.size());
-    EXPECT_EQ(zones.size(), d::Profile::kKeptEndedThreads);
-    EXPECT_EQ(*std::min_element(zones.begin(), zones.end()), 6u);
-}
-
 TEST_F(Profile, RecordsNoMoreThreadsThanItHasRingsFor)
 {
     constexpr u32 kThreads = d::Profile::kMaxRings + 20;

@@ -37,21 +37,6 @@ TEST(String, KeepsZeroBytesThroughEveryOperation)
     EXPECT_EQ(copy.substr(7, 2).view(), std::string_view("\0\0", 2));
 }
 
-TEST(String, FindsAndCutsWithinBounds)
-{
-    String text = "a.b.c";
-    EXPECT_TRUE(text.find('.', 2) == 3 && text.find('.', 99) == String::npos);
-    EXPECT_TRUE(text.rfind('.', 2) == 1 && text.rfind('.', 0) == String::npos);
-    EXPECT_EQ(text.substr(4, 99), "c");
-    EXPECT_EQ(text.substr(5), "");
-    text.erase(99);
-    text.erase(3, 99);
-    EXPECT_EQ(text, "a.b");
-    char buffer[] = "lent"; // not const: must be copied all the same
-    EXPECT_EQ(InplaceString<2>(buffer, 3), "len");
-    EXPECT_TRUE(String().equalsNoCase(nullptr) && String("a").startsWithNoCase(nullptr));
-}
-
 TEST(String, TakesPartsOfItselfAlsoWhenItGrows)
 {
     InplaceString<4> text = "0123";
@@ -75,22 +60,6 @@ TEST(InplaceString, PointsAtItsOwnStorageAfterCopyMoveAndRelocation)
     std::swap(texts[0], texts[1]);
     EXPECT_TRUE(ownsItsStorage(texts[0]));
     EXPECT_EQ(texts[1], kLong.c_str());
-}
-
-TEST(InplaceString, StaysUsableAfterItWasMovedFrom)
-{
-    Short sources[] = {kLong.c_str(), kLong.c_str()};
-    Short sameType = std::move(sources[0]);
-    String plain = std::move(sources[1]);
-    EXPECT_EQ(sameType, plain);
-    for (Short& source : sources) {
-        EXPECT_EQ(source, "");
-        source = "12345678";
-        EXPECT_EQ(source, "12345678");
-        source = std::move(sameType);
-        EXPECT_EQ(source, kLong.c_str());
-        sameType = std::move(source);
-    }
 }
 
 TEST(StringOrder, FoldsLettersToLowerCaseAndComparesUnsignedBytes)
@@ -123,12 +92,6 @@ int format(char* buffer, size_t size, size_t count, const char* text, ...)
     const int result = zu::formatBounded(buffer, size, count, text, arguments);
     va_end(arguments);
     return result;
-}
-
-TEST(Format, GrowsWithTheResult)
-{
-    for (const size_t length : {0u, 255u, 256u, 257u, 1000u})
-        EXPECT_EQ(zu::str("%s", kLong.substr(0, length).c_str()).length(), length);
 }
 
 TEST(Format, CutsToTheCountOrDropsWhatDoesNotFit)
