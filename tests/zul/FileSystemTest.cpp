@@ -163,26 +163,24 @@ class EndlessFileSystem : public zu::LocalFileSystem
 public:
     struct Search : FindFileHandle
     {
-        std::vector<const char*> left = std::vector<const char*>(100, "folder");
+        size_t at = 0;
     };
-    static auto& left(FindFileHandle* handle) { return static_cast<Search*>(handle)->left; }
+    static size_t& at(FindFileHandle* handle) { return static_cast<Search*>(handle)->at; }
 
-    FindFileHandle* findFirstFile(const char*) override
-    {
-        auto* search = new Search;
-        search->left.insert(search->left.end(), {".", "..", "a/b", "", "file"});
-        return search;
-    }
+    FindFileHandle* findFirstFile(const char*) override { return new Search; }
     FindFileHandle* findNextFile(FindFileHandle* handle) override
     {
-        left(handle).pop_back();
-        if (!left(handle).empty())
+        if (++at(handle) < 105)
             return handle;
         findClose(handle);
         return nullptr;
     }
-    const char* findGetFileName(FindFileHandle* handle) override { return left(handle).back(); }
-    bool findIsDirectory(FindFileHandle* handle) override { return left(handle).size() != 105; }
+    const char* findGetFileName(FindFileHandle* handle) override
+    {
+        constexpr const char* kNames[] = {"file", "", "a/b", "..", ".", "folder"};
+        return kNames[std::min<size_t>(at(handle), 5)];
+    }
+    bool findIsDirectory(FindFileHandle* handle) override { return at(handle) != 0; }
 };
 
 TEST_F(FileSystemBase, AWalkThroughFoldersWithoutEndEnds)

@@ -153,11 +153,10 @@ TEST_F(Profile, KeepsTheNewestWhenARingWrapsWithinAZone)
             ZUL_PROFILE_ZONE("inner");
         }
     });
-    const Snapshot::Thread& thread = snapshot.threads[0];
-    EXPECT_TRUE(isProperlyNested(thread));
-    ASSERT_EQ(thread.zones.size(), kZonesPerThread - 1);
-    EXPECT_EQ(snapshot.names[thread.zones[0].name], "outer");
-    EXPECT_EQ(thread.zones.back().depth, 2u);
+    EXPECT_TRUE(isProperlyNested(snapshot.threads[0]));
+    const std::vector<Snapshot::Zone>& zones = snapshot.threads[0].zones;
+    ASSERT_EQ(zones.size(), kZonesPerThread - 1);
+    EXPECT_TRUE(snapshot.names[zones[0].name] == "outer" && zones.back().depth == 2);
 }
 
 TEST_F(Profile, LeavesOutZonesThatAreTooDeep)
@@ -166,10 +165,8 @@ TEST_F(Profile, LeavesOutZonesThatAreTooDeep)
         recurse(d::Profile::kMaxZoneDepth + 10);
         ZUL_PROFILE_ZONE("after");
     });
-    const Snapshot::Thread& thread = snapshot.threads[0];
-    EXPECT_TRUE(isProperlyNested(thread));
-    EXPECT_EQ(thread.zones.size(), d::Profile::kMaxZoneDepth + 1);
-    EXPECT_EQ(thread.zones.back().depth, 0u);
+    const std::vector<Snapshot::Zone>& zones = snapshot.threads[0].zones;
+    EXPECT_TRUE(zones.size() == d::Profile::kMaxZoneDepth + 1 && zones.back().depth == 0);
 }
 
 TEST_F(Profile, RecordsNoMoreThreadsThanItHasRingsFor)
