@@ -32,10 +32,8 @@ public:
 
     static bool mentions(const std::string& text)
     {
-        const std::lock_guard guard(s_lock);
-        return std::any_of(s_lines.begin(), s_lines.end(), [&](const std::string& line) {
-            return line.find(text) != std::string::npos;
-        });
+        return std::ranges::any_of(
+            lines(), [&](const std::string& line) { return line.find(text) != line.npos; });
     }
 
 private:

@@ -84,22 +84,6 @@ TEST_P(EventTest, OutlivesTheWaitersCopy)
     }
 }
 
-TEST(Mutex, KeepsThreadsApart)
-{
-    zu::Mutex mutex;
-    int count = 0;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            for (int j = 0; j < 20000; ++j) {
-                const zu::MutexGuard guard(mutex);
-                ++count;
-            }
-        });
-    threads.clear();
-    EXPECT_EQ(count, 80000);
-}
-
 TEST(Mutex, IsFreeForOthersOnlyAfterTheLastUnlock)
 {
     zu::Mutex mutex;
@@ -113,18 +97,6 @@ TEST(Mutex, IsFreeForOthersOnlyAfterTheLastUnlock)
     EXPECT_FALSE(isFreeForOthers());
     mutex.unlock();
     EXPECT_TRUE(isFreeForOthers());
-}
-
-zu::CriticalSection s_lock;
-const bool s_usedBeforeMain = [] {
-    const zu::MutexGuard guard(s_lock);
-    return s_lock.isHeldByThisThread();
-}();
-
-TEST(Mutex, WorksBeforeMain)
-{
-    EXPECT_TRUE(s_usedBeforeMain);
-    EXPECT_FALSE(s_lock.isHeldByThisThread());
 }
 
 } // namespace

@@ -122,15 +122,6 @@ TEST_F(LocalFileSystem, TimesCountFrom1601)
     EXPECT_TRUE(size == 5 && time == kStartOf2024 + 7);
 }
 
-TEST_F(LocalFileSystem, DiskSpaceIsToldInBytes)
-{
-    u64 freeBytes = 0;
-    u64 totalBytes = 0;
-    ASSERT_TRUE(files.getDiskSpaceInfo(folder.c_str(), freeBytes, totalBytes));
-    EXPECT_TRUE(freeBytes <= totalBytes && totalBytes > 1 << 20) << freeBytes << ' ' << totalBytes;
-    EXPECT_FALSE(files.getDiskSpaceInfo(at("none").c_str(), freeBytes, totalBytes));
-}
-
 TEST_F(LocalFileSystem, SearchSkipsEntriesThatWentAwayMeanwhile)
 {
     make("A.txt");
@@ -172,26 +163,24 @@ class EndlessFileSystem : public zu::LocalFileSystem
 public:
     struct Search : FindFileHandle
     {
-        std::vector<const char*> left = std::vector<const char*>(100, "folder");
+        size_t at = 0;
     };
-    static auto& left(FindFileHandle* handle) { return static_cast<Search*>(handle)->left; }
+    static size_t& at(FindFileHandle* handle) { return static_cast<Search*>(handle)->at; }
 
-    FindFileHandle* findFirstFile(const char*) override
-    {
-        auto* search = new Search;
-        search->left.insert(search->left.end(), {".", "..", "a/b", "", "file"});
-        return search;
-    }
+    FindFileHandle* findFirstFile(const char*) override { return new Search; }
     FindFileHandle* findNextFile(FindFileHandle* handle) override
     {
-        left(handle).pop_back();
-        if (!left(handle).empty())
+        if (++at(handle) < 105)
             return handle;
         findClose(handle);
         return nullptr;
     }
-    const char* findGetFileName(FindFileHandle* handle) override { return left(handle).back(); }
-    bool findIsDirectory(FindFileHandle* handle) override { return left(handle).size() != 105; }
+    const char* findGetFileName(FindFileHandle* handle) override
+    {
+        constexpr const char* kNames[] = {"file", "", "a/b", "..", ".", "folder"};
+        return kNames[std::min<size_t>(at(handle), 5)];
+    }
+    bool findIsDirectory(FindFileHandle* handle) override { return at(handle) != 0; }
 };
 
 TEST_F(FileSystemBase, AWalkThroughFoldersWithoutEndEnds)
@@ -265,25 +254,13 @@ TEST_F(FileSystemBase, ClosingEndsAChainOfReadsThatNeverEndsByItself)
     EXPECT_EQ(failed, 1);
 }
 
-TEST(FileUtils, WildcardsMatchNamesWithoutRegardToCase)
+// Would take longer than anyone waits if every star were tried with every length.
+TEST(FileUtils, ManyStarsCostNoMoreThanTheirNumber)
 {
-    struct
-    {
-        const char* pattern;
-        const char* name;
-        bool matches;
-    } const cases[] = {
-        {"*", "", true},           {"*.*", "noextension", true}, {"", "a", false},
-        {"a?c", "AbC", true},      {"a?c", "ac", false},         {"*.txt", "x.txt.bak", false},
-        {"a*b*c", "axbxbc", true}, {"a*b*c", "axbxb", false},    {"**a", "aaa", true},
-        {"?*", "", false},         {"a.*", "ab", false}};
-    for (const auto& row : cases)
-        EXPECT_EQ(zu::FileUtils::matchesWildcard(row.pattern, row.name), row.matches)
-            << row.pattern << " and " << row.name;
-    // Would take longer than anyone waits if every star were tried with every length.
     std::string pattern;
     for (int star = 0; star < 40; ++star)
         pattern += "*a";
-    EXPECT_FALSE(
-        zu::FileUtils::matchesWildcard((pattern + "b").c_str(), std::string(5000, 'a').c_str()));
+    const std::string name(5000, 'a');
+    EXPECT_TRUE(zu::FileUtils::matchesWildcard(pattern.c_str(), name.c_str()));
+    EXPECT_FALSE(zu::FileUtils::matchesWildcard((pattern + "b").c_str(), name.c_str()));
 }

@@ -146,22 +146,6 @@ TEST_F(File, WritableFolderEndsWithASeparatorAndOutlivesItsSuccessor)
 
 using FileStreamTest = File;
 
-TEST_F(FileStreamTest, GivesBackNumbersAndTextsAndNoMore)
-{
-    const String text("line\nfeed\0zero", 14);
-    zu::File writing = open("file", BaseFile::Write);
-    FileStream(writing) << -2 << 0x01020304u << text << "";
-    writing.close();
-    zu::File file = open("file", BaseFile::Read);
-    FileStream stream(file);
-    int negative = 0;
-    unsigned int number = 0;
-    zu::InplaceString<4> read, none = "some";
-    stream >> negative >> number >> read >> none;
-    EXPECT_TRUE(negative == -2 && number == 0x01020304 && read == text && none.empty());
-    EXPECT_THROW(stream >> negative, StreamException);
-}
-
 TEST_F(FileStreamTest, RefusesTextsLongerThanTheFile)
 {
     make("file", "\xff\xff\xff\xff text");

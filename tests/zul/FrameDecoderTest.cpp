@@ -1,5 +1,7 @@
 #include "zul/common/FrameDecoder.h"
 
+#include "support/WireMessage.h"
+
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
@@ -8,15 +10,8 @@ using net::Frame;
 using net::FrameDecoder;
 using net::u32;
 using net::u8;
+using support::frameOf;
 using Status = net::FrameDecoder::Status;
-
-static std::string frame(u32 id, const std::string& payload)
-{
-    u8 header[net::kFrameHeaderBytes] = {net::kFrameMagic[0], net::kFrameMagic[1]};
-    net::store16(header + 2, id);
-    net::store32(header + 4, static_cast<u32>(payload.size()));
-    return std::string(reinterpret_cast<char*>(header), sizeof header) + payload;
-}
 
 // Feeds as many of the bytes as fit, at most limit. Returns how many.
 static std::size_t feed(FrameDecoder& decoder, std::string_view bytes, std::size_t limit = ~0u)
@@ -45,12 +40,12 @@ static std::string take(FrameDecoder& decoder)
 
 TEST(FrameDecoder, RefusesForeignBytesAsSoonAsTheyShow)
 {
-    std::string tooLong = frame(1, "");
+    std::string tooLong = frameOf("", 1);
     net::store32(reinterpret_cast<u8*>(tooLong.data()) + 4, net::kMaxPayloadBytes + 1);
     for (std::string bytes :
          {std::string("G"), std::string("\x16"), std::string("\xD5\x03"), tooLong}) {
         FrameDecoder decoder;
-        feed(decoder, frame(1, "before") + bytes.substr(0, bytes.size() - 1));
+        feed(decoder, frameOf("before", 1) + bytes.substr(0, bytes.size() - 1));
         EXPECT_EQ(take(decoder), "1:before");
         EXPECT_EQ(decoder.status(), Status::Incomplete);
         feed(decoder, bytes.substr(bytes.size() - 1));
@@ -61,7 +56,7 @@ TEST(FrameDecoder, RefusesForeignBytesAsSoonAsTheyShow)
 
 TEST(FrameDecoder, CommitsMemoryAsBytesArriveNotAsAnnounced)
 {
-    std::string large = frame(1, std::string(net::kMaxPayloadBytes, 'l'));
+    std::string large = frameOf(std::string(net::kMaxPayloadBytes, 'l'), 1);
     FrameDecoder decoder;
     feed(decoder, large.substr(0, 100));
     EXPECT_LE(decoder.capacity(), 16u * 1024);
@@ -76,14 +71,14 @@ TEST(FrameDecoder, CommitsMemoryAsBytesArriveNotAsAnnounced)
 TEST(FrameDecoder, KeepsTheLastFrameWhileTheStreamGoesOn)
 {
     FrameDecoder decoder;
-    feed(decoder, frame(1, std::string(9000, 'k')));
+    feed(decoder, frameOf(std::string(9000, 'k'), 1));
     Frame kept;
     ASSERT_EQ(decoder.next(kept), Status::Complete);
     // Fills, moves and replaces the block several times, then gives it up.
-    feed(decoder, frame(2, std::string(300000, 'f')));
+    feed(decoder, frameOf(std::string(300000, 'f'), 2));
     EXPECT_EQ(kept.payload[0], 'k');
     decoder.clear();
-    feed(decoder, frame(3, std::string(40000, 'g')));
+    feed(decoder, frameOf(std::string(40000, 'g'), 3));
     decoder.trim();
     EXPECT_EQ(std::string(reinterpret_cast<char*>(kept.payload), kept.payloadBytes),
               std::string(9000, 'k'));
@@ -96,7 +91,7 @@ TEST(FrameDecoder, DeliversAStreamUnchangedHoweverItIsSplit)
     std::string stream, expected;
     for (u32 id : {0u, 1u, 65535u, 3u, 4u, 5u, 6u, 7u}) {
         std::string payload(id % 4 ? random() % 50 : random() % 100000 * (id / 4), 'x');
-        stream += frame(id, payload);
+        stream += frameOf(payload, id);
         expected += std::to_string(id) + ":" + payload;
     }
     for (u32 step : {1u, 3u, 8u, 50u, 3000u, 300000u}) {

@@ -1,12 +1,8 @@
-#include "support/WaitUntil.h"
-
-#include <zul/Listener.h>
-#include <zul/Socket.h>
+#include "ConnectionFixture.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 using net::Listener;
@@ -16,15 +12,8 @@ using support::waitUntil;
 static bool acceptsConnection(Listener& listener, const char* host)
 {
     Socket client;
-    client.connect(host, listener.getPort());
     std::unique_ptr<Socket> accepted;
-    return waitUntil([&] {
-               client.update();
-               if (!accepted)
-                   accepted.reset(listener.pollConnect());
-               return !client.isPending() && (accepted || !client.isConnected());
-           }) &&
-           accepted;
+    return connectAndAccept(client, listener, accepted, host);
 }
 
 TEST(Listener, IsDeadAndSaysSoWhenThePortIsTaken)

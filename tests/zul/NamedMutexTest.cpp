@@ -25,7 +25,7 @@ std::string uniqueName(const char* part)
 
 bool exists(const std::string& name) { return NamedMutex::doesMutexExist(name.c_str()); }
 
-/// Another process that holds the name.
+/// Another process that holds the name; killed at the latest when this goes.
 class Holder
 {
 public:
@@ -37,11 +37,6 @@ public:
     void end()
     {
         child.closeInput();
-        child.wait();
-    }
-    void kill()
-    {
-        child.kill();
         child.wait();
     }
 
@@ -93,12 +88,11 @@ TEST(NamedMutex, ExistsWhileAnyProcessHoldsItHoweverItEnds)
 {
     const std::string name = uniqueName("ended");
     Holder first(name);
-    Holder second(name);
-    Holder third(name);
+    std::optional<Holder> second(name), third(name);
     first.end();
-    second.kill();
+    second.reset();
     EXPECT_TRUE(exists(name));
-    third.kill();
+    third.reset();
     EXPECT_FALSE(exists(name));
     const NamedMutex again(name.c_str());
     EXPECT_TRUE(exists(name));

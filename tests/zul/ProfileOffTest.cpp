@@ -8,10 +8,7 @@ namespace {
 constexpr int runWithoutProfiler()
 {
     ZUL_PROFILE_FRAME();
-    ZUL_PROFILE_ZONE("outer");
-    {
-        ZUL_PROFILE_ZONE("inner");
-    }
+    ZUL_PROFILE_ZONE("zone");
     return 3;
 }
 

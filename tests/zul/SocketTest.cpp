@@ -1,6 +1,5 @@
 #include "ConnectionFixture.h"
 #include "zul/common/SendQueue.h"
-#include "zul/common/Tcp.h"
 
 #include <zul/Timer.h>
 
@@ -108,7 +107,6 @@ TEST_F(SocketTest, WhatArrivedWithTheEndOfStreamIsStillDelivered)
     sendText(client, "first");
     sendText(client, "last");
     client.close();
-    EXPECT_STREQ(client.closeReason(), "closed by this end");
     EXPECT_EQ(receiveText(*server), "first");
     server->update();
     EXPECT_TRUE(server->isConnected());
@@ -137,7 +135,6 @@ TEST_F(SocketTest, AFailedSendEndsTheConnectionBehindWhatThePeerSentBefore)
     EXPECT_FALSE(sendText(client, "into the void"));
     EXPECT_EQ(receiveText(client), "arrived before");
     EXPECT_EQ(receiveText(client), "closed");
-    EXPECT_STRNE(client.closeReason(), "");
 }
 
 TEST_F(SocketTest, ReadsABoundedAmountPerUpdate)
@@ -157,7 +154,6 @@ TEST_F(SocketTest, RefusesWhatIsTooLargeToSend)
 {
     EXPECT_FALSE(sendText(client, "too early"));
     ASSERT_TRUE(connectPair());
-    EXPECT_EQ(server->getConnectedPort(), client.getLocalPort());
     std::string text(net::kMaxPayloadBytes - 5, 'l');
     EXPECT_FALSE(sendText(client, text + "x"));
     for (int index = 0; index < 200 && sendText(client, text); index++) {
@@ -177,14 +173,6 @@ TEST_F(SocketTest, QuietConnectionsAreProbed)
                    &isProbed, &size);
         EXPECT_TRUE(isProbed);
     }
-}
-
-TEST_F(SocketTest, AddressesAreShownAsTheyCanBeConnectedTo)
-{
-    for (const char* ip : {"127.0.0.1", "::1", "fe80::1%1"})
-        EXPECT_EQ(net::tcp::describe(net::tcp::numericAddresses(ip, 80).at(0)).ip, ip);
-    EXPECT_EQ(net::tcp::describe(net::tcp::numericAddresses("::ffff:127.0.0.1", 80).at(0)).ip,
-              "127.0.0.1");
 }
 
 TEST_F(SocketTest, WaitsForWritingOnlyWhileThereIsABacklog)
@@ -251,7 +239,6 @@ TEST_F(SocketTest, ConnectsAgainAfterFailureAndClose)
 {
     client.connect("127.0.0.1", Listener(0).getPort()); // closed by now
     EXPECT_TRUE(waitClosed(client));
-    EXPECT_STRNE(client.closeReason(), "");
     EXPECT_FALSE(client.getWaitHandle().isValid());
     ASSERT_TRUE(connectPair());
     u32 serial = client.getWaitHandle().serial;

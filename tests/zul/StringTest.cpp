@@ -8,6 +8,7 @@ namespace {
 
 using zu::InplaceString;
 using zu::String;
+using namespace std::literals;
 using Short = InplaceString<8>;
 
 const std::string kZeroInside("ab\0cd", 5);
@@ -37,21 +38,6 @@ TEST(String, KeepsZeroBytesThroughEveryOperation)
     EXPECT_EQ(copy.substr(7, 2).view(), std::string_view("\0\0", 2));
 }
 
-TEST(String, FindsAndCutsWithinBounds)
-{
-    String text = "a.b.c";
-    EXPECT_TRUE(text.find('.', 2) == 3 && text.find('.', 99) == String::npos);
-    EXPECT_TRUE(text.rfind('.', 2) == 1 && text.rfind('.', 0) == String::npos);
-    EXPECT_EQ(text.substr(4, 99), "c");
-    EXPECT_EQ(text.substr(5), "");
-    text.erase(99);
-    text.erase(3, 99);
-    EXPECT_EQ(text, "a.b");
-    char buffer[] = "lent"; // not const: must be copied all the same
-    EXPECT_EQ(InplaceString<2>(buffer, 3), "len");
-    EXPECT_TRUE(String().equalsNoCase(nullptr) && String("a").startsWithNoCase(nullptr));
-}
-
 TEST(String, TakesPartsOfItselfAlsoWhenItGrows)
 {
     InplaceString<4> text = "0123";
@@ -77,38 +63,17 @@ TEST(InplaceString, PointsAtItsOwnStorageAfterCopyMoveAndRelocation)
     EXPECT_EQ(texts[1], kLong.c_str());
 }
 
-TEST(InplaceString, StaysUsableAfterItWasMovedFrom)
-{
-    Short sources[] = {kLong.c_str(), kLong.c_str()};
-    Short sameType = std::move(sources[0]);
-    String plain = std::move(sources[1]);
-    EXPECT_EQ(sameType, plain);
-    for (Short& source : sources) {
-        EXPECT_EQ(source, "");
-        source = "12345678";
-        EXPECT_EQ(source, "12345678");
-        source = std::move(sameType);
-        EXPECT_EQ(source, kLong.c_str());
-        sameType = std::move(source);
-    }
-}
-
 TEST(StringOrder, FoldsLettersToLowerCaseAndComparesUnsignedBytes)
 {
     // '[' and '_' lie between the cases: folding to upper case would put them behind the letters.
-    const std::string sorted[] = {"",     std::string(1, '\0'),
-                                  "[",    "_",
-                                  "A",    std::string("a\0", 2),
-                                  "Ab",   "abC",
-                                  "B_",   "BA",
-                                  "Z",    "z1",
-                                  "\xC4", "\xE4"};
+    const std::string_view sorted[] = {""sv,    "\0"sv, "["sv,  "_"sv, "A"sv,  "a\0"sv,  "Ab"sv,
+                                       "abC"sv, "B_"sv, "BA"sv, "Z"sv, "z1"sv, "\xC4"sv, "\xE4"sv};
     for (size_t before = 0; before < 20; ++before) // at any place in the words that are compared
-        for (const std::string& left : sorted)
-            for (const std::string& right : sorted) {
+        for (const std::string_view& left : sorted)
+            for (const std::string_view& right : sorted) {
                 const std::string same(before, 'x');
-                const String upper = toString("X" + same + left),
-                             lower = toString("x" + same + right);
+                const String upper = toString(("X" + same).append(left));
+                const String lower = toString(("x" + same).append(right));
                 EXPECT_EQ(upper < lower, &left < &right) << upper.view() << lower.view();
             }
     EXPECT_TRUE(String("ABc_z").equalsNoCase("abC_Z") && !String("ab").equalsNoCase("a_"));
@@ -125,12 +90,6 @@ int format(char* buffer, size_t size, size_t count, const char* text, ...)
     return result;
 }
 
-TEST(Format, GrowsWithTheResult)
-{
-    for (const size_t length : {0u, 255u, 256u, 257u, 1000u})
-        EXPECT_EQ(zu::str("%s", kLong.substr(0, length).c_str()).length(), length);
-}
-
 TEST(Format, CutsToTheCountOrDropsWhatDoesNotFit)
 {
     struct
@@ -138,9 +97,7 @@ TEST(Format, CutsToTheCountOrDropsWhatDoesNotFit)
         size_t size, count;
         const char* stored;
         int result;
-    } const cases[] = {{8, 8, "12345", 5}, {6, 6, "12345", 5}, {8, 3, "123", -1},
-                       {5, 4, "1234", -1}, {5, 5, "", -1},     {5, 9, "", -1},
-                       {1, 0, "", -1},     {0, 0, "?", -1}};
+    } const cases[] = {{6, 6, "12345", 5}, {5, 4, "1234", -1}, {5, 9, "", -1}, {0, 0, "?", -1}};
     for (const auto& row : cases) {
         char buffer[9] = "?";
         EXPECT_EQ(format(buffer, row.size, row.count, "%d", 12345), row.result) << row.size;

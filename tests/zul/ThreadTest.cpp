@@ -1,4 +1,3 @@
-#include <zul/Event.h>
 #include <zul/Thread.h>
 
 #include <atomic>
@@ -62,18 +61,6 @@ TEST(Thread, LetsManyThreadsJoinAndStartAtOnce)
         });
     others.clear();
     EXPECT_EQ(overlaps, 0);
-}
-
-TEST(Thread, CopiesNoThread)
-{
-    const zu::Event go = zu::Event::create(true);
-    Worker running([&go](Worker&) { go.wait(); });
-    running.startThread();
-    Worker copy(running);
-    EXPECT_FALSE(copy.isThreadRunning());
-    static_cast<zu::Thread&>(running) = copy; // the base alone: the body is being called
-    EXPECT_TRUE(running.isThreadRunning());
-    go.set();
 }
 
 TEST(Thread, KeepsTheWholeNameUntilItEnds)
