@@ -2,59 +2,16 @@
 #include "tools/ServeFixture.h"
 #include "tools/doctor/Diagnosis.h"
 
-#include <dm/monitor.h>
-
 #include <functional>
 #include <future>
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <sstream>
-#include <thread>
 #include <unistd.h>
 
 using doctor::Cause;
 using doctor::Observation;
 
 namespace {
-
-/// A game's frames.
-class Frames
-{
-public:
-    Frames() { dm::init(0); }
-    ~Frames()
-    {
-        stopping = true;
-        thread.join();
-        dm::deinit();
-    }
-
-private:
-    std::atomic<bool> stopping{false};
-    std::thread thread{[this] {
-        for (; !stopping; std::this_thread::sleep_for(std::chrono::milliseconds(1)))
-            dm::update();
-    }};
-};
-
-class WebServer
-{
-public:
-    ~WebServer()
-    {
-        server.stop();
-        thread.join();
-    }
-
-private:
-    httplib::Server server;
-
-public:
-    const int port = server.bind_to_any_port("127.0.0.1");
-
-private:
-    std::thread thread{[this] { server.listen_after_bind(); }};
-};
 
 /// Says a few bytes to the first who connects, and stays or hangs up.
 class Stranger
@@ -128,25 +85,23 @@ TEST_F(Doctor, NamesWhatIsWrongWhereOursListen)
 
 TEST_F(Doctor, TellsServersApartAndFromStrangers)
 {
-    {
-        const Frames game;
-        address = at(dm::getMonitorPort());
-        expectDiagnosis(0, {"a debug monitor", "process " + std::to_string(::getpid())});
-        expectDiagnosis(3, {"a debug monitor, not a server of pipes"}, {"chat"});
-    }
+    const Child game = std::make_unique<ChildProcess>(Words{DM_WATCHED_GAME_PATH, "0"});
+    const std::string playing = game->readLine().value_or("");
+    address = playing.substr(playing.rfind(' ') + 1);
+    const std::string process = "process " + std::to_string(game->id());
+    expectDiagnosis(0, {"a debug monitor", process});
+    expectDiagnosis(3, {"a debug monitor, not a server of pipes"}, {"chat"});
     serve();
     expectDiagnosis(0, {"a file server"}, {"--expect", "files"});
     expectDiagnosis(0, {"a file server", "the pipe 'fileserver'"}, {"fileserver"});
     expectDiagnosis(8, {"no pipe 'fileservers'"}, {"fileservers"});
 
-    ChildProcess hub(command({"hub", "0"}));
-    const std::string line = hub.readErrorLine().value_or("");
-    address = line.substr(line.rfind(' ') + 1);
+    const Child hub = startListening({"hub", "0"});
     expectDiagnosis(0, {"a hub"}, {"--expect", "pipes"});
     expectDiagnosis(0, {"a hub", "the pipe 'chat'"}, {"chat"});
 
-    const WebServer web;
-    address = at(static_cast<std::uint32_t>(web.port));
+    const Stranger web("HTTP/1.1 400 Bad Request\r\n\r\n", false);
+    address = at(web.port());
     expectDiagnosis(3, {"is taken by", "process " + std::to_string(::getpid()), "none of ours"});
     const Stranger shy("", false);
     address = at(shy.port());
