@@ -207,7 +207,7 @@ TEST_F(Documents, ColoursAreForTerminalsWithoutNoColor)
     EXPECT_NE(onTerminal({{"TERM", "xterm"}, {"NO_COLOR", ""}}).find(red), std::string::npos);
     EXPECT_EQ(onTerminal({{"TERM", "xterm"}, {"NO_COLOR", "1"}}).find('\x1b'), std::string::npos);
     EXPECT_EQ(dm({"nothing"}).errors,
-              "dm: there is no 'nothing': dm --help lists commands and options\n");
+              "dm: there is no command 'nothing': `dm --help` tells more\n");
 }
 
 } // namespace
