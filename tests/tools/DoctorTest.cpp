@@ -2,59 +2,15 @@
 #include "tools/ServeFixture.h"
 #include "tools/doctor/Diagnosis.h"
 
-#include <dm/monitor.h>
-
-#include <functional>
 #include <future>
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <sstream>
-#include <thread>
 #include <unistd.h>
 
 using doctor::Cause;
 using doctor::Observation;
 
 namespace {
-
-/// A game's frames.
-class Frames
-{
-public:
-    Frames() { dm::init(0); }
-    ~Frames()
-    {
-        stopping = true;
-        thread.join();
-        dm::deinit();
-    }
-
-private:
-    std::atomic<bool> stopping{false};
-    std::thread thread{[this] {
-        for (; !stopping; std::this_thread::sleep_for(std::chrono::milliseconds(1)))
-            dm::update();
-    }};
-};
-
-class WebServer
-{
-public:
-    ~WebServer()
-    {
-        server.stop();
-        thread.join();
-    }
-
-private:
-    httplib::Server server;
-
-public:
-    const int port = server.bind_to_any_port("127.0.0.1");
-
-private:
-    std::thread thread{[this] { server.listen_after_bind(); }};
-};
 
 /// Says a few bytes to the first who connects, and stays or hangs up.
 class Stranger
@@ -80,8 +36,6 @@ private:
 class Doctor : public ServeFixture
 {
 protected:
-    static std::string at(std::uint32_t number) { return "127.0.0.1:" + std::to_string(number); }
-
     /// The first line names the cause with these parts, the second says what to do.
     void expectDiagnosis(int exitCode, const Words& parts, const Words& options = {},
                          const char* timeout = "30s")
@@ -110,46 +64,41 @@ TEST_F(Doctor, NamesWhatIsWrongWhereOursListen)
                     {"--expect", "monitor"});
     address = "127.0.0.2:" + portOf(address);
     expectDiagnosis(3, {"loopback only", tool, address});
-    address = at(static_cast<std::uint32_t>(std::stoul(portOf(address))));
+    address = "127.0.0.1:" + portOf(address);
     listener->pause();
     expectDiagnosis(8, {address, "is stalled", "dm, process", "halted"}, {}, "1s");
 
     const support::ScriptedServer deaf;
-    address = at(deaf.port());
+    aimAt(deaf.port());
     expectDiagnosis(8, {address, own, "is stalled", "says nothing"}, {}, "1s");
 
     const Stranger newer(support::frameOf(support::welcome(0, 3).payload()), true);
-    address = at(newer.port());
+    aimAt(newer.port());
     expectDiagnosis(5, {address, own, "version 3", "version 2"});
 
-    address = at(support::unusedPort());
+    aimAtNobody();
     expectDiagnosis(3, {"nothing listens on " + address});
 }
 
 TEST_F(Doctor, TellsServersApartAndFromStrangers)
 {
-    {
-        const Frames game;
-        address = at(dm::getMonitorPort());
-        expectDiagnosis(0, {"a debug monitor", "process " + std::to_string(::getpid())});
-        expectDiagnosis(3, {"a debug monitor, not a server of pipes"}, {"chat"});
-    }
+    const Child game = startGame();
+    expectDiagnosis(0, {"a debug monitor", "process " + std::to_string(game->id())});
+    expectDiagnosis(3, {"a debug monitor, not a server of pipes"}, {"chat"});
     serve();
     expectDiagnosis(0, {"a file server"}, {"--expect", "files"});
     expectDiagnosis(0, {"a file server", "the pipe 'fileserver'"}, {"fileserver"});
     expectDiagnosis(8, {"no pipe 'fileservers'"}, {"fileservers"});
 
-    ChildProcess hub(command({"hub", "0"}));
-    const std::string line = hub.readErrorLine().value_or("");
-    address = line.substr(line.rfind(' ') + 1);
+    const Child hub = startListening({"hub", "0"});
     expectDiagnosis(0, {"a hub"}, {"--expect", "pipes"});
     expectDiagnosis(0, {"a hub", "the pipe 'chat'"}, {"chat"});
 
-    const WebServer web;
-    address = at(static_cast<std::uint32_t>(web.port));
+    const Stranger web("HTTP/1.1 400 Bad Request\r\n\r\n", false);
+    aimAt(web.port());
     expectDiagnosis(3, {"is taken by", "process " + std::to_string(::getpid()), "none of ours"});
     const Stranger shy("", false);
-    address = at(shy.port());
+    aimAt(shy.port());
     expectDiagnosis(3, {"is taken by"});
 }
 
@@ -178,46 +127,31 @@ TEST(Diagnosis, JudgesOtherMachines)
 {
     doctor::Target target;
     target.address = {"192.168.0.10", 3600};
-    const auto causeOf = [&](const std::function<void(Observation&)>& change) {
-        Observation seen;
-        change(seen);
-        return doctor::diagnose(target, doctor::Service::Any, seen).cause;
-    };
+    Observation seen;
+    const auto diagnosis = [&] { return diagnose(target, doctor::Service::Any, seen); };
     using Reach = Observation::Reach;
-    EXPECT_EQ(causeOf([](auto& seen) { seen.reach = Reach::Failed; }), Cause::Unreachable);
-    EXPECT_EQ(causeOf([](auto& seen) { seen.reach = Reach::NoAnswer; }), Cause::Unreachable);
-    EXPECT_EQ(causeOf([](auto& seen) {
-                  seen.reach = Reach::NoAnswer;
-                  seen.isOwnMachine = true;
-              }),
-              Cause::Stalled);
-    EXPECT_EQ(causeOf([](auto& seen) {
-                  seen.reach = Reach::Refused;
-                  seen.isOwnMachine = true;
-                  seen.listeners = {{"10.0.0.1", 7, "game", false}};
-              }),
-              Cause::OtherAddress);
-    Observation elsewhere; // who listens at another address is not who has answered
-    elsewhere.reach = Reach::Connected;
-    elsewhere.reached = target.address.host;
-    elsewhere.listeners = {{"10.0.0.1", 7, "game", false}};
-    EXPECT_EQ(doctor::diagnose(target, doctor::Service::Any, elsewhere).process.processId, 0u);
-    const auto redirecting = [](Observation& seen) {
-        seen.reach = Reach::Connected;
-        seen.speech = Observation::Speech::Pipes;
-        seen.version = dm::kPipeProtocolVersion;
-        seen.isRedirecting = true;
-    };
-    EXPECT_EQ(causeOf([&](auto& seen) {
-                  redirecting(seen);
-                  seen.redirect = {"127.0.0.1", 3601};
-              }),
-              Cause::LoopbackOnly);
-    EXPECT_EQ(causeOf([&](auto& seen) {
-                  redirecting(seen);
-                  seen.isSentBack = true;
-              }),
-              Cause::Full);
+    for (const Reach reach : {Reach::Failed, Reach::NoAnswer}) {
+        seen.reach = reach;
+        EXPECT_EQ(diagnosis().cause, Cause::Unreachable);
+    }
+    seen.isOwnMachine = true;
+    EXPECT_EQ(diagnosis().cause, Cause::Stalled);
+    seen.reach = Reach::Refused;
+    seen.listeners = {{"10.0.0.1", 7, "game", false}};
+    EXPECT_EQ(diagnosis().cause, Cause::OtherAddress);
+
+    seen.isOwnMachine = false;
+    seen.reach = Reach::Connected;
+    seen.reached = target.address.host;
+    EXPECT_EQ(diagnosis().process.processId, 0u) << "who listens elsewhere has not answered";
+    seen.speech = Observation::Speech::Pipes;
+    seen.version = dm::kPipeProtocolVersion;
+    seen.isRedirecting = true;
+    seen.redirect = {"127.0.0.1", 3601};
+    EXPECT_EQ(diagnosis().cause, Cause::LoopbackOnly);
+    seen.redirect = {};
+    seen.isSentBack = true;
+    EXPECT_EQ(diagnosis().cause, Cause::Full);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "tools/dm/JobScript.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <tuple>
 
 namespace {
 
@@ -39,12 +40,7 @@ TEST(JobScript, ReadsEveryKindOfJob)
 
 TEST(JobScript, SaysWhereEachMistakeIs)
 {
-    const struct
-    {
-        const char* line;
-        size_t column;
-        const char* says;
-    } mistakes[] = {
+    const std::tuple<std::string, size_t, const char*> mistakes[] = {
         {"shout a b", 1, "'shout' is no job"},
         {"\"notify\" a b x", 14, "is no VALUE"},
         {"notify a b", 11, "VALUE is missing: write notify PIPE TEXT VALUE"},
@@ -65,19 +61,17 @@ TEST(JobScript, SaysWhereEachMistakeIs)
         {"request a b\"c", 12, "a quote inside"},
         {"request \xC3\xBC\xC3\xA4 \"\\x\"", 13, "unknown escape"}, // columns count characters
     };
-    for (const auto& mistake : mistakes) {
-        SCOPED_TRACE(mistake.line);
-        const JobScript script =
-            parseJobScript(std::string("\n") + mistake.line + "\nwait-notify a");
+    for (const auto& [line, column, says] : mistakes) {
+        SCOPED_TRACE(line);
+        const JobScript script = parseJobScript("\n" + line + "\nwait-notify a");
         ASSERT_EQ(script.errors.size(), 1u);
         EXPECT_EQ(script.errors[0].line, 2u);
-        EXPECT_EQ(script.errors[0].column, mistake.column);
-        EXPECT_NE(script.errors[0].message.find(mistake.says), std::string::npos)
-            << script.errors[0].message;
+        EXPECT_EQ(script.errors[0].column, column);
+        EXPECT_THAT(script.errors[0].message, testing::HasSubstr(says));
     }
     EXPECT_EQ(parseJobScript({"wait-notify a\0b", 15}).errors[0].column, 14u);
     std::string many;
-    for (int line = 0; line < 30; ++line)
+    for (int time = 0; time < 30; ++time)
         many += "oops\n";
     EXPECT_EQ(parseJobScript(many).errors.size(), tool::kMaxScriptErrors);
 }

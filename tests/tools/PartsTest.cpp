@@ -2,7 +2,6 @@
 #include "tools/dm/CommonOptions.h"
 #include "tools/dm/ExitCode.h"
 #include "tools/dm/InactivityClock.h"
-#include "tools/dm/ProgressMeter.h"
 #include "tools/dm/Text.h"
 
 #include <gtest/gtest.h>
@@ -69,13 +68,6 @@ TEST(InactivityClock, CountsSinceTheLastSignOfLifeExceptWhileTheToolItselfWasSto
     tool::InactivityClock stopped(500ms, start);
     stopped.look(false, start + 1h);
     EXPECT_FALSE(stopped.isExpired());
-}
-
-TEST(ProgressMeter, DescribesBytesSpeedAndTimeLeft)
-{
-    EXPECT_EQ(tool::describeProgress(12'600'000, 268'435'456, true, 0.5),
-              "12.6 MB of 268.4 MB received, 25.2 MB/s, 10 s left");
-    EXPECT_EQ(tool::describeProgress(10, 4'294'967'295u, false, 0), "10 bytes of 4.3 GB sent");
 }
 
 } // namespace

@@ -73,6 +73,16 @@ protected:
         return started;
     }
 
+    /// Starts a game with a debug monitor and learns its address.
+    Child startGame(const std::string& port = "0")
+    {
+        auto started = std::make_unique<ChildProcess>(Words{DM_WATCHED_GAME_PATH, port});
+        const std::string line = started->readLine().value_or("");
+        address = line.substr(line.rfind(' ') + 1);
+        EXPECT_EQ(line, "playing on " + address);
+        return started;
+    }
+
     static nlohmann::json nextJson(const Child& tool)
     {
         return nlohmann::json::parse(tool->readLine().value_or(""));

@@ -20,14 +20,6 @@ namespace {
 class WatchTool : public ToolFixture
 {
 protected:
-    void startGame(const std::string& port = "0")
-    {
-        game = std::make_unique<ChildProcess>(Words{DM_WATCHED_GAME_PATH, port});
-        const std::string line = game->readLine().value_or("");
-        address = line.substr(line.rfind(' ') + 1);
-        ASSERT_EQ(line, "playing on " + address);
-    }
-
     Words words(const Words& options) const { return Words{"watch", address} + options; }
     Child watch(const Words& options) const { return start(words(options)); }
 
@@ -86,7 +78,7 @@ protected:
 
 TEST_F(WatchTool, PrintsWantedLinesEscapedAndEndsWithZeroWhenInterrupted)
 {
-    startGame();
+    game = startGame();
     const Child tool = watch({"--channel", "2", "--channel", "1", "--exclude", "never", "--request",
                               "1", "--send", "say never", "--send", "say evil\x1b[31m\nline"});
     EXPECT_EQ(tool->readErrorLine().value_or(""), "dm: connected to " + address);
@@ -100,12 +92,12 @@ TEST_F(WatchTool, PrintsWantedLinesEscapedAndEndsWithZeroWhenInterrupted)
 
 TEST_F(WatchTool, SaysWhenTheGameGoesAndComesAndWatchesOn)
 {
-    startGame();
+    game = startGame();
     const Child tool = watch({"--format", "json", "--grep", "^second|^game"});
     EXPECT_EQ(nextJson(tool)["event"], "connected");
     game->kill();
     await(*tool, {"\"lost\""});
-    startGame(portOf(address));
+    game = startGame(portOf(address));
     EXPECT_EQ(json::parse(await(*tool, {"\"event\":\"connected\""}))["address"], address);
     const json line = json::parse(await(*tool, {"\"text\":\"second"}));
     EXPECT_EQ(line["channel"], 0);
@@ -115,7 +107,7 @@ TEST_F(WatchTool, SaysWhenTheGameGoesAndComesAndWatchesOn)
 
 TEST_F(WatchTool, PrintsALineForEachChangeOfAValueOnlyIfToldTo)
 {
-    startGame();
+    game = startGame();
     const Child tool = watch({"--stats", "--format", "json"});
     std::map<std::string, std::string> values;
     while (values.size() < 4 || values["level"] == "1") {
@@ -133,7 +125,7 @@ TEST_F(WatchTool, PrintsALineForEachChangeOfAValueOnlyIfToldTo)
 
 TEST_F(WatchTool, KeepsATableBelowTheTextOnATerminal)
 {
-    startGame();
+    game = startGame();
     const Child terminal = watchOnTerminal("--stats");
     EXPECT_TRUE(shows(terminal, "Engine Statistics\r\n  frame "));
     EXPECT_TRUE(shows(terminal, "\x1b[7A\r\x1b[J")) << "three groups with four values";
@@ -143,7 +135,7 @@ TEST_F(WatchTool, KeepsATableBelowTheTextOnATerminal)
 
 TEST_F(WatchTool, RecordsWhatCanBeReplayedAfterAKill)
 {
-    startGame();
+    game = startGame();
     expectEnd(8, words({"--duration", "300ms", "--profile", path("none.json")})); // none came
     EXPECT_EQ(filesInFolder(), 0u);
     const std::string file = path("recording");
@@ -182,17 +174,14 @@ TEST_F(WatchTool, RecordsWhatCanBeReplayedAfterAKill)
     expectEnd(7, words({"--record", path("other")}));
 }
 
-TEST_F(WatchTool, CountsTheLinesThatItWasTooSlowFor)
+TEST_F(WatchTool, CountsTheLinesThatItOrATerminalWasTooSlowFor)
 {
-    startGame();
+    game = startGame();
     const Child tool = watch({"--channel", "3"});
     tool->readErrorLine();
     expectAllCounted(tool);
-}
 
-TEST_F(WatchTool, CountsTheLinesThatATerminalDidNotTake)
-{
-    startGame();
+    game = startGame();
     // While script stands still, nobody reads what the tool prints.
     const Child terminal = watchOnTerminal("--stats --channel 3");
     EXPECT_TRUE(shows(terminal, "Engine Statistics"));
@@ -215,7 +204,7 @@ TEST_F(WatchTool, WaitsForASlowReaderOfAReplay)
 
 TEST_F(WatchTool, WritesTheTraceWhenItsReaderGoesAway)
 {
-    startGame();
+    game = startGame();
     const std::string options = " --request 0 --profile " + path("trace.json");
     ChildProcess reader(
         {"bash", "-o", "pipefail", "-c", toolCommand + " " + address + options + " | head -n 1"});

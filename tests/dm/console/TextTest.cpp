@@ -53,30 +53,9 @@ TEST_F(Coloring, FollowsTheWords)
         EXPECT_EQ(words, expectedWords);
         EXPECT_EQ(colors, expectedColors) << text;
     }
-    dm::WordList words;
-    for (const char* text : {"a ", "b"})
-        dm::tokenizeLine(words, text);
-    EXPECT_EQ(words.size(), 3u) << "appends";
-}
-
-TEST(Tokenizer, ScannersMeasureWhatStandsAtAPlace)
-{
-    const std::tuple<int (*)(const zu::String&, int), const char*, int, int> cases[] = {
-        {dm::scanWhitespace, " \t a", 1, 2}, {dm::scanWhitespace, "a ", 0, -1},
-        {dm::scanWhitespace, " ", 1, -1},    {dm::scanWhitespace, " ", -1, -1},
-        {dm::scanIdentifier, "1a_;", 0, 3},  {dm::scanIdentifier, ";", 0, -1},
-        {dm::scanInteger, "+12 ", 0, 3},     {dm::scanInteger, "12;", 0, -1},
-        {dm::scanInteger, "+", 0, -1},       {dm::scanInteger, "1 ", 1, -1},
-        {dm::scanFloat, ".", 0, 1},          {dm::scanFloat, "-f\n", 0, 2},
-        {dm::scanFloat, "1E5F", 0, 4},       {dm::scanFloat, "1.0x", 0, -1},
-        {dm::scanHex, "0x", 0, -1},          {dm::scanHex, "a 0x", 2, 2},
-        {dm::scanHex, "0x 5", 0, 2},         {dm::scanHex, "0Xa9xX", 0, 6},
-        {dm::scanHex, "0xA", 0, -1},         {dm::scanHex, "ab0", 2, -1},
-        {dm::scanHex, "0x1", 9, -1},         {dm::scanQuoted, "\"\"", 0, 2},
-        {dm::scanQuoted, "\"a\"b", 2, -1},   {dm::scanQuoted, "", 0, -1},
-    };
-    for (const auto& [scan, text, position, length] : cases)
-        EXPECT_EQ(scan(text, position), length) << text << " at " << position;
+    const zu::String text = "1 ";
+    for (const int outside : {-1, 2, 9})
+        EXPECT_EQ(dm::scanInteger(text, outside), -1);
 }
 
 TEST(Tokenizer, TakesTimeInProportionToTheText)
