@@ -58,13 +58,6 @@ public:
             thread.join();
     }
 
-    void play()
-    {
-        zu::Interrupt& interrupt = zu::Interrupt::get();
-        for (; !interrupt.waitFor(kFrameMs); ++frame)
-            playFrame();
-    }
-
     void parseData(const char* data) override
     {
         const std::string_view text = data;
@@ -76,7 +69,6 @@ public:
             linesPerSecond = std::strtoul(data + 5, nullptr, 10);
     }
 
-private:
     void playFrame()
     {
         ZUL_PROFILE_FRAME();
@@ -87,12 +79,14 @@ private:
         if (dm::checkAndClearRequest(1))
             dm::print(1, "loading level %d", ++level);
         report();
+        ++frame;
         ZUL_PROFILE_ZONE("simulate");
         work(500);
         ZUL_PROFILE_ZONE("collide");
         work(400);
     }
 
+private:
     void report()
     {
         if (frame % kFramesPerSecond == 0)
@@ -115,12 +109,9 @@ private:
     void help(const char* name) const
     {
         zu::setThreadName(zu::currentThreadId(), name);
-        while (!isOver) {
-            {
-                ZUL_PROFILE_ZONE("job");
-                work(400);
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(kFrameMs));
+        for (; !isOver; std::this_thread::sleep_for(std::chrono::milliseconds(kFrameMs))) {
+            ZUL_PROFILE_ZONE("job");
+            work(400);
         }
     }
 
@@ -137,11 +128,13 @@ private:
 int main(int argc, char** argv)
 {
     dm::init(argc > 1 ? std::atoi(argv[1]) : 0);
-    if (dm::getMonitorPort() == 0)
-        return 3; // dm has said why
     std::printf("playing on 127.0.0.1:%u\n", dm::getMonitorPort());
     std::fflush(stdout);
-    Game().play();
+    {
+        Game game;
+        while (!zu::Interrupt::get().waitFor(kFrameMs))
+            game.playFrame();
+    }
     dm::deinit();
     return 0;
 }

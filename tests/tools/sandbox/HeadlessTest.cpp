@@ -1,8 +1,6 @@
 #include "support/ChildProcess.h"
 #include "zul/FileFixture.h"
 
-#include <algorithm>
-
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_STATIC
 #define STBI_ONLY_PNG
@@ -91,10 +89,9 @@ TEST_F(Headless, DrawsTheConsoleIntoAPicture)
 
 TEST_F(Headless, MakesAllPicturesAlsoWhenSomebodyQuits)
 {
-    const std::string script =
-        "await Enter help\nkey Console\nenter read nowhere\nawait there is no\n"
-        "enter screenshot \"" +
-        at("first.png") + "\"\nenter quit\nwait 1000\n";
+    const std::string script = "await Enter help\nkey F1\nenter read nowhere\nawait there is no\n"
+                               "enter screenshot \"" +
+                               at("first.png") + "\"\nenter quit\nwait 1000\n";
     ASSERT_EQ(run(script, "last.png", {"--size", "200x100", "--console-key", "F1", "--print"}), 0)
         << errors;
     EXPECT_NE(output.find("\nread: there is no file or folder \"nowhere\"\n"), output.npos)
@@ -103,23 +100,13 @@ TEST_F(Headless, MakesAllPicturesAlsoWhenSomebodyQuits)
         EXPECT_NE(Image(at(name)).bytes, nullptr) << name;
 }
 
-TEST_F(Headless, ShowsTheCursorInSmallLetters)
-{
-    ASSERT_EQ(run("key Console\n", "small.png", {"--size", "640x400"}), 0) << errors;
-    const Image image(at("small.png"));
-    ASSERT_NE(image.bytes, nullptr);
-    int brightest = 0; // behind the prompt
-    for (int i = 0; i < 6 * 18; ++i)
-        brightest = std::max(brightest, image.at(20 + i % 6, 380 + i / 6).red);
-    EXPECT_GT(brightest, 100);
-}
-
 TEST_F(Headless, KeepsLinesFromRunToRunAndPutsABrokenFileAside)
 {
-    const std::vector<std::string> options{"--data", folder.string(), "--size", "400x225"};
+    const std::vector<std::string> options{"--data", folder.string(), "--print"};
     ASSERT_EQ(run("key Console\nenter echo kept\n", "a.png", options), 0) << errors;
     ASSERT_TRUE(std::filesystem::exists(at("consolecache.bin")));
     ASSERT_EQ(run("key Console\nkey Up\nkey Enter\n", "b.png", options), 0) << errors;
+    EXPECT_NE(output.find("kept\n"), output.npos);
 
     std::filesystem::resize_file(at("consolecache.bin"), 9);
     ASSERT_EQ(run("key Console\nenter dump \"" + at("all.txt") + "\"\n", "c.png", options), 0)
@@ -136,10 +123,7 @@ TEST_F(Headless, MistakesAreToldAndEndTheGame)
           Row{1, "key Up\n", {"--font", at("no")}, "sandbox: there is no font file " + at("no")},
           Row{1, "screenshot no/such/folder.png\n", {}, "cannot write the picture"},
           Row{2, "key Up\n", {"--size", "800"}, "'800' is no size"},
-          Row{2,
-              "key Up\n",
-              {"--files", "here:1", "--pipe-port", "0"},
-              "--pipe-port excludes --files"}})
+          Row{2, "", {"--files", "a:1", "--pipe-port", "0"}, "--pipe-port excludes --files"}})
     {
         EXPECT_EQ(run(script, "x.png", options), exitCode);
         EXPECT_NE(errors.find(told), std::string::npos) << errors;

@@ -76,7 +76,7 @@ TEST(Keys, TypeByTheirTextAndActByThemselves)
     for (const auto& [events, expected] :
          {Row{{a, text("a"), pressed(SDLK_LEFT), pressed(SDLK_BACKSLASH), text("\\")}, "a<37>\\"},
           Row{{text("\xC3\xA9\xE2\x82\xAC%")}, "\xE9"}, // an event is one character
-          Row{{pressed(SDLK_v, SDL_SCANCODE_V, KMOD_LCTRL), pressed(SDLK_c)}, "<paste>"},
+          Row{{pressed(SDLK_v, {}, KMOD_LCTRL), pressed(SDLK_c, {}, KMOD_LCTRL)}, "<paste><copy>"},
           Row{{pressed(0x43C, SDL_SCANCODE_V, KMOD_LCTRL)}, "<paste>"}, // Cyrillic
           Row{{pressed(SDLK_k, SDL_SCANCODE_V, KMOD_LCTRL)}, ""},       // another order
           Row{{enter, repeated(enter), repeated(pressed(SDLK_LEFT))}, "<13><37>"},
