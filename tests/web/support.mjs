@@ -53,8 +53,7 @@ export function startBrowser() {
   const root = process.getuid() === 0 ? ['--no-sandbox'] : [];
   return chromium.launch({
     executablePath: process.env.DM_CHROMIUM,
-    // A name from elsewhere that points here, as an attacker's would.
-    args: [...quiet, ...root, '--host-resolver-rules=MAP attacker.example 127.0.0.1'],
+    args: [...quiet, ...root],
   });
 }
 

@@ -1,6 +1,6 @@
 // A picture of the page of a `dm watch --web` that runs:
 //
-//   tests/web/run BUILD_DIR screenshot.mjs URL FILE.png [light|dark] [profile|-] [SEARCH]
+//   tests/web/run BUILD_DIR tools/demo/screenshot.mjs URL FILE.png [light|dark] [profile|-] [SEARCH]
 //
 // With "profile" it asks the game for one, by request 0, and points at a zone of it; SEARCH is
 // typed into the search.

@@ -1,6 +1,6 @@
 // How quickly the page answers, and what memory it takes, while many lines a second come:
 //
-//   tests/web/run BUILD_DIR busy.mjs [SECONDS] [LINES_A_SECOND]
+//   tests/web/run BUILD_DIR bench/web/busy.mjs [SECONDS] [LINES_A_SECOND]
 //
 // The game counts on 100 frames a second and has a few less; what came is printed.
 import { inputDelay, openPage, send, startBrowser, startGame, startWatch, waitForText } from './support.mjs';
