@@ -114,7 +114,8 @@ TEST(Script, SaysWhichLineIsWrong)
           Row{"wait 0", "line 1: give a number of frames from 1 to 100000"},
           Row{"wait 1x", "line 1: give a number of frames from 1 to 100000"},
           Row{"type", "line 1: type what?"}})
-        EXPECT_THAT([&] { parseScript(script); }, testing::ThrowsMessage<ScriptError>(wanted));
+        EXPECT_THAT([&script = script] { parseScript(script); },
+                    testing::ThrowsMessage<ScriptError>(wanted));
 
     const std::vector<ScriptStep> steps = parseScript("press Ctrl+Shift+Home\ntype  x \nkey +");
     ASSERT_EQ(steps.size(), 3u);
